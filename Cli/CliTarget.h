@@ -1,0 +1,26 @@
+// The connection of a norvanta-cli run: the global options that say where the target is, and
+// the opening and closing of it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class CTargetConnection;
+
+struct SCliGlobals
+{
+    std::string strServer = "127.0.0.1"; // IPv4 address of the server
+    bool bUdp = false;                    // talk to it over UDP
+    bool bLarge = false;                  // 16-bit destination IDs
+    std::string strLog;                   // transaction log file
+};
+
+// The globals of this run, filled by main.
+SCliGlobals& CliGlobals();
+
+// Opens the target of the globals; prints the failure and returns nullptr when it can't.
+std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget();
+
+// Prints the text of a client status to standard error and returns the exit status 1.
+int CliFailure(int32_t nStatus);

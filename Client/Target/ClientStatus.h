@@ -1,0 +1,57 @@
+// Client statuses used by the links and the transaction front end. Their texts are in
+// RioErrorText; HAL statuses cross into this space only through HalStatusToClient.
+#pragma once
+
+#include <cstdint>
+
+enum EClientStatus : int32_t
+{
+    eRioOk = 0,
+    eRioIncorrectResponse = -15,
+    eRioSendReadFailed = -16,
+    eRioReceiveReadFailed = -17,
+    eRioResponseMismatch = -18,
+    eRioSendWriteFailed = -19,
+    eRioReceiveWriteFailed = -20,
+    eRioNotConnected = -11,
+    eRioSendIdentifyFailed = -35,
+    eRioReceiveIdentifyFailed = -36,
+    eRioInvalidParameter = -39,
+    eRioSendDataWriteFailed = -41,
+    eRioReceiveDataWriteFailed = -42,
+    eRioSendDataReadFailed = -43,
+    eRioReceiveDataReadFailed = -44,
+    eRioTimeout = -45,
+    eRioSendMessageFailed = -48,
+    eRioReceiveMessageFailed = -49,
+    eRioSendDoorbellFailed = -50,
+    eRioReceiveDoorbellFailed = -51,
+    eRioSendGetErrorsFailed = -52,
+    eRioReceiveGetErrorsFailed = -53,
+    eRioSendMemWriteFailed = -54,
+    eRioReceiveMemWriteFailed = -55,
+    eRioSendMemReadFailed = -56,
+    eRioReceiveMemReadFailed = -57,
+    eRioSendFlashWriteFailed = -58,
+    eRioReceiveFlashWriteFailed = -59,
+    eRioSendFlashReadFailed = -60,
+    eRioReceiveFlashReadFailed = -61,
+    eRioServerUnsupported = -68,
+    eRioNullSocketRead = -71,
+    eRioNullSocketWrite = -72,
+    eRioJtagUnsupported = -500,
+    eRioJtagReadFailed = -501,
+    eRioJtagWriteFailed = -502,
+    eRioI2CUnsupported = -510,
+    eRioI2CReadFailed = -511,
+    eRioI2CWriteFailed = -512,
+    eRioTsi721Unsupported = -520,
+    eRioTsi721ReadFailed = -521,
+    eRioTsi721WriteFailed = -522,
+    eRioTsi721DataReadFailed = -523,
+    eRioTsi721DataWriteFailed = -524,
+    eRioFlashTimeout = -32,
+    eRioNoFlash = -33,
+    eRioFlashWriteProtected = -34,
+    eRioNodeNotFound = -10000
+};

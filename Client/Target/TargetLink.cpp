@@ -1,0 +1,451 @@
+#include "TargetLink.h"
+
+#include "LinkSettings.h"
+#include "SocketErrorText.h"
+#include "UserInterface.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+void SocketMessage(const char* pszText, int nError)
+{
+    ShowMessage(QString::asprintf("%s\nError is %d, '%s'", pszText, nError,
+                                  SocketErrorText(nError).toLocal8Bit().constData()));
+}
+
+sockaddr_in Address(uint32_t ulAddress, uint16_t wPort)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(wPort);
+    address.sin_addr.s_addr = htonl(ulAddress);
+    return address;
+}
+
+// RAII for the wait cursor around a blocking connect.
+struct SBusy
+{
+    SBusy() { UI().SetBusy(true); }
+    ~SBusy() { UI().SetBusy(false); }
+};
+} // namespace
+
+CTargetLink::CTargetLink() { Reset(); }
+
+CTargetLink::~CTargetLink()
+{
+    if (sSocket >= 0)
+    {
+        ::close(sSocket);
+    }
+    if (m_pPod)
+    {
+        m_pPod->Close();
+    }
+    if (m_pBridge)
+    {
+        m_pBridge->Close();
+    }
+}
+
+void CTargetLink::Reset()
+{
+    sSocket = -1;
+    lI2CHandle = -1;
+    lJTAGDevice = -1;
+    pTsi721 = nullptr;
+    pRS232 = nullptr;
+    bJTAGOpen = 0;
+    bI2COpen = 0;
+    bTsi721Open = 0;
+    ulCOMPort = 0;
+    lBaudRate = -1;
+}
+
+bool CTargetLink::Open(ELinkKind eNewKind, uint32_t ulNewAddress)
+{
+    if (IsConnected())
+    {
+        return false;
+    }
+    eKind = eNewKind;
+    ulIPAddress = ulNewAddress;
+    switch (eKind)
+    {
+    case eLinkTCP:
+        return OpenTcp();
+    case eLinkUDP:
+        return OpenUdp();
+    case eLinkBroadcastSender:
+        return OpenBroadcastSender();
+    case eLinkBroadcastReceiver:
+        return OpenBroadcastReceiver();
+    case eLinkNone:
+        return true;
+    default:
+        return OpenDirect();
+    }
+}
+
+bool CTargetLink::OpenTcp()
+{
+    sSocket = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (sSocket < 0)
+    {
+        ShowMessage(QStringLiteral("Unable to create response socket."));
+        sSocket = -1;
+        return false;
+    }
+    // Header, body and data go as separate sends: without this each exchange would wait for the
+    // peer's delayed acknowledgement.
+    const int nOne = 1;
+    ::setsockopt(sSocket, IPPROTO_TCP, TCP_NODELAY, &nOne, sizeof(nOne));
+    const sockaddr_in address = Address(ulIPAddress, LinkSettings().wServerPort);
+    int nResult = 0;
+    {
+        SBusy busy;
+        do
+        {
+            nResult = ::connect(sSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+        } while (nResult < 0 && errno == EINTR);
+    }
+    if (nResult < 0)
+    {
+        const int nError = errno;
+        if (nError == ECONNREFUSED)
+        {
+            ShowMessage(QStringLiteral("Unable to connect to the Norvanta Server.\n\nThe server is either not currently "
+                                       "running, or it is busy with another\nNorvanta Client connection."));
+        }
+        else
+        {
+            SocketMessage("Unable to connect to the Norvanta Server.", nError);
+        }
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool CTargetLink::OpenUdp()
+{
+    sSocket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (sSocket < 0)
+    {
+        ShowMessage(QStringLiteral("Unable to create UDP RxTx socket."));
+        sSocket = -1;
+        return false;
+    }
+    const sockaddr_in address = Address(INADDR_ANY, LinkSettings().wUdpLocalPort);
+    if (::bind(sSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0)
+    {
+        SocketMessage("Unable to configure system to receive broadcasts from Norvanta Servers.", errno);
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool CTargetLink::OpenBroadcastSender()
+{
+    sSocket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (sSocket < 0)
+    {
+        ShowMessage(QStringLiteral("Unable to create broadcast socket."));
+        sSocket = -1;
+        return false;
+    }
+    const int nOne = 1;
+    if (::setsockopt(sSocket, SOL_SOCKET, SO_BROADCAST, &nOne, sizeof(nOne)) < 0)
+    {
+        SocketMessage("Unable to configure system for broadcast to all Norvanta Servers.", errno);
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool CTargetLink::OpenBroadcastReceiver()
+{
+    sSocket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (sSocket < 0)
+    {
+        ShowMessage(QStringLiteral("Unable to create response socket."));
+        sSocket = -1;
+        return false;
+    }
+    const sockaddr_in address = Address(INADDR_ANY, LinkSettings().wReplyPort);
+    if (::bind(sSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0)
+    {
+        SocketMessage("Unable to configure system to receive broadcasts from Norvanta Servers.", errno);
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool CTargetLink::OpenDirect()
+{
+    // The serial line and the pods open through their own layers, which attach their register
+    // path here once the device answers. None is installed in this build.
+    switch (eKind)
+    {
+    case eLinkRS232:
+        ShowMessage(QStringLiteral("Failed to Initalize RS232 Comms: %1")
+                        .arg(QStringLiteral("no serial line support is installed")));
+        break;
+    case eLinkJTAG:
+        ShowMessage(QStringLiteral("No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being "
+                                   "connected, or the FTDI D2XX\r\ndrivers not being installed properly."));
+        break;
+    case eLinkI2C:
+        ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
+        break;
+    case eLinkPCIe:
+        ShowMessage(QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
+                                   "installed the latest driver package from IDT."));
+        break;
+    default:
+        break;
+    }
+    return false;
+}
+
+void CTargetLink::AttachPod(ELinkKind eNewKind, std::unique_ptr<IRegisterPod> pPod)
+{
+    eKind = eNewKind;
+    m_pPod = std::move(pPod);
+    if (eKind == eLinkJTAG)
+    {
+        bJTAGOpen = m_pPod ? 1 : 0;
+    }
+    else if (eKind == eLinkI2C)
+    {
+        bI2COpen = m_pPod ? 1 : 0;
+        lI2CHandle = m_pPod ? 0 : -1;
+    }
+}
+
+void CTargetLink::AttachBridge(std::unique_ptr<ITsi721Bridge> pBridge)
+{
+    eKind = eLinkPCIe;
+    m_pBridge = std::move(pBridge);
+    pTsi721 = m_pBridge.get();
+    bTsi721Open = m_pBridge ? 1 : 0;
+}
+
+bool CTargetLink::IsConnected() const
+{
+    switch (eKind)
+    {
+    case eLinkRS232:
+        return pRS232 != nullptr;
+    case eLinkJTAG:
+        return bJTAGOpen != 0;
+    case eLinkI2C:
+        return bI2COpen != 0;
+    case eLinkPCIe:
+        return bTsi721Open != 0;
+    case eLinkNone:
+        return true;
+    default:
+        return sSocket >= 0;
+    }
+}
+
+bool CTargetLink::Send(const void* pvBuffer, uint32_t ulLength)
+{
+    ssize_t nSent = -1;
+    switch (eKind)
+    {
+    case eLinkTCP:
+        if (sSocket < 0)
+        {
+            return false;
+        }
+        nSent = ::send(sSocket, pvBuffer, ulLength, MSG_NOSIGNAL);
+        break;
+    case eLinkUDP:
+    case eLinkBroadcastSender:
+    case eLinkBroadcastReceiver:
+    {
+        if (sSocket < 0)
+        {
+            return false;
+        }
+        const sockaddr_in address = Address(ulIPAddress, LinkSettings().wServerPort);
+        nSent = ::sendto(sSocket, pvBuffer, ulLength, 0, reinterpret_cast<const sockaddr*>(&address),
+                         sizeof(address));
+        break;
+    }
+    default:
+        return false;
+    }
+    return nSent == static_cast<ssize_t>(ulLength);
+}
+
+bool CTargetLink::WaitReadable(uint32_t ulSeconds, uint32_t ulMicroSeconds) const
+{
+    fd_set readSet;
+    FD_ZERO(&readSet);
+    FD_SET(sSocket, &readSet);
+    timeval limit{static_cast<time_t>(ulSeconds), static_cast<suseconds_t>(ulMicroSeconds)};
+    int nReady = 0;
+    do
+    {
+        nReady = ::select(sSocket + 1, &readSet, nullptr, nullptr, &limit);
+    } while (nReady < 0 && errno == EINTR);
+    return nReady > 0;
+}
+
+bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds, uint32_t ulMicroSeconds)
+{
+    const uint32_t ulWanted = *pulLength;
+    if (static_cast<int32_t>(ulWanted) <= 0)
+    {
+        return true;
+    }
+    *pulLength = 0;
+    if (sSocket < 0 || (eKind != eLinkTCP && eKind != eLinkUDP))
+    {
+        return false;
+    }
+    auto* pbBuffer = static_cast<uint8_t*>(pvBuffer);
+    uint32_t ulReceived = 0;
+    while (ulReceived < ulWanted)
+    {
+        if (!WaitReadable(ulSeconds, ulMicroSeconds))
+        {
+            *pulLength = ulReceived;
+            return false;
+        }
+        ssize_t nGot = 0;
+        do
+        {
+            nGot = eKind == eLinkTCP ? ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0)
+                                     : ::recvfrom(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0, nullptr,
+                                                  nullptr);
+        } while (nGot < 0 && errno == EINTR);
+        if (nGot < 0)
+        {
+            SocketMessage("Unable to get data from Norvanta Server.", errno);
+            *pulLength = ulReceived;
+            return false;
+        }
+        if (nGot == 0)
+        {
+            SocketMessage("Norvanta Server has dropped the connection.", errno);
+            *pulLength = ulReceived;
+            return false;
+        }
+        ulReceived += static_cast<uint32_t>(nGot);
+    }
+    *pulLength = ulReceived;
+    return true;
+}
+
+bool CTargetLink::SendBroadcast(const void* pvBuffer, uint32_t ulLength)
+{
+    if (eKind == eLinkRS232)
+    {
+        return Send(pvBuffer, ulLength);
+    }
+    const sockaddr_in address = Address(LinkSettings().ulBroadcastAddress, LinkSettings().wBroadcastPort);
+    const ssize_t nSent = sSocket < 0 ? -1
+                                      : ::sendto(sSocket, pvBuffer, ulLength, 0,
+                                                 reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    if (nSent != static_cast<ssize_t>(ulLength))
+    {
+        SocketMessage("Unable to transmit broadcast message to the Norvanta Server.", nSent < 0 ? errno : 0);
+        return false;
+    }
+    return true;
+}
+
+bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds, uint32_t ulMicroSeconds,
+                                  uint32_t* pulSender)
+{
+    if (sSocket < 0 || !WaitReadable(ulSeconds, ulMicroSeconds))
+    {
+        *pulLength = 0;
+        *pulSender = 0;
+        return false;
+    }
+    sockaddr_in sender{};
+    socklen_t nSenderSize = sizeof(sender);
+    const ssize_t nGot = ::recvfrom(sSocket, pvBuffer, *pulLength, 0, reinterpret_cast<sockaddr*>(&sender),
+                                    &nSenderSize);
+    if (nGot < 0)
+    {
+        *pulLength = 0;
+        *pulSender = 0;
+        return false;
+    }
+    *pulLength = static_cast<uint32_t>(nGot);
+    *pulSender = ntohl(sender.sin_addr.s_addr);
+    return true;
+}
+
+void CTargetLink::Shutdown()
+{
+    pRS232 = nullptr;
+    if (bJTAGOpen)
+    {
+        if (m_pPod)
+        {
+            m_pPod->Close();
+            m_pPod.reset();
+        }
+        bJTAGOpen = 0;
+        lJTAGDevice = -1;
+    }
+    if (bI2COpen)
+    {
+        if (m_pPod)
+        {
+            m_pPod->Close();
+            m_pPod.reset();
+        }
+        lI2CHandle = -1;
+        bI2COpen = 0;
+    }
+    if (bTsi721Open)
+    {
+        if (m_pBridge)
+        {
+            m_pBridge->Close();
+            m_pBridge.reset();
+        }
+        pTsi721 = nullptr;
+        bTsi721Open = 0;
+    }
+    if (!IsConnected() || sSocket < 0)
+    {
+        return;
+    }
+    // A datagram socket has nothing to shut down; only a connected stream does.
+    if (eKind == eLinkTCP && ::shutdown(sSocket, SHUT_RDWR) < 0 && errno != ENOTCONN)
+    {
+        SocketMessage("Unable to gracefully shut down connection to Norvanta Server.", errno);
+    }
+}
+
+void CTargetLink::Close()
+{
+    Shutdown();
+    if (sSocket >= 0)
+    {
+        if (::close(sSocket) < 0)
+        {
+            SocketMessage("Unable to close connection to Norvanta Server.", errno);
+        }
+        sSocket = -1;
+    }
+}

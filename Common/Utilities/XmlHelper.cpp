@@ -1,0 +1,210 @@
+#include "XmlHelper.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace
+{
+// Accumulates digits of one base; false on an empty text, a foreign character or an overflow
+// beyond ulMax.
+bool Digits(QStringView text, int nBase, uint64_t ulMax, uint64_t* pValue)
+{
+    if (text.isEmpty())
+    {
+        return false;
+    }
+    uint64_t ulValue = 0;
+    for (const QChar ch : text)
+    {
+        int nDigit = -1;
+        const char16_t c = ch.unicode();
+        if (c >= u'0' && c <= u'9')
+        {
+            nDigit = c - u'0';
+        }
+        else if (nBase == 16 && c >= u'a' && c <= u'f')
+        {
+            nDigit = c - u'a' + 10;
+        }
+        else if (nBase == 16 && c >= u'A' && c <= u'F')
+        {
+            nDigit = c - u'A' + 10;
+        }
+        if (nDigit < 0 || nDigit >= nBase)
+        {
+            return false;
+        }
+        if (ulValue > (ulMax - static_cast<uint64_t>(nDigit)) / static_cast<uint64_t>(nBase))
+        {
+            return false;
+        }
+        ulValue = ulValue * static_cast<uint64_t>(nBase) + static_cast<uint64_t>(nDigit);
+    }
+    *pValue = ulValue;
+    return true;
+}
+
+bool Signed(QStringView text, bool bAllowHex, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    text = text.trimmed();
+    bool bNegative = false;
+    if (!text.isEmpty() && text.front() == u'-')
+    {
+        bNegative = true;
+        text = text.mid(1);
+    }
+    int nBase = 10;
+    if (bAllowHex && text.size() > 2 && text[0] == u'0' && (text[1] == u'x' || text[1] == u'X'))
+    {
+        nBase = 16;
+        text = text.mid(2);
+    }
+    uint64_t ulMagnitude = 0;
+    // 2^63 is the largest magnitude any int64_t range can take (for its minimum).
+    if (!Digits(text, nBase, uint64_t(1) << 63, &ulMagnitude))
+    {
+        return false;
+    }
+    int64_t llValue = 0;
+    if (bNegative)
+    {
+        llValue = ulMagnitude == (uint64_t(1) << 63) ? std::numeric_limits<int64_t>::min()
+                                                      : -static_cast<int64_t>(ulMagnitude);
+    }
+    else
+    {
+        if (ulMagnitude > static_cast<uint64_t>(std::numeric_limits<int64_t>::max()))
+        {
+            return false;
+        }
+        llValue = static_cast<int64_t>(ulMagnitude);
+    }
+    if (llValue < llMin || llValue > llMax)
+    {
+        return false;
+    }
+    *pValue = llValue;
+    return true;
+}
+} // namespace
+
+QDomElement CXmlHelper::Child(const QDomElement& parent, const QString& strName)
+{
+    return parent.firstChildElement(strName);
+}
+
+bool CXmlHelper::ChildText(const QDomElement& parent, const QString& strName, QString* pText)
+{
+    const QDomElement child = parent.firstChildElement(strName);
+    if (child.isNull())
+    {
+        return false;
+    }
+    *pText = child.text();
+    return true;
+}
+
+QString CXmlHelper::ChildTextOr(const QDomElement& parent, const QString& strName, const QString& strDefault)
+{
+    QString strText;
+    return ChildText(parent, strName, &strText) ? strText : strDefault;
+}
+
+bool CXmlHelper::ParseElementNumber(const QString& strText, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    return Signed(strText, true, llMin, llMax, pValue);
+}
+
+bool CXmlHelper::ParseDecimal(const QString& strText, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    return Signed(strText, false, llMin, llMax, pValue);
+}
+
+bool CXmlHelper::ParseHex(const QString& strText, uint64_t ulMax, uint64_t* pValue)
+{
+    return Digits(QStringView(strText).trimmed(), 16, ulMax, pValue);
+}
+
+bool CXmlHelper::ParsePrefixedHex(const QString& strText, uint64_t ulMax, uint64_t* pValue)
+{
+    const QStringView text = QStringView(strText).trimmed();
+    if (text.size() < 3 || text[0] != u'0' || (text[1] != u'x' && text[1] != u'X'))
+    {
+        return false;
+    }
+    return Digits(text.mid(2), 16, ulMax, pValue);
+}
+
+EXmlValue CXmlHelper::ChildYesNo(const QDomElement& parent, const QString& strName, bool* pValue)
+{
+    QString strText;
+    if (!ChildText(parent, strName, &strText))
+    {
+        return EXmlValue::Absent;
+    }
+    *pValue = strText == QLatin1String("Yes");
+    return EXmlValue::Ok;
+}
+
+void CXmlHelper::SkipByteOrderMark(QByteArray& buffer)
+{
+    if (buffer.startsWith("\xEF\xBB\xBF"))
+    {
+        buffer.remove(0, 3);
+    }
+}
+
+void CXmlLineWriter::Element(const QByteArray& strIndent, const char* pszName, const QString& strValue)
+{
+    m_text.append(strIndent).append('<').append(pszName).append('>');
+    m_text.append(strValue.toUtf8());
+    m_text.append("</").append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::Element(const QByteArray& strIndent, const char* pszName, int64_t llValue)
+{
+    m_text.append(strIndent).append('<').append(pszName).append('>');
+    m_text.append(QByteArray::number(static_cast<qlonglong>(llValue)));
+    m_text.append("</").append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::YesNo(const QByteArray& strIndent, const char* pszName, bool bValue)
+{
+    m_text.append(strIndent).append('<').append(pszName).append('>');
+    m_text.append(bValue ? "Yes" : "No");
+    m_text.append("</").append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::Open(const QByteArray& strIndent, const char* pszName)
+{
+    m_text.append(strIndent).append('<').append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::Close(const QByteArray& strIndent, const char* pszName)
+{
+    m_text.append(strIndent).append("</").append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::Printf(const char* pszFormat, ...)
+{
+    char szLine[512];
+    va_list args;
+    va_start(args, pszFormat);
+    const int nLength = std::vsnprintf(szLine, sizeof(szLine), pszFormat, args);
+    va_end(args);
+    if (nLength < 0)
+    {
+        return;
+    }
+    if (static_cast<size_t>(nLength) < sizeof(szLine))
+    {
+        m_text.append(szLine, nLength);
+        return;
+    }
+    QByteArray strLong(nLength + 1, '\0');
+    va_start(args, pszFormat);
+    std::vsnprintf(strLong.data(), static_cast<size_t>(nLength) + 1, pszFormat, args);
+    va_end(args);
+    strLong.truncate(nLength);
+    m_text.append(strLong);
+}

@@ -1,0 +1,150 @@
+// How much the client adds to a maintenance read. Against one norvanta-sim, in one run, it
+// times (a) a one-word read of the host's Base Device ID through the whole client road (HAL,
+// adapter, front end, link) and (b) a bare socket exchange of exactly the same bytes, and prints
+// the ratio a/b. The two alternate in rounds so that the machine's noise falls on both alike.
+#include "SimProcess.h"
+
+#include "LinkSettings.h"
+#include "NVXLHal.h"
+#include "TargetConnection.h"
+
+#include <arpa/inet.h>
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+uint16_t g_wPort = 0;
+
+bool RecvAll(int nSocket, uint8_t* pBuffer, size_t nLength)
+{
+    size_t nGot = 0;
+    while (nGot < nLength)
+    {
+        const ssize_t n = ::recv(nSocket, pBuffer + nGot, nLength - nGot, 0);
+        if (n <= 0)
+        {
+            return false;
+        }
+        nGot += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+void ClientRoad(benchmark::State& state)
+{
+    CTargetConnection connection;
+    LinkSettings().wServerPort = g_wPort;
+    if (!connection.OpenTarget(eConnInternetTCP, 0x7F000001u))
+    {
+        state.SkipWithError("cannot connect to norvanta-sim");
+        return;
+    }
+    uint32_t ulValue = 0;
+    for (auto _ : state)
+    {
+        if (MaintRead(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 4) != 0)
+        {
+            state.SkipWithError("read failed");
+            break;
+        }
+        benchmark::DoNotOptimize(ulValue);
+    }
+    connection.Disconnect();
+}
+
+void BareSocket(benchmark::State& state)
+{
+    const int nSocket = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int nOne = 1;
+    ::setsockopt(nSocket, IPPROTO_TCP, TCP_NODELAY, &nOne, sizeof(nOne));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(g_wPort);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(nSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) < 0)
+    {
+        state.SkipWithError("cannot connect to norvanta-sim");
+        ::close(nSocket);
+        return;
+    }
+    // The same message the client sends: header and body as two sends, then the reply's header,
+    // body and data as three receives.
+    const uint8_t abHeader[8] = {0, 0, 0, 3, 0, 0, 0, 36};
+    const uint8_t abBody[36] = {0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x60,
+                                0, 0, 0, 1, 0, 0, 0, 4, 0, 0, 0, 4, 0, 0, 0, 2};
+    uint8_t abReply[64];
+    for (auto _ : state)
+    {
+        if (::send(nSocket, abHeader, sizeof(abHeader), 0) != 8 || ::send(nSocket, abBody, sizeof(abBody), 0) != 36 ||
+            !RecvAll(nSocket, abReply, 8) || !RecvAll(nSocket, abReply + 8, 48) || !RecvAll(nSocket, abReply + 56, 4))
+        {
+            state.SkipWithError("exchange failed");
+            break;
+        }
+        benchmark::DoNotOptimize(abReply);
+    }
+    const uint8_t abClose[8] = {0, 0, 0, 7, 0, 0, 0, 0};
+    ::send(nSocket, abClose, sizeof(abClose), 0);
+    ::close(nSocket);
+}
+
+// Collects the mean time per iteration of each benchmark.
+class CRatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs)
+        {
+            if (run.skipped || run.iterations == 0)
+            {
+                continue;
+            }
+            const double dNs = run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
+            (run.benchmark_name().find("ClientRoad") != std::string::npos ? m_dClient : m_dBare) += dNs;
+            ++(run.benchmark_name().find("ClientRoad") != std::string::npos ? m_nClient : m_nBare);
+        }
+    }
+    double Client() const { return m_nClient ? m_dClient / m_nClient : 0; }
+    double Bare() const { return m_nBare ? m_dBare / m_nBare : 0; }
+
+private:
+    double m_dClient = 0, m_dBare = 0;
+    int m_nClient = 0, m_nBare = 0;
+};
+} // namespace
+
+int main(int argc, char** argv)
+{
+    nvtest::CSimProcess sim("demo.topo", {"--no-udp"});
+    if (!sim.Ready())
+    {
+        std::fprintf(stderr, "norvanta-sim did not start\n%s", sim.ErrorOutput().c_str());
+        return 1;
+    }
+    g_wPort = sim.TcpPort();
+    for (int nRound = 0; nRound < 5; ++nRound)
+    {
+        benchmark::RegisterBenchmark("ClientRoad", ClientRoad)->MinTime(0.3);
+        benchmark::RegisterBenchmark("BareSocket", BareSocket)->MinTime(0.3);
+    }
+    benchmark::Initialize(&argc, argv);
+    CRatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    if (reporter.Bare() <= 0 || reporter.Client() <= 0)
+    {
+        std::fprintf(stderr, "no measurement\n");
+        return 1;
+    }
+    const double dRatio = reporter.Client() / reporter.Bare();
+    std::printf("\nmaintenance read, one word, TCP loopback: client road %.1f us, bare socket %.1f us\n",
+                reporter.Client() / 1000, reporter.Bare() / 1000);
+    std::printf("ratio client/bare: %.3f (target at most 1.25) %s\n", dRatio, dRatio <= 1.25 ? "MET" : "NOT MET");
+    return 0;
+}
