@@ -17,10 +17,14 @@
 #include <vector>
 
 extern const SCliCommand g_aTargetCommands[];
+extern const SCliCommand g_aDeviceCommands[];
+extern const SCliCommand g_aMapCommands[];
+extern const SCliCommand g_aRegsCommands[];
 
 namespace
 {
-const SCliCommand* const kCommandTables[] = {g_aTargetCommands};
+const SCliCommand* const kCommandTables[] = {g_aTargetCommands, g_aDeviceCommands, g_aMapCommands,
+                                             g_aRegsCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

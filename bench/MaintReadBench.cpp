@@ -102,7 +102,7 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs)
         {
-            if (run.skipped || run.iterations == 0)
+            if (run.error_occurred || run.iterations == 0)
             {
                 continue;
             }

@@ -20,7 +20,10 @@ constexpr Key kRegisterFileKey = {0x4e, 0x6f, 0x72, 0x76, 0x61, 0x6e, 0x74, 0x61
                                   0x67, 0x5a, 0xc3, 0x08, 0x9f, 0xe1, 0x46, 0x7d, 0x22, 0xb5, 0x90,
                                   0x3b, 0x6c, 0xf8, 0x14, 0xa7, 0xde, 0x59, 0x81, 0x0c, 0x36};
 
-const Key& KeyOf(ECipherKey eKey) { return eKey == ECipherKey::MapFile ? kMapFileKey : kRegisterFileKey; }
+const Key& KeyOf(ECipherKey eKey)
+{
+    return eKey == ECipherKey::MapFile ? kMapFileKey : kRegisterFileKey;
+}
 
 struct SContextDeleter
 {
@@ -59,6 +62,12 @@ bool Transform(QByteArray& buffer, ECipherKey eKey, bool bEncipher)
 }
 } // namespace
 
-bool EncipherBuffer(QByteArray& buffer, ECipherKey eKey) { return Transform(buffer, eKey, true); }
+bool EncipherBuffer(QByteArray& buffer, ECipherKey eKey)
+{
+    return Transform(buffer, eKey, true);
+}
 
-bool DecipherBuffer(QByteArray& buffer, ECipherKey eKey) { return Transform(buffer, eKey, false); }
+bool DecipherBuffer(QByteArray& buffer, ECipherKey eKey)
+{
+    return Transform(buffer, eKey, false);
+}

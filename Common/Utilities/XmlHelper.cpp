@@ -69,7 +69,7 @@ bool Signed(QStringView text, bool bAllowHex, int64_t llMin, int64_t llMax, int6
     if (bNegative)
     {
         llValue = ulMagnitude == (uint64_t(1) << 63) ? std::numeric_limits<int64_t>::min()
-                                                      : -static_cast<int64_t>(ulMagnitude);
+                                                     : -static_cast<int64_t>(ulMagnitude);
     }
     else
     {
@@ -87,11 +87,6 @@ bool Signed(QStringView text, bool bAllowHex, int64_t llMin, int64_t llMax, int6
     return true;
 }
 } // namespace
-
-QDomElement CXmlHelper::Child(const QDomElement& parent, const QString& strName)
-{
-    return parent.firstChildElement(strName);
-}
 
 bool CXmlHelper::ChildText(const QDomElement& parent, const QString& strName, QString* pText)
 {

@@ -21,12 +21,11 @@ enum class EXmlValue
 class CXmlHelper
 {
 public:
-    // First child element of that name, or a null element.
-    static QDomElement Child(const QDomElement& parent, const QString& strName);
     // Text of the first child element of that name; false when there is none.
     static bool ChildText(const QDomElement& parent, const QString& strName, QString* pText);
     // Text of a child, or an empty text when there is none.
-    static QString ChildTextOr(const QDomElement& parent, const QString& strName, const QString& strDefault = {});
+    static QString ChildTextOr(const QDomElement& parent, const QString& strName,
+                               const QString& strDefault = {});
 
     // A number in element text: hexadecimal after "0x", decimal otherwise, optionally negative.
     // Blanks around it are allowed; anything else in the text makes it bad, as does a value
@@ -40,7 +39,8 @@ public:
     static bool ParsePrefixedHex(const QString& strText, uint64_t ulMax, uint64_t* pValue);
 
     // A child element holding a number, in the range of T.
-    template <typename T> static EXmlValue ChildNumber(const QDomElement& parent, const QString& strName, T* pValue)
+    template <typename T>
+    static EXmlValue ChildNumber(const QDomElement& parent, const QString& strName, T* pValue)
     {
         QString strText;
         if (!ChildText(parent, strName, &strText))

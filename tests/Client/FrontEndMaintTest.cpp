@@ -116,6 +116,9 @@ struct SBrokenReply
     int32_t nStatus;
 };
 
+// Names the case in test output instead of dumping its bytes.
+void PrintTo(const SBrokenReply& c, std::ostream* pStream) { *pStream << c.pszName; }
+
 class BrokenReadReplyTest : public nvtest::FrontEndTest, public ::testing::WithParamInterface<SBrokenReply>
 {
 };

@@ -128,6 +128,9 @@ struct SFaultCase
     const char* pszError;
 };
 
+// Names the case in test output instead of dumping its bytes.
+void PrintTo(const SFaultCase& c, std::ostream* pStream) { *pStream << c.pszName; }
+
 class CliFaultTest : public CliTest, public ::testing::WithParamInterface<SFaultCase>
 {
 };

@@ -1,0 +1,50 @@
+#include "PrimitiveList.h"
+
+CPEPrimitive* CPEList::GetPEByDestID(uint16_t wDestID) const
+{
+    for (const auto& pPE : *this)
+    {
+        if (!pPE->bDeleted && pPE->HasDestID(wDestID, true, true))
+        {
+            return pPE.get();
+        }
+    }
+    return nullptr;
+}
+
+CPEPrimitive* CPEList::GetPEByUniqueID(const QString& strUniqueID) const
+{
+    for (const auto& pPE : *this)
+    {
+        if (!pPE->bDeleted && pPE->UniqueID == strUniqueID)
+        {
+            return pPE.get();
+        }
+    }
+    return nullptr;
+}
+
+CPEPrimitive* CPEList::GetHostPE() const
+{
+    for (const auto& pPE : *this)
+    {
+        if (!pPE->bDeleted && pPE->bHasHostLink && pPE->bHostLinkOpen)
+        {
+            return pPE.get();
+        }
+    }
+    return nullptr;
+}
+
+CPEPrimitive* CPEList::GetHostPE(uint32_t uAddress, int eConnectionType) const
+{
+    for (const auto& pPE : *this)
+    {
+        if (!pPE->bDeleted && pPE->bHasHostLink && pPE->bHostLinkOpen &&
+            pPE->uNetworkServerAddress == uAddress && pPE->eConnectionType == eConnectionType)
+        {
+            return pPE.get();
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,54 @@
+#include "RoutingTable.h"
+
+#include <algorithm>
+
+namespace
+{
+bool LessByID(const SRouteEntry& entry, uint16_t wDestID)
+{
+    return entry.DestID < wDestID;
+}
+} // namespace
+
+void CRoutingTable::AddEntry(uint16_t wDestID, uint8_t uchPort, uint32_t eType, uint32_t uSpecialType,
+                             bool bMarkModified)
+{
+    auto it = std::lower_bound(m_Entries.begin(), m_Entries.end(), wDestID, LessByID);
+    const SRouteEntry entry{wDestID, uchPort, eType, uSpecialType};
+    if (it != m_Entries.end() && it->DestID == wDestID)
+    {
+        *it = entry;
+    }
+    else
+    {
+        m_Entries.insert(it, entry);
+    }
+    if (bMarkModified)
+    {
+        bModified = true;
+    }
+}
+
+int CRoutingTable::FindEntry(uint16_t wDestID, uint8_t* puchPort) const
+{
+    auto it = std::lower_bound(m_Entries.begin(), m_Entries.end(), wDestID, LessByID);
+    if (it == m_Entries.end() || it->DestID != wDestID)
+    {
+        return -1;
+    }
+    if (puchPort)
+    {
+        *puchPort = it->Port;
+    }
+    return static_cast<int>(it - m_Entries.begin());
+}
+
+bool CRoutingTable::RemoveAt(int iPosition)
+{
+    if (iPosition < 0 || iPosition >= GetNumEntries())
+    {
+        return false;
+    }
+    m_Entries.erase(m_Entries.begin() + iPosition);
+    return true;
+}

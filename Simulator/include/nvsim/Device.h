@@ -1,0 +1,236 @@
+// A simulated RapidIO processing element: a sparse 24-bit configuration space of 32-bit
+// registers with per-register behaviour, its ports' link-level state, its memory and its
+// inbound message and doorbell queues.
+//
+// CSimDevice is the base every model derives from. It knows nothing of the standard registers:
+// CStdDevice (StdDevice.h) installs the RapidIO standard behaviour, and device family models
+// derive from CStdDevice and replace the hooks or virtuals where their part strays from it.
+#pragma once
+
+#include "nvsim/Memory.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace nvsim
+{
+class CSimFabric;
+
+// Which routing table configuration form a switch offers at 0x70/0x74 (PE features bits 8, 9).
+enum class ERouteForm
+{
+    Standard, // one port per selected destination ID
+    Extended, // four ports per selected destination ID, always (the device has no other form)
+    Both      // standard, or extended while Ext_config_en (bit 31 of 0x70) is written set
+};
+
+// What a topology says about one device. Every field has the value a plain single-port
+// endpoint of the simulator's own identity would have.
+struct SDeviceConfig
+{
+    std::string strModel = "generic"; // device family model; "generic" is plain standard RapidIO
+    bool bSwitch = false;             // PE features bit 28
+    uint16_t wVendorId = 0xFFF0;      // Device Identity CAR, low half
+    uint16_t wDeviceId = 0x0002;      // Device Identity CAR, high half
+    uint32_t ulDeviceRev = 0;         // Device Information CAR
+    uint16_t wAssyId = 0;             // Assembly Identity CAR, high half
+    uint16_t wAssyVendorId = 0;       // Assembly Identity CAR, low half
+    uint16_t wAssyRev = 0;            // Assembly Information CAR, high half
+    uint8_t uchPortCount = 1;         // Switch Port Information bits 15..8
+    uint8_t uchSmallId = 0xFF;        // Base Device ID at reset, bits 23..16
+    uint16_t wLargeId = 0xFFFF;       // Base Device ID at reset, bits 15..0
+    uint32_t ulComponentTag = 0;      // Component Tag at reset
+    bool bBridge = false;             // PE features bit 31
+    bool bMemory = false;             // PE features bit 30; also: NREAD/NWRITE reach its memory
+    bool bProcessor = false;          // PE features bit 29
+    bool bLargeTransport = true;      // PE features bit 4: common transport large systems
+    uint8_t uchAddressModes = 0x1;    // PE features bits 2..0 (0b001: 34-bit addresses)
+    ERouteForm eRouteForm = ERouteForm::Standard;
+    uint16_t wRouteLimit = 0xFF;           // Route Table Destination ID Limit: highest ID in the table
+    bool bPerPortRouting = false;          // one routing table per ingress port
+    bool bMulticast = false;               // PE features bit 10 and the multicast registers
+    uint16_t wMulticastMasks = 8;          // Switch Multicast Information bits 15..0
+    uint16_t wMulticastAssociations = 256; // maximum associations per mask
+    bool bSimpleAssoc = false;             // Switch Multicast Support bit 31
+    bool bBlockAssoc = false;              // Switch Multicast Information bit 31
+    bool bPerPortAssoc = false;            // Switch Multicast Information bit 30
+    std::optional<uint32_t> oSourceOps;    // Source Operations CAR; derived from the kind when unset
+    std::optional<uint32_t> oDestOps;      // Destination Operations CAR; likewise
+    uint8_t uchMaxWidth = 4;               // lanes a port supports: 1, 2, 4, 8 or 16
+    // A switch answers a maintenance request it consumed out of the port the request came in
+    // on, as switches do (hop count 0 responses never touch the routing table); set, it routes
+    // the response by its table like any other packet.
+    bool bResponseByTable = false;
+    bool bEcho = false;       // send every received message and doorbell back to its sender
+    bool bAcceptAnyId = true; // an endpoint consumes packets for any destination ID
+};
+
+// Context of one maintenance access.
+struct SRegAccess
+{
+    uint8_t uchIngressPort = 0; // port the request came in on (the host port for local access)
+    bool bLocal = false;        // reached without a packet (DestID 0xFFFFFFFF on the host)
+};
+
+// Reads a register as an access sees it.
+using RegReadFn = std::function<uint32_t(const SRegAccess&)>;
+// Writes ulValue to the bytes of a register selected by ulByteMask (0xFF per byte lane).
+using RegWriteFn = std::function<void(uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)>;
+
+// Link-level state of one port that the fabric's packet transport uses.
+struct SPortState
+{
+    uint8_t uchInboundAckId = 0;     // next ackID the input port expects
+    uint8_t uchOutstandingAckId = 0; // next ackID the output port expects acknowledged
+    uint8_t uchOutboundAckId = 0;    // next ackID the output port transmits
+    uint32_t ulErrorStatus = 0;      // error and state bits of Port n Error and Status, bits 1..0 excluded
+};
+
+// A message in an inbound queue.
+struct SMessage
+{
+    uint32_t ulSourceId = 0;   // destination ID of the sender
+    bool bLarge = false;       // 16-bit IDs (TT of the packets)
+    uint32_t ulPriority = 0;   // request priority
+    uint32_t ulMailbox = 0;    // mailbox it was sent to
+    std::vector<uint8_t> data; // payload
+};
+
+// A doorbell in an inbound queue.
+struct SDoorbell
+{
+    uint32_t ulSourceId = 0;
+    bool bLarge = false;
+    uint16_t wInfo = 0; // information word
+};
+
+// One inbound queue: entries in arrival order and a flag set when an arrival found it full.
+template <typename T> struct SInboundQueue
+{
+    std::deque<T> entries;
+    bool bOverflow = false;
+};
+
+class CSimDevice
+{
+public:
+    // Entries an inbound queue holds; further arrivals are dropped and flag an overflow.
+    static constexpr size_t kQueueDepth = 64;
+
+    CSimDevice(std::string strName, SDeviceConfig config);
+    virtual ~CSimDevice();
+    CSimDevice(const CSimDevice&) = delete;
+    CSimDevice& operator=(const CSimDevice&) = delete;
+
+    // Name in the topology.
+    const std::string& Name() const { return m_strName; }
+    // Configuration it was made with.
+    const SDeviceConfig& Config() const { return m_config; }
+    bool IsSwitch() const { return m_config.bSwitch; }
+    uint8_t PortCount() const { return m_config.uchPortCount; }
+
+    // Maintenance read of the word at ulOffset as a request that entered on
+    // access.uchIngressPort sees it. The default runs the offset's hook or reads storage.
+    virtual uint32_t ReadRegister(uint32_t ulOffset, const SRegAccess& access);
+    // Maintenance write of the byte lanes in ulByteMask. The default runs the offset's hook or
+    // stores the bytes; a register with a read hook and no write hook ignores writes.
+    virtual void WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask,
+                               const SRegAccess& access);
+
+    // Stored word at ulOffset, without running any behaviour (0 if never set). For models,
+    // assertions and fault injection; registers whose value depends on the access (the ingress
+    // port at 0x14, port OK at 0x158 + 32n) hold only their stored part here.
+    uint32_t Reg(uint32_t ulOffset) const;
+    // Sets the stored word without running any behaviour.
+    void SetReg(uint32_t ulOffset, uint32_t ulValue);
+
+    // Egress port for a packet to ulDestId that entered on uchIngressPort; false drops it.
+    // Only switches route; the base drops everything.
+    virtual bool Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchEgress) const;
+    // Whether an endpoint consumes a packet addressed to ulDestId.
+    virtual bool Accepts(uint32_t ulDestId, bool bLarge) const;
+    // The device's own destination ID at 8 or 16 bits.
+    virtual uint32_t BaseDeviceId(bool bLarge) const;
+    // Whether a port takes part in link training (not disabled).
+    virtual bool PortEnabled(uint8_t uchPort) const;
+
+    // NREAD and NWRITE reaching this device: a client status (0, or an ERROR response).
+    virtual int32_t DataRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount);
+    virtual int32_t DataWrite(uint64_t ullAddress, const uint8_t* p, uint32_t ulCount);
+    // A message or doorbell arriving; false if the queue was full (the entry is dropped).
+    bool DeliverMessage(SMessage message);
+    bool DeliverDoorbell(SDoorbell doorbell);
+    // Takes the oldest entry of a queue, with the overflow flag, which is cleared by the fetch.
+    std::optional<SMessage> TakeMessage(uint32_t ulQueue, bool* pbOverflow);
+    std::optional<SDoorbell> TakeDoorbell(uint32_t ulQueue, bool* pbOverflow);
+    void FlushMessages(uint32_t ulQueue);
+    void FlushDoorbells(uint32_t ulQueue);
+    // Number of entries waiting in a queue.
+    size_t MessageCount(uint32_t ulQueue) const;
+    size_t DoorbellCount(uint32_t ulQueue) const;
+
+    // Memory behind NREAD/NWRITE, for tests to seed and inspect.
+    void ReadMemory(uint64_t ullAddress, uint8_t* p, size_t n) const;
+    void WriteMemory(uint64_t ullAddress, const uint8_t* p, size_t n);
+
+    // Link-level state of a port (ackIDs and error bits). Hold the fabric's lock while using
+    // the reference when a server runs on the fabric.
+    SPortState& Port(uint8_t uchPort);
+    const SPortState& Port(uint8_t uchPort) const;
+    // Fault injection: sets error or state bits of Port n Error and Status (bits 1..0 are the
+    // link's and cannot be set this way).
+    void InjectPortErrors(uint8_t uchPort, uint32_t ulBits);
+    // Fault injection: forces the port's ackIDs, for instance out of step with its partner.
+    void SetAckIds(uint8_t uchPort, uint8_t uchInbound, uint8_t uchOutstanding, uint8_t uchOutbound);
+    // Fault injection: a mute device takes the requests addressed to it and neither carries
+    // them out nor answers; it still forwards packets that pass through it.
+    void SetMute(bool bMute);
+    bool IsMute() const;
+
+protected:
+    // Installs the behaviour of one register. fnRead empty: reads return the stored word.
+    // fnWrite empty: writes are ignored.
+    void SetHook(uint32_t ulOffset, RegReadFn fnRead, RegWriteFn fnWrite);
+    // A read-only register holding ulValue.
+    void SetReadOnly(uint32_t ulOffset, uint32_t ulValue);
+    // A plain register whose bits in ulWritable take what is written; the rest keep ulValue.
+    void SetMasked(uint32_t ulOffset, uint32_t ulValue, uint32_t ulWritable);
+    // The fabric this device is part of, or null before it is added.
+    CSimFabric* Fabric() const { return m_pFabric; }
+    // Lock of the fabric (a no-op before the device is added).
+    std::unique_lock<std::recursive_mutex> Guard() const;
+
+private:
+    friend class CSimFabric;
+
+    struct SRegHook
+    {
+        RegReadFn fnRead;
+        RegWriteFn fnWrite;
+    };
+
+    std::string m_strName;
+    SDeviceConfig m_config;
+    CSimFabric* m_pFabric = nullptr;
+    std::unordered_map<uint32_t, uint32_t> m_regs;
+    std::unordered_map<uint32_t, SRegHook> m_hooks;
+    std::vector<SPortState> m_ports;
+    CSparseMemory m_memory;
+    std::map<uint32_t, SInboundQueue<SMessage>> m_messageQueues;
+    std::map<uint32_t, SInboundQueue<SDoorbell>> m_doorbellQueues;
+    bool m_bMute = false;
+};
+
+// Makes a device of the named model ("generic" for now; device family models join the table
+// in DeviceModels.cpp). Null with *pError set for an unknown model.
+std::unique_ptr<CSimDevice> CreateDevice(const std::string& strName, const SDeviceConfig& config,
+                                         std::string* pError);
+} // namespace nvsim

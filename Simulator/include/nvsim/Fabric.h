@@ -1,0 +1,227 @@
+// The simulated RapidIO fabric: devices, the links between their ports, the host device the
+// server sits on, and the transactions the server carries out for its client.
+//
+// Transactions travel as packets do in RapidIO. A request leaves the host's port, crosses
+// links and is routed by destination ID through the switches' tables; a maintenance request
+// is consumed by the switch where its hop count runs out or by the first endpoint it reaches.
+// The response leaves the device that consumed the request by the port the request came in on
+// and is routed back by the host's ID through the switches on the way. Anything that loses a
+// request or a response (no route, an untrained link, a loop, a response that ends up at another
+// endpoint, a mute device, an injected loss) shows to the client as a time-out (-310) and leaves
+// an entry in the RapidIO error list.
+//
+// Thread safety: the fabric's recursive mutex guards all of it. Transactions, Reg/SetReg and
+// the fault setters take it themselves; hold Lock() around anything else while a server runs.
+#pragma once
+
+#include "nvsim/Device.h"
+#include "nvsim/Memory.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace nvsim
+{
+// One end of a link.
+struct SLinkEnd
+{
+    CSimDevice* pDevice = nullptr;
+    uint8_t uchPort = 0;
+};
+
+class CSimLink
+{
+public:
+    const SLinkEnd& EndA() const { return m_a; }
+    const SLinkEnd& EndB() const { return m_b; }
+    // The end across from (pDevice, uchPort), or null if that is not an end of this link.
+    const SLinkEnd* Other(const CSimDevice* pDevice, uint8_t uchPort) const;
+
+    // Whether the link trained, as configured (a port disabled at either end also keeps the
+    // link down; CSimFabric::PortTrained tells the effective state).
+    bool IsTrained() const { return m_bTrained; }
+    // Baud rate in Mbaud (1250, 2500, 3125, 5000, 6250) and lanes (1, 2, 4, 8, 16).
+    uint32_t SpeedMbaud() const { return m_ulSpeedMbaud; }
+    uint8_t Width() const { return m_uchWidth; }
+
+    // Speed and width the link trains to.
+    void SetShape(uint32_t ulSpeedMbaud, uint8_t uchWidth);
+    // Fault injection. Untrained: nothing crosses and both ports lose "port OK".
+    void SetTrained(bool bTrained);
+    // The next ulCount responses that try to cross are lost; 0 loses every response.
+    void LoseResponses(uint32_t ulCount);
+    // Every packet that crosses takes ulMs milliseconds longer.
+    void SetDelayMs(uint32_t ulMs);
+    uint32_t DelayMs() const { return m_ulDelayMs; }
+    // Undoes LoseResponses and SetDelayMs.
+    void ClearFaults();
+
+private:
+    friend class CSimFabric;
+
+    CSimFabric* m_pFabric = nullptr;
+    SLinkEnd m_a, m_b;
+    bool m_bTrained = true;
+    uint32_t m_ulSpeedMbaud = 3125;
+    uint8_t m_uchWidth = 4;
+    bool m_bLoseAllResponses = false;
+    uint32_t m_ulResponsesToLose = 0;
+    uint32_t m_ulDelayMs = 0;
+};
+
+// An entry of the RapidIO error list (message pair 19/20).
+struct SRioError
+{
+    uint32_t ulCode = 0;
+    std::string strText;
+};
+
+// Codes of the entries this simulator records.
+inline constexpr uint32_t kRioErrorResponseTimeout = 0x00000001;
+inline constexpr uint32_t kRioErrorErrorResponse = 0x00000002;
+
+// What the server tells about itself in its identity record and capability mask.
+struct SServerConfig
+{
+    uint32_t ulInterfaceVersion = 0x20071021;
+    uint8_t uchServerMajor = 2;
+    uint8_t uchServerMinor = 8;
+    uint32_t ulDriverMajor = 1;
+    uint32_t ulDriverMinor = 0;
+    uint16_t wOsType = 0;        // 0: "Norvanta Simulator"
+    uint16_t wProcessorType = 0; // 0: "Norvanta Simulator"
+    uint32_t ulCapabilities = 0x3F3;
+    // uchStatus of the record: 0 says "ready" (1 on TCP, 4 on UDP); 2 busy, 3 not available.
+    uint8_t uchStatusOverride = 0;
+};
+
+// The server host: which device it is, which of its ports are the server's local ports, and
+// its flash.
+struct SHostConfig
+{
+    std::vector<uint8_t> localPorts; // LocalPort k leaves by device port localPorts[k]
+    bool bFlash = true;
+    uint64_t ullFlashSize = 16u << 20;
+    bool bFlashWriteProtect = false;
+};
+
+class CSimFabric
+{
+public:
+    // Longest way a packet may travel before it counts as caught in a loop.
+    static constexpr uint32_t kMaxHops = 256;
+    // Entries the error list keeps; older ones give way.
+    static constexpr size_t kMaxRioErrors = 64;
+
+    CSimFabric();
+    ~CSimFabric();
+    CSimFabric(const CSimFabric&) = delete;
+    CSimFabric& operator=(const CSimFabric&) = delete;
+
+    // --- Building
+    // Adds a device; false (and *pError) if its name is taken.
+    bool AddDevice(std::unique_ptr<CSimDevice> pDevice, std::string* pError);
+    // Links two ports; null (and *pError) if a port does not exist or is linked already.
+    CSimLink* Connect(CSimDevice& a, uint8_t uchPortA, CSimDevice& b, uint8_t uchPortB, std::string* pError);
+    // Makes a device the server host. Empty localPorts: all its ports in order.
+    bool SetHost(const std::string& strName, std::vector<uint8_t> localPorts, std::string* pError);
+
+    // --- Looking at it
+    // Device by name; throws std::out_of_range if there is none.
+    CSimDevice& Device(const std::string& strName);
+    CSimDevice* FindDevice(const std::string& strName);
+    // Devices in the order they were added.
+    std::vector<CSimDevice*> Devices() const;
+    // The server host; throws std::logic_error before SetHost.
+    CSimDevice& Host();
+    const SHostConfig& HostConfig() const { return m_host; }
+    SHostConfig& HostConfig() { return m_host; }
+    SServerConfig& ServerConfig() { return m_server; }
+    const SServerConfig& ServerConfig() const { return m_server; }
+    // Number of the server's local ports.
+    uint32_t NumLocalPorts() const { return static_cast<uint32_t>(m_host.localPorts.size()); }
+    // The link on a device's port, or null.
+    CSimLink* LinkAt(const CSimDevice& device, uint8_t uchPort) const;
+    CSimLink* Link(const std::string& strDevice, uint8_t uchPort);
+    // Whether the port's link is up: linked, trained and enabled at both ends.
+    bool PortTrained(const CSimDevice& device, uint8_t uchPort) const;
+    // All links, in the order they were made.
+    std::vector<CSimLink*> Links() const;
+
+    // --- Transactions, as the server carries them out. Each returns a client status: 0, -310
+    // when the request or its response is lost, -105 for an ERROR response, -304 for a request
+    // the server cannot make. Words and data are in host order. pulLatencyMs, when given,
+    // receives the time the packets spent on slow links.
+    int32_t MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
+                      uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride, bool bLarge,
+                      uint32_t* pulLatencyMs = nullptr);
+    int32_t MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
+                       const uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride,
+                       bool bLarge, uint32_t* pulLatencyMs = nullptr);
+    // NREAD of ulCount bytes at the RapidIO address (ulAddressHi:ulAddressLo).
+    int32_t DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
+                     uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
+    // ulXferType 0 SWRITE, 1 NWRITE (both without response), 2 NWRITE_R.
+    int32_t DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
+                      uint32_t ulXferType, const uint8_t* p, uint32_t ulCount, bool bLarge,
+                      uint32_t* pulLatencyMs = nullptr);
+    // A message of up to 4096 bytes to a mailbox 0..3.
+    int32_t SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint32_t ulMailbox,
+                        const uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
+    int32_t SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint16_t wInfo,
+                         bool bLarge, uint32_t* pulLatencyMs = nullptr);
+
+    // --- The host's inbound queues (message queue k holds mailbox k; doorbells go to queue 0).
+    // *pbValid says whether an entry came; the overflow flag is reported once.
+    int32_t FetchMessage(uint32_t ulQueue, SMessage* pMessage, bool* pbValid, bool* pbOverflow);
+    int32_t FlushMessages(uint32_t ulQueue);
+    int32_t FetchDoorbell(uint32_t ulQueue, SDoorbell* pDoorbell, bool* pbValid, bool* pbOverflow);
+    int32_t FlushDoorbells(uint32_t ulQueue);
+
+    // --- The server host's own memory (words of 1, 2, 4 or 8 bytes, raw bytes) and flash.
+    int32_t MemRead(uint64_t ullAddress, uint32_t ulWordCount, uint32_t ulWordSize, uint8_t* p);
+    int32_t MemWrite(uint64_t ullAddress, uint32_t ulWordCount, uint32_t ulWordSize, const uint8_t* p);
+    int32_t FlashRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount);
+    int32_t FlashWrite(uint64_t ullAddress, const uint8_t* p, uint32_t ulCount);
+
+    // --- The RapidIO error list: takes (and empties) it.
+    std::vector<SRioError> GetRioErrors();
+    void AddRioError(uint32_t ulCode, std::string strText);
+
+    // The fabric's lock, for code that inspects devices while a server runs.
+    std::unique_lock<std::recursive_mutex> Lock() const { return std::unique_lock(m_mutex); }
+    std::recursive_mutex& Mutex() const { return m_mutex; }
+
+private:
+    struct STravel;
+
+    bool HostPort(uint8_t uchLocalPort, uint8_t* puchPort) const;
+    bool CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse, STravel& travel);
+    bool SendRequest(uint8_t uchHostPort, uint32_t ulDestId, bool bLarge, bool bMaintenance, uint8_t uchHop,
+                     STravel& travel);
+    bool SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulDestId, bool bLarge,
+                      STravel& travel);
+    bool Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDestId, bool bLarge, bool bResponse,
+                 bool bMaintenance, uint8_t uchHop, STravel& travel);
+    bool EchoToSender(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulSenderId, bool bLarge,
+                      STravel& travel);
+    uint32_t CutDestId(uint32_t ulDestId, bool bLarge) const;
+
+    mutable std::recursive_mutex m_mutex;
+    std::vector<std::unique_ptr<CSimDevice>> m_devices;
+    std::unordered_map<std::string, CSimDevice*> m_byName;
+    std::vector<std::unique_ptr<CSimLink>> m_links;
+    std::unordered_map<const CSimDevice*, std::vector<CSimLink*>> m_portLinks; // link on each port
+    CSimDevice* m_pHost = nullptr;
+    SHostConfig m_host;
+    SServerConfig m_server;
+    CSparseMemory m_hostMemory{0x00};
+    CSparseMemory m_flash{0xFF};
+    std::vector<SRioError> m_errors;
+};
+} // namespace nvsim

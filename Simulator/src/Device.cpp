@@ -1,0 +1,261 @@
+#include "nvsim/Device.h"
+
+#include "nvsim/Fabric.h"
+#include "nvsim/Status.h"
+
+#include <stdexcept>
+
+namespace nvsim
+{
+namespace
+{
+// The configuration space is 24 bits of byte address; registers are 32-bit words.
+constexpr uint32_t kConfigSpaceMask = 0x00FFFFFC;
+} // namespace
+
+CSimDevice::CSimDevice(std::string strName, SDeviceConfig config)
+    : m_strName(std::move(strName)), m_config(std::move(config)), m_ports(m_config.uchPortCount)
+{
+}
+
+CSimDevice::~CSimDevice() = default;
+
+std::unique_lock<std::recursive_mutex> CSimDevice::Guard() const
+{
+    if (!m_pFabric)
+        return {};
+    return m_pFabric->Lock();
+}
+
+uint32_t CSimDevice::ReadRegister(uint32_t ulOffset, const SRegAccess& access)
+{
+    ulOffset &= kConfigSpaceMask;
+    const auto it = m_hooks.find(ulOffset);
+    if (it != m_hooks.end() && it->second.fnRead)
+        return it->second.fnRead(access);
+    return Reg(ulOffset);
+}
+
+void CSimDevice::WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask,
+                               const SRegAccess& access)
+{
+    ulOffset &= kConfigSpaceMask;
+    const auto it = m_hooks.find(ulOffset);
+    if (it != m_hooks.end())
+    {
+        if (it->second.fnWrite)
+            it->second.fnWrite(ulValue, ulByteMask, access);
+        return;
+    }
+    SetReg(ulOffset, (Reg(ulOffset) & ~ulByteMask) | (ulValue & ulByteMask));
+}
+
+uint32_t CSimDevice::Reg(uint32_t ulOffset) const
+{
+    auto lock = Guard();
+    const auto it = m_regs.find(ulOffset & kConfigSpaceMask);
+    return it == m_regs.end() ? 0 : it->second;
+}
+
+void CSimDevice::SetReg(uint32_t ulOffset, uint32_t ulValue)
+{
+    auto lock = Guard();
+    m_regs[ulOffset & kConfigSpaceMask] = ulValue;
+}
+
+void CSimDevice::SetHook(uint32_t ulOffset, RegReadFn fnRead, RegWriteFn fnWrite)
+{
+    m_hooks[ulOffset & kConfigSpaceMask] = SRegHook{std::move(fnRead), std::move(fnWrite)};
+}
+
+void CSimDevice::SetReadOnly(uint32_t ulOffset, uint32_t ulValue)
+{
+    SetReg(ulOffset, ulValue);
+    SetHook(ulOffset, nullptr, nullptr);
+}
+
+void CSimDevice::SetMasked(uint32_t ulOffset, uint32_t ulValue, uint32_t ulWritable)
+{
+    SetReg(ulOffset, ulValue);
+    SetHook(ulOffset, nullptr,
+            [this, ulOffset, ulWritable](uint32_t ulNew, uint32_t ulByteMask, const SRegAccess&)
+            {
+                const uint32_t ulMask = ulWritable & ulByteMask;
+                SetReg(ulOffset, (Reg(ulOffset) & ~ulMask) | (ulNew & ulMask));
+            });
+}
+
+bool CSimDevice::Route(uint32_t, uint8_t, uint8_t*) const
+{
+    return false;
+}
+
+bool CSimDevice::Accepts(uint32_t ulDestId, bool bLarge) const
+{
+    return m_config.bAcceptAnyId || ulDestId == BaseDeviceId(bLarge);
+}
+
+uint32_t CSimDevice::BaseDeviceId(bool bLarge) const
+{
+    // Base Device ID CSR (RapidIO Part 3, 3.5.1): bits 23..16 small ID, bits 15..0 large ID.
+    const uint32_t ulValue = Reg(0x60);
+    return bLarge ? (ulValue & 0xFFFF) : ((ulValue >> 16) & 0xFF);
+}
+
+bool CSimDevice::PortEnabled(uint8_t) const
+{
+    return true;
+}
+
+int32_t CSimDevice::DataRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount)
+{
+    if (!m_config.bMemory)
+        return kStatusErrorResponse;
+    m_memory.Read(ullAddress, p, ulCount);
+    return kStatusOk;
+}
+
+int32_t CSimDevice::DataWrite(uint64_t ullAddress, const uint8_t* p, uint32_t ulCount)
+{
+    if (!m_config.bMemory)
+        return kStatusErrorResponse;
+    m_memory.Write(ullAddress, p, ulCount);
+    return kStatusOk;
+}
+
+bool CSimDevice::DeliverMessage(SMessage message)
+{
+    auto lock = Guard();
+    auto& queue = m_messageQueues[message.ulMailbox];
+    if (queue.entries.size() >= kQueueDepth)
+    {
+        queue.bOverflow = true;
+        return false;
+    }
+    queue.entries.push_back(std::move(message));
+    return true;
+}
+
+bool CSimDevice::DeliverDoorbell(SDoorbell doorbell)
+{
+    auto lock = Guard();
+    auto& queue = m_doorbellQueues[0];
+    if (queue.entries.size() >= kQueueDepth)
+    {
+        queue.bOverflow = true;
+        return false;
+    }
+    queue.entries.push_back(doorbell);
+    return true;
+}
+
+namespace
+{
+template <typename T>
+std::optional<T> TakeFrom(std::map<uint32_t, SInboundQueue<T>>& queues, uint32_t ulQueue, bool* pbOverflow)
+{
+    auto& queue = queues[ulQueue];
+    if (pbOverflow)
+        *pbOverflow = queue.bOverflow;
+    queue.bOverflow = false;
+    if (queue.entries.empty())
+        return std::nullopt;
+    T entry = std::move(queue.entries.front());
+    queue.entries.pop_front();
+    return entry;
+}
+
+template <typename T> size_t CountIn(const std::map<uint32_t, SInboundQueue<T>>& queues, uint32_t ulQueue)
+{
+    const auto it = queues.find(ulQueue);
+    return it == queues.end() ? 0 : it->second.entries.size();
+}
+} // namespace
+
+std::optional<SMessage> CSimDevice::TakeMessage(uint32_t ulQueue, bool* pbOverflow)
+{
+    auto lock = Guard();
+    return TakeFrom(m_messageQueues, ulQueue, pbOverflow);
+}
+
+std::optional<SDoorbell> CSimDevice::TakeDoorbell(uint32_t ulQueue, bool* pbOverflow)
+{
+    auto lock = Guard();
+    return TakeFrom(m_doorbellQueues, ulQueue, pbOverflow);
+}
+
+void CSimDevice::FlushMessages(uint32_t ulQueue)
+{
+    auto lock = Guard();
+    m_messageQueues.erase(ulQueue);
+}
+
+void CSimDevice::FlushDoorbells(uint32_t ulQueue)
+{
+    auto lock = Guard();
+    m_doorbellQueues.erase(ulQueue);
+}
+
+size_t CSimDevice::MessageCount(uint32_t ulQueue) const
+{
+    auto lock = Guard();
+    return CountIn(m_messageQueues, ulQueue);
+}
+
+size_t CSimDevice::DoorbellCount(uint32_t ulQueue) const
+{
+    auto lock = Guard();
+    return CountIn(m_doorbellQueues, ulQueue);
+}
+
+void CSimDevice::ReadMemory(uint64_t ullAddress, uint8_t* p, size_t n) const
+{
+    auto lock = Guard();
+    m_memory.Read(ullAddress, p, n);
+}
+
+void CSimDevice::WriteMemory(uint64_t ullAddress, const uint8_t* p, size_t n)
+{
+    auto lock = Guard();
+    m_memory.Write(ullAddress, p, n);
+}
+
+SPortState& CSimDevice::Port(uint8_t uchPort)
+{
+    if (uchPort >= m_ports.size())
+        throw std::out_of_range("device " + m_strName + " has no port " + std::to_string(uchPort));
+    return m_ports[uchPort];
+}
+
+const SPortState& CSimDevice::Port(uint8_t uchPort) const
+{
+    return const_cast<CSimDevice*>(this)->Port(uchPort);
+}
+
+void CSimDevice::InjectPortErrors(uint8_t uchPort, uint32_t ulBits)
+{
+    auto lock = Guard();
+    Port(uchPort).ulErrorStatus |= ulBits & ~0x3u;
+}
+
+void CSimDevice::SetAckIds(uint8_t uchPort, uint8_t uchInbound, uint8_t uchOutstanding, uint8_t uchOutbound)
+{
+    auto lock = Guard();
+    SPortState& port = Port(uchPort);
+    port.uchInboundAckId = uchInbound & 0x1F;
+    port.uchOutstandingAckId = uchOutstanding & 0x1F;
+    port.uchOutboundAckId = uchOutbound & 0x1F;
+}
+
+void CSimDevice::SetMute(bool bMute)
+{
+    auto lock = Guard();
+    m_bMute = bMute;
+}
+
+bool CSimDevice::IsMute() const
+{
+    auto lock = Guard();
+    return m_bMute;
+}
+} // namespace nvsim

@@ -1,0 +1,708 @@
+#include "nvsim/Fabric.h"
+
+#include "nvsim/Status.h"
+#include "nvsim/StdDevice.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+
+namespace nvsim
+{
+namespace
+{
+constexpr uint32_t kHostDestId = 0xFFFFFFFF;
+// The largest message RapidIO carries: 16 packets of 256 bytes (Part 2).
+constexpr uint32_t kMaxMessageBytes = 4096;
+constexpr uint32_t kMailboxes = 4;
+
+std::string Format(const char* pszFormat, auto... args)
+{
+    char szText[256];
+    std::snprintf(szText, sizeof szText, pszFormat, args...);
+    return szText;
+}
+
+std::unique_lock<std::recursive_mutex> LockOf(CSimFabric* pFabric)
+{
+    return pFabric ? pFabric->Lock() : std::unique_lock<std::recursive_mutex>();
+}
+
+uint64_t Address(uint32_t ulHi, uint32_t ulLo)
+{
+    return (uint64_t{ulHi} << 32) | ulLo;
+}
+} // namespace
+
+// Where a packet is and what its journey cost so far.
+struct CSimFabric::STravel
+{
+    CSimDevice* pDevice = nullptr; // device it reached last
+    uint8_t uchIngress = 0;        // port it came in on there
+    uint32_t ulLatencyMs = 0;      // time spent on slow links
+};
+
+// ---------------------------------------------------------------------------------------------
+// CSimLink
+
+const SLinkEnd* CSimLink::Other(const CSimDevice* pDevice, uint8_t uchPort) const
+{
+    if (m_a.pDevice == pDevice && m_a.uchPort == uchPort)
+        return &m_b;
+    if (m_b.pDevice == pDevice && m_b.uchPort == uchPort)
+        return &m_a;
+    return nullptr;
+}
+
+void CSimLink::SetTrained(bool bTrained)
+{
+    auto lock = LockOf(m_pFabric);
+    m_bTrained = bTrained;
+}
+
+void CSimLink::SetShape(uint32_t ulSpeedMbaud, uint8_t uchWidth)
+{
+    auto lock = LockOf(m_pFabric);
+    m_ulSpeedMbaud = ulSpeedMbaud;
+    m_uchWidth = uchWidth;
+}
+
+void CSimLink::LoseResponses(uint32_t ulCount)
+{
+    auto lock = LockOf(m_pFabric);
+    m_bLoseAllResponses = ulCount == 0;
+    m_ulResponsesToLose = ulCount;
+}
+
+void CSimLink::SetDelayMs(uint32_t ulMs)
+{
+    auto lock = LockOf(m_pFabric);
+    m_ulDelayMs = ulMs;
+}
+
+void CSimLink::ClearFaults()
+{
+    auto lock = LockOf(m_pFabric);
+    m_bLoseAllResponses = false;
+    m_ulResponsesToLose = 0;
+    m_ulDelayMs = 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Building and looking
+
+CSimFabric::CSimFabric() = default;
+CSimFabric::~CSimFabric() = default;
+
+bool CSimFabric::AddDevice(std::unique_ptr<CSimDevice> pDevice, std::string* pError)
+{
+    auto lock = Lock();
+    if (FindDevice(pDevice->Name()))
+    {
+        if (pError)
+            *pError = "device '" + pDevice->Name() + "' is defined twice";
+        return false;
+    }
+    pDevice->m_pFabric = this;
+    m_portLinks[pDevice.get()].assign(pDevice->PortCount(), nullptr);
+    m_byName[pDevice->Name()] = pDevice.get();
+    m_devices.push_back(std::move(pDevice));
+    return true;
+}
+
+CSimLink* CSimFabric::Connect(CSimDevice& a, uint8_t uchPortA, CSimDevice& b, uint8_t uchPortB,
+                              std::string* pError)
+{
+    auto lock = Lock();
+    for (const auto& [pDevice, uchPort] : {std::pair{&a, uchPortA}, std::pair{&b, uchPortB}})
+    {
+        std::string strProblem;
+        if (uchPort >= pDevice->PortCount())
+            strProblem = "has no port " + std::to_string(uchPort);
+        else if (LinkAt(*pDevice, uchPort))
+            strProblem = "port " + std::to_string(uchPort) + " is linked already";
+        if (!strProblem.empty())
+        {
+            if (pError)
+                *pError = "device '" + pDevice->Name() + "' " + strProblem;
+            return nullptr;
+        }
+    }
+    if (&a == &b && uchPortA == uchPortB)
+    {
+        if (pError)
+            *pError = "a port cannot be linked to itself";
+        return nullptr;
+    }
+    auto pLink = std::make_unique<CSimLink>();
+    pLink->m_pFabric = this;
+    pLink->m_a = {&a, uchPortA};
+    pLink->m_b = {&b, uchPortB};
+    m_portLinks[&a][uchPortA] = pLink.get();
+    m_portLinks[&b][uchPortB] = pLink.get();
+    m_links.push_back(std::move(pLink));
+    return m_links.back().get();
+}
+
+bool CSimFabric::SetHost(const std::string& strName, std::vector<uint8_t> localPorts, std::string* pError)
+{
+    auto lock = Lock();
+    CSimDevice* pDevice = FindDevice(strName);
+    if (!pDevice)
+    {
+        if (pError)
+            *pError = "device '" + strName + "' is not defined";
+        return false;
+    }
+    if (localPorts.empty())
+    {
+        for (uint8_t i = 0; i < pDevice->PortCount(); ++i)
+            localPorts.push_back(i);
+    }
+    for (uint8_t uchPort : localPorts)
+    {
+        if (uchPort >= pDevice->PortCount())
+        {
+            if (pError)
+                *pError = "device '" + strName + "' has no port " + std::to_string(uchPort);
+            return false;
+        }
+    }
+    m_pHost = pDevice;
+    m_host.localPorts = std::move(localPorts);
+    // Port General Control CSR (Part 6, 6.6.4): the server host is a host with Master Enable.
+    const uint32_t ulGeneral = reg::kLpSerialBlock + reg::kGeneralControl;
+    pDevice->SetReg(ulGeneral, pDevice->Reg(ulGeneral) | 0xC0000000);
+    return true;
+}
+
+CSimDevice& CSimFabric::Device(const std::string& strName)
+{
+    CSimDevice* pDevice = FindDevice(strName);
+    if (!pDevice)
+        throw std::out_of_range("no device '" + strName + "' in the fabric");
+    return *pDevice;
+}
+
+CSimDevice* CSimFabric::FindDevice(const std::string& strName)
+{
+    auto lock = Lock();
+    const auto it = m_byName.find(strName);
+    return it == m_byName.end() ? nullptr : it->second;
+}
+
+std::vector<CSimDevice*> CSimFabric::Devices() const
+{
+    auto lock = Lock();
+    std::vector<CSimDevice*> devices;
+    for (const auto& pDevice : m_devices)
+        devices.push_back(pDevice.get());
+    return devices;
+}
+
+CSimDevice& CSimFabric::Host()
+{
+    if (!m_pHost)
+        throw std::logic_error("the fabric has no host");
+    return *m_pHost;
+}
+
+CSimLink* CSimFabric::LinkAt(const CSimDevice& device, uint8_t uchPort) const
+{
+    auto lock = Lock();
+    const auto it = m_portLinks.find(&device);
+    if (it == m_portLinks.end() || uchPort >= it->second.size())
+        return nullptr;
+    return it->second[uchPort];
+}
+
+CSimLink* CSimFabric::Link(const std::string& strDevice, uint8_t uchPort)
+{
+    CSimDevice* pDevice = FindDevice(strDevice);
+    return pDevice ? LinkAt(*pDevice, uchPort) : nullptr;
+}
+
+bool CSimFabric::PortTrained(const CSimDevice& device, uint8_t uchPort) const
+{
+    auto lock = Lock();
+    const CSimLink* pLink = LinkAt(device, uchPort);
+    if (!pLink || !pLink->m_bTrained)
+        return false;
+    return pLink->m_a.pDevice->PortEnabled(pLink->m_a.uchPort) &&
+           pLink->m_b.pDevice->PortEnabled(pLink->m_b.uchPort);
+}
+
+std::vector<CSimLink*> CSimFabric::Links() const
+{
+    auto lock = Lock();
+    std::vector<CSimLink*> links;
+    for (const auto& pLink : m_links)
+        links.push_back(pLink.get());
+    return links;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Packet transport
+
+bool CSimFabric::HostPort(uint8_t uchLocalPort, uint8_t* puchPort) const
+{
+    if (!m_pHost || uchLocalPort >= m_host.localPorts.size())
+        return false;
+    *puchPort = m_host.localPorts[uchLocalPort];
+    return true;
+}
+
+uint32_t CSimFabric::CutDestId(uint32_t ulDestId, bool bLarge) const
+{
+    if (ulDestId == kHostDestId)
+        return ulDestId;
+    return bLarge ? ulDestId & 0xFFFF : ulDestId & 0xFF;
+}
+
+bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse, STravel& travel)
+{
+    if (!PortTrained(*from.pDevice, from.uchPort))
+        return false;
+    if (bResponse && (link.m_bLoseAllResponses || link.m_ulResponsesToLose > 0))
+    {
+        if (!link.m_bLoseAllResponses)
+            --link.m_ulResponsesToLose;
+        return false;
+    }
+    const SLinkEnd& to = *link.Other(from.pDevice, from.uchPort);
+    SPortState& tx = from.pDevice->Port(from.uchPort);
+    SPortState& rx = to.pDevice->Port(to.uchPort);
+    if (tx.uchOutboundAckId != rx.uchInboundAckId)
+    {
+        // The receiver refuses a packet whose ackID it does not expect (packet-not-accepted,
+        // Part 6); both ports note the transmission error and the packet is gone.
+        tx.ulErrorStatus |= errstat::kOutputErrorEncountered;
+        rx.ulErrorStatus |= errstat::kInputErrorEncountered;
+        return false;
+    }
+    // Accepted and acknowledged at once: nothing stays outstanding.
+    tx.uchOutboundAckId = (tx.uchOutboundAckId + 1) & 0x1F;
+    tx.uchOutstandingAckId = tx.uchOutboundAckId;
+    rx.uchInboundAckId = (rx.uchInboundAckId + 1) & 0x1F;
+    travel.ulLatencyMs += link.m_ulDelayMs;
+    travel.pDevice = to.pDevice;
+    travel.uchIngress = to.uchPort;
+    return true;
+}
+
+bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDestId, bool bLarge,
+                         bool bResponse, bool bMaintenance, uint8_t uchHop, STravel& travel)
+{
+    for (uint32_t n = 0; n < kMaxHops; ++n)
+    {
+        CSimLink* pLink = LinkAt(*pDevice, uchEgress);
+        if (!pLink || !CrossLink(*pLink, {pDevice, uchEgress}, bResponse, travel))
+            return false;
+        pDevice = travel.pDevice;
+        if (bResponse)
+        {
+            // A response is meant for the host; any other endpoint drops it.
+            if (pDevice == m_pHost)
+                return true;
+            if (!pDevice->IsSwitch() || !pDevice->Route(ulDestId, travel.uchIngress, &uchEgress))
+                return false;
+            continue;
+        }
+        if (!pDevice->IsSwitch())
+            return pDevice->Accepts(ulDestId, bLarge);
+        if (bMaintenance)
+        {
+            // A switch takes a maintenance request whose hop count has run out, and counts
+            // down the hop count of any other before routing it on.
+            if (uchHop == 0)
+                return true;
+            --uchHop;
+        }
+        if (!pDevice->Route(ulDestId, travel.uchIngress, &uchEgress))
+            return false;
+    }
+    return false; // caught in a loop
+}
+
+bool CSimFabric::SendRequest(uint8_t uchHostPort, uint32_t ulDestId, bool bLarge, bool bMaintenance,
+                             uint8_t uchHop, STravel& travel)
+{
+    return Forward(m_pHost, uchHostPort, ulDestId, bLarge, false, bMaintenance, uchHop, travel) &&
+           !travel.pDevice->IsMute();
+}
+
+bool CSimFabric::SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulDestId, bool bLarge,
+                              STravel& travel)
+{
+    // The response leaves by the port the request came in on: switch manuals say so of the
+    // responses a switch makes (Tsi578 2.4, CPS-1848 2.3.2.4), and endpoints have no choice.
+    // A switch may be told to route its own responses by its table instead.
+    uint8_t uchEgress = uchIngressPort;
+    if (from.IsSwitch() && from.Config().bResponseByTable &&
+        !from.Route(ulDestId, uchIngressPort, &uchEgress))
+        return false;
+    return Forward(&from, uchEgress, ulDestId, bLarge, true, false, 0, travel);
+}
+
+bool CSimFabric::EchoToSender(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulSenderId, bool bLarge,
+                              STravel& travel)
+{
+    return Forward(&from, uchIngressPort, ulSenderId, bLarge, false, false, 0, travel) &&
+           travel.pDevice == m_pHost;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Transactions
+
+int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
+                              uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride,
+                              bool bLarge, uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    std::fill_n(pWords, ulCount, 0u);
+    uint8_t uchHostPort = 0;
+    if ((ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4) || !HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    auto lost = [&]
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Maintenance response timeout: DestID 0x%x HopCount %d Offset 0x%x", ulId, uchHop,
+                           ulOffset));
+        return kStatusTimeout;
+    };
+
+    STravel travel;
+    CSimDevice* pTarget = m_pHost;
+    SRegAccess access{uchHostPort, true};
+    if (ulId != kHostDestId)
+    {
+        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
+            return lost();
+        pTarget = travel.pDevice;
+        access = SRegAccess{travel.uchIngress, false};
+    }
+    for (uint32_t i = 0; i < ulCount; ++i)
+    {
+        const uint32_t ulAt = ulOffset + i * ulStride;
+        const uint32_t ulWord = pTarget->ReadRegister(ulAt & ~0x3u, access);
+        // Narrow words come from their byte lanes of the big-endian register.
+        const uint32_t ulShift = ulWordSize == 4 ? 0 : 8 * (4 - ulWordSize - (ulAt & (4 - ulWordSize)));
+        pWords[i] = ulWordSize == 4 ? ulWord : (ulWord >> ulShift) & ((1u << (8 * ulWordSize)) - 1);
+    }
+    if (!access.bLocal &&
+        !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+    {
+        std::fill_n(pWords, ulCount, 0u);
+        return lost();
+    }
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    return kStatusOk;
+}
+
+int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
+                               const uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize,
+                               uint32_t ulStride, bool bLarge, uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    uint8_t uchHostPort = 0;
+    if ((ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4) || !HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    auto lost = [&]
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Maintenance response timeout: DestID 0x%x HopCount %d Offset 0x%x", ulId, uchHop,
+                           ulOffset));
+        return kStatusTimeout;
+    };
+
+    STravel travel;
+    CSimDevice* pTarget = m_pHost;
+    SRegAccess access{uchHostPort, true};
+    if (ulId != kHostDestId)
+    {
+        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
+            return lost();
+        pTarget = travel.pDevice;
+        access = SRegAccess{travel.uchIngress, false};
+    }
+    for (uint32_t i = 0; i < ulCount; ++i)
+    {
+        const uint32_t ulAt = ulOffset + i * ulStride;
+        const uint32_t ulShift = ulWordSize == 4 ? 0 : 8 * (4 - ulWordSize - (ulAt & (4 - ulWordSize)));
+        const uint32_t ulLanes = ulWordSize == 4 ? 0xFFFFFFFF : ((1u << (8 * ulWordSize)) - 1) << ulShift;
+        pTarget->WriteRegister(ulAt & ~0x3u, pWords[i] << ulShift, ulLanes, access);
+    }
+    if (!access.bLocal &&
+        !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+        return lost();
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    return kStatusOk;
+}
+
+int32_t CSimFabric::DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi,
+                             uint32_t ulAddressLo, uint8_t* p, uint32_t ulCount, bool bLarge,
+                             uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    std::fill_n(p, ulCount, uint8_t{0});
+    uint8_t uchHostPort = 0;
+    if (!HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    const uint64_t ullAddress = Address(ulAddressHi, ulAddressLo);
+    if (ulId == kHostDestId)
+        return m_pHost->DataRead(ullAddress, p, ulCount);
+
+    STravel travel;
+    std::vector<uint8_t> data(ulCount);
+    int32_t nStatus = kStatusTimeout;
+    if (SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
+    {
+        nStatus = travel.pDevice->DataRead(ullAddress, data.data(), ulCount);
+        if (!SendResponse(*travel.pDevice, travel.uchIngress, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+            nStatus = kStatusTimeout;
+    }
+    if (nStatus == kStatusTimeout)
+        AddRioError(kRioErrorResponseTimeout, Format("NREAD response timeout: DestID 0x%x Address 0x%x%08x",
+                                                     ulId, ulAddressHi, ulAddressLo));
+    else if (nStatus != kStatusOk)
+        AddRioError(kRioErrorErrorResponse, Format("NREAD error response: DestID 0x%x Address 0x%x%08x", ulId,
+                                                   ulAddressHi, ulAddressLo));
+    else
+        std::copy(data.begin(), data.end(), p);
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    return nStatus;
+}
+
+int32_t CSimFabric::DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi,
+                              uint32_t ulAddressLo, uint32_t ulXferType, const uint8_t* p, uint32_t ulCount,
+                              bool bLarge, uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    uint8_t uchHostPort = 0;
+    if (ulXferType > 2 || !HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    const uint64_t ullAddress = Address(ulAddressHi, ulAddressLo);
+    if (ulId == kHostDestId)
+        return m_pHost->DataWrite(ullAddress, p, ulCount);
+
+    // SWRITE and NWRITE have no response: the host never learns what became of them.
+    const bool bResponse = ulXferType == 2;
+    STravel travel;
+    int32_t nStatus = kStatusTimeout;
+    if (SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
+    {
+        nStatus = travel.pDevice->DataWrite(ullAddress, p, ulCount);
+        if (bResponse &&
+            !SendResponse(*travel.pDevice, travel.uchIngress, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+            nStatus = kStatusTimeout;
+    }
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    if (!bResponse)
+        return kStatusOk;
+    if (nStatus == kStatusTimeout)
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("NWRITE_R response timeout: DestID 0x%x Address 0x%x%08x", ulId, ulAddressHi,
+                           ulAddressLo));
+    else if (nStatus != kStatusOk)
+        AddRioError(kRioErrorErrorResponse, Format("NWRITE_R error response: DestID 0x%x Address 0x%x%08x",
+                                                   ulId, ulAddressHi, ulAddressLo));
+    return nStatus;
+}
+
+int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority,
+                                uint32_t ulMailbox, const uint8_t* p, uint32_t ulCount, bool bLarge,
+                                uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    uint8_t uchHostPort = 0;
+    if (ulMailbox >= kMailboxes || ulCount > kMaxMessageBytes || !HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    const uint32_t ulHostId = m_pHost->BaseDeviceId(bLarge);
+    SMessage message{ulHostId, bLarge, ulPriority, ulMailbox, std::vector<uint8_t>(p, p + ulCount)};
+    if (ulId == kHostDestId)
+    {
+        m_pHost->DeliverMessage(std::move(message));
+        return kStatusOk;
+    }
+
+    STravel travel;
+    if (!SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Message response timeout: DestID 0x%x Mailbox %u", ulId, ulMailbox));
+        return kStatusTimeout;
+    }
+    CSimDevice& target = *travel.pDevice;
+    const uint8_t uchIngress = travel.uchIngress;
+    if (target.Config().bEcho)
+    {
+        SMessage echo = message;
+        echo.ulSourceId = target.BaseDeviceId(bLarge);
+        STravel echoTravel;
+        if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
+            m_pHost->DeliverMessage(std::move(echo));
+    }
+    // A full queue drops the message; the receiver's overflow flag tells of it.
+    target.DeliverMessage(std::move(message));
+    if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Message response timeout: DestID 0x%x Mailbox %u", ulId, ulMailbox));
+        return kStatusTimeout;
+    }
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    return kStatusOk;
+}
+
+int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t, uint16_t wInfo,
+                                 bool bLarge, uint32_t* pulLatencyMs)
+{
+    auto lock = Lock();
+    uint8_t uchHostPort = 0;
+    if (!HostPort(uchLocalPort, &uchHostPort))
+        return kStatusInvalidParameter;
+    const uint32_t ulId = CutDestId(ulDestId, bLarge);
+    const uint32_t ulHostId = m_pHost->BaseDeviceId(bLarge);
+    if (ulId == kHostDestId)
+    {
+        m_pHost->DeliverDoorbell({ulHostId, bLarge, wInfo});
+        return kStatusOk;
+    }
+
+    STravel travel;
+    if (!SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Doorbell response timeout: DestID 0x%x Info 0x%04x", ulId, wInfo));
+        return kStatusTimeout;
+    }
+    CSimDevice& target = *travel.pDevice;
+    const uint8_t uchIngress = travel.uchIngress;
+    if (target.Config().bEcho)
+    {
+        STravel echoTravel;
+        if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
+            m_pHost->DeliverDoorbell({target.BaseDeviceId(bLarge), bLarge, wInfo});
+    }
+    target.DeliverDoorbell({ulHostId, bLarge, wInfo});
+    if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))
+    {
+        AddRioError(kRioErrorResponseTimeout,
+                    Format("Doorbell response timeout: DestID 0x%x Info 0x%04x", ulId, wInfo));
+        return kStatusTimeout;
+    }
+    if (pulLatencyMs)
+        *pulLatencyMs = travel.ulLatencyMs;
+    return kStatusOk;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The host's queues, memory and flash
+
+int32_t CSimFabric::FetchMessage(uint32_t ulQueue, SMessage* pMessage, bool* pbValid, bool* pbOverflow)
+{
+    auto lock = Lock();
+    std::optional<SMessage> message = Host().TakeMessage(ulQueue, pbOverflow);
+    if (pbValid)
+        *pbValid = message.has_value();
+    if (message && pMessage)
+        *pMessage = std::move(*message);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::FlushMessages(uint32_t ulQueue)
+{
+    auto lock = Lock();
+    Host().FlushMessages(ulQueue);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::FetchDoorbell(uint32_t ulQueue, SDoorbell* pDoorbell, bool* pbValid, bool* pbOverflow)
+{
+    auto lock = Lock();
+    std::optional<SDoorbell> doorbell = Host().TakeDoorbell(ulQueue, pbOverflow);
+    if (pbValid)
+        *pbValid = doorbell.has_value();
+    if (doorbell && pDoorbell)
+        *pDoorbell = *doorbell;
+    return kStatusOk;
+}
+
+int32_t CSimFabric::FlushDoorbells(uint32_t ulQueue)
+{
+    auto lock = Lock();
+    Host().FlushDoorbells(ulQueue);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::MemRead(uint64_t ullAddress, uint32_t ulWordCount, uint32_t ulWordSize, uint8_t* p)
+{
+    auto lock = Lock();
+    if (ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4 && ulWordSize != 8)
+        return kStatusInvalidParameter;
+    m_hostMemory.Read(ullAddress, p, size_t{ulWordCount} * ulWordSize);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::MemWrite(uint64_t ullAddress, uint32_t ulWordCount, uint32_t ulWordSize, const uint8_t* p)
+{
+    auto lock = Lock();
+    if (ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4 && ulWordSize != 8)
+        return kStatusInvalidParameter;
+    m_hostMemory.Write(ullAddress, p, size_t{ulWordCount} * ulWordSize);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::FlashRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount)
+{
+    auto lock = Lock();
+    if (!m_host.bFlash)
+        return kStatusNoFlash;
+    if (ullAddress > m_host.ullFlashSize || ulCount > m_host.ullFlashSize - ullAddress)
+        return kStatusInvalidParameter;
+    m_flash.Read(ullAddress, p, ulCount);
+    return kStatusOk;
+}
+
+int32_t CSimFabric::FlashWrite(uint64_t ullAddress, const uint8_t* p, uint32_t ulCount)
+{
+    auto lock = Lock();
+    if (!m_host.bFlash)
+        return kStatusNoFlash;
+    if (m_host.bFlashWriteProtect)
+        return kStatusFlashProtected;
+    if (ullAddress > m_host.ullFlashSize || ulCount > m_host.ullFlashSize - ullAddress)
+        return kStatusInvalidParameter;
+    m_flash.Write(ullAddress, p, ulCount);
+    return kStatusOk;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Error list
+
+std::vector<SRioError> CSimFabric::GetRioErrors()
+{
+    auto lock = Lock();
+    std::vector<SRioError> errors;
+    errors.swap(m_errors);
+    return errors;
+}
+
+void CSimFabric::AddRioError(uint32_t ulCode, std::string strText)
+{
+    auto lock = Lock();
+    if (m_errors.size() >= kMaxRioErrors)
+        m_errors.erase(m_errors.begin());
+    m_errors.push_back({ulCode, std::move(strText)});
+}
+} // namespace nvsim

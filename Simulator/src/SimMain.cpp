@@ -1,0 +1,149 @@
+// norvanta-sim: serves a simulated RapidIO fabric, described by a topology file, to the client
+// over TCP and UDP, and answers broadcast searches, until SIGINT or SIGTERM.
+#include "nvsim/Faults.h"
+#include "nvsim/Server.h"
+#include "nvsim/Topology.h"
+
+#include "TextUtil.h"
+
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <signal.h>
+#include <string>
+#include <vector>
+
+namespace
+{
+constexpr const char* kUsage =
+    "usage: norvanta-sim [--bind ADDR] [--tcp-port N] [--udp-port N] [--broadcast-port N]\n"
+    "                    [--reply-port N] [--no-udp] [--no-broadcast] [--fault SPEC]...\n"
+    "                    [--verbose] TOPOLOGY\n"
+    "Ports default to 15000 (TCP and UDP), 15001 (broadcast) and 15002 (broadcast replies);\n"
+    "port 0 takes any free port. Once the sockets are bound it prints\n"
+    "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
+    "and serves until SIGINT or SIGTERM. Fault specs and the topology format are described in\n"
+    "Simulator/README.md.\n";
+
+int Usage(const std::string& strProblem)
+{
+    std::cerr << "norvanta-sim: " << strProblem << "\n" << kUsage;
+    return 2;
+}
+
+bool Port(const std::string& strText, uint16_t* pwPort)
+{
+    uint64_t ullPort = 0;
+    if (!nvsim::text::ParseUnsigned(strText, 65535, &ullPort))
+        return false;
+    *pwPort = static_cast<uint16_t>(ullPort);
+    return true;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    nvsim::SServerOptions options;
+    std::vector<std::string> faults;
+    std::string strTopology;
+    bool bVerbose = false;
+
+    const std::vector<std::string> args(argv + 1, argv + argc);
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        const std::string& strArg = args[i];
+        auto value = [&](std::string* pValue)
+        {
+            if (i + 1 >= args.size())
+                return false;
+            *pValue = args[++i];
+            return true;
+        };
+        std::string strValue;
+        if (strArg == "--help" || strArg == "-h")
+        {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (strArg == "--bind")
+        {
+            if (!value(&options.strBindAddress))
+                return Usage("--bind needs an address");
+        }
+        else if (strArg == "--tcp-port" || strArg == "--udp-port" || strArg == "--broadcast-port" ||
+                 strArg == "--reply-port")
+        {
+            uint16_t* pwPort = strArg == "--tcp-port"         ? &options.wTcpPort
+                               : strArg == "--udp-port"       ? &options.wUdpPort
+                               : strArg == "--broadcast-port" ? &options.wBroadcastPort
+                                                              : &options.wReplyPort;
+            if (!value(&strValue) || !Port(strValue, pwPort))
+                return Usage(strArg + " needs a port number from 0 to 65535");
+        }
+        else if (strArg == "--no-udp")
+            options.bUdp = false;
+        else if (strArg == "--no-broadcast")
+            options.bBroadcast = false;
+        else if (strArg == "--fault")
+        {
+            if (!value(&strValue))
+                return Usage("--fault needs a fault spec");
+            faults.push_back(strValue);
+        }
+        else if (strArg == "--verbose")
+            bVerbose = true;
+        else if (!strArg.empty() && strArg[0] == '-')
+            return Usage("unknown option " + strArg);
+        else if (!strTopology.empty())
+            return Usage("one topology file only");
+        else
+            strTopology = strArg;
+    }
+    if (strTopology.empty())
+        return Usage("no topology file given");
+
+    std::string strError;
+    std::unique_ptr<nvsim::CSimFabric> pFabric = nvsim::LoadTopologyFile(strTopology, &strError);
+    if (!pFabric)
+    {
+        std::cerr << "norvanta-sim: " << strError << "\n";
+        return 1;
+    }
+    if (bVerbose)
+        options.fnLog = [](const std::string& strLine) { std::cerr << "norvanta-sim: " + strLine + "\n"; };
+
+    nvsim::CSimServer server(*pFabric, options);
+    for (const std::string& strFault : faults)
+    {
+        if (!nvsim::ApplyFaultSpec(strFault, *pFabric, server.Faults(), &strError))
+        {
+            std::cerr << "norvanta-sim: " << strError << "\n";
+            return 1;
+        }
+    }
+
+    // SIGINT and SIGTERM are taken by sigwait below; blocked before the server thread starts,
+    // they reach no other thread.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    if (!server.Start(&strError))
+    {
+        std::cerr << "norvanta-sim: " << strError << "\n";
+        return 1;
+    }
+    std::printf("norvanta-sim ready tcp=%u udp=%u broadcast=%u\n", server.TcpPort(), server.UdpPort(),
+                server.BroadcastPort());
+    std::fflush(stdout);
+
+    int nSignal = 0;
+    sigwait(&signals, &nSignal);
+    if (bVerbose)
+        std::cerr << "norvanta-sim: signal " << nSignal << ", stopping\n";
+    server.Stop();
+    return 0;
+}
