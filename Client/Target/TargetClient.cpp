@@ -21,11 +21,18 @@
 
 namespace
 {
-// Whether DestIDs go as 16 bits on the wire: read from the preferences every time a message is
-// marshalled, so a change of the transport size takes effect at the next transaction.
+// Whether DestIDs go as 16 bits on the wire. The preference is read again whenever the store has
+// changed, so a change of the transport size takes effect at the next transaction.
 bool LargeTransport()
 {
-    return GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u) == 16;
+    static uint32_t ulSeenGeneration = ~0u;
+    static bool bLarge = false;
+    if (ulSeenGeneration != PreferenceGeneration())
+    {
+        ulSeenGeneration = PreferenceGeneration();
+        bLarge = GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u) == 16;
+    }
+    return bLarge;
 }
 
 // The DestID of a maintenance read as it goes on the wire.

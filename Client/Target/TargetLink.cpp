@@ -321,18 +321,21 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
     uint32_t ulReceived = 0;
     while (ulReceived < ulWanted)
     {
-        if (!WaitReadable(ulSeconds, ulMicroSeconds))
+        // What has already arrived is taken at once; only an empty socket waits in select, with
+        // the full limit each time.
+        ssize_t nGot = ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, MSG_DONTWAIT);
+        if (nGot < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
         {
-            *pulLength = ulReceived;
-            return false;
+            if (!WaitReadable(ulSeconds, ulMicroSeconds))
+            {
+                *pulLength = ulReceived;
+                return false;
+            }
+            do
+            {
+                nGot = ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0);
+            } while (nGot < 0 && errno == EINTR);
         }
-        ssize_t nGot = 0;
-        do
-        {
-            nGot = eKind == eLinkTCP ? ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0)
-                                     : ::recvfrom(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0, nullptr,
-                                                  nullptr);
-        } while (nGot < 0 && errno == EINTR);
         if (nGot < 0)
         {
             SocketMessage("Unable to get data from Norvanta Server.", errno);

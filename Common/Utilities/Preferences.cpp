@@ -28,6 +28,8 @@ QSettings& Store(bool bPerUser)
 
 QString KeyPath(const QString& strSection, const QString& strKey) { return strSection + QLatin1Char('/') + strKey; }
 
+uint32_t g_ulGeneration = 0;
+
 QHash<QString, QString>& Overrides()
 {
     static QHash<QString, QString> overrides;
@@ -53,9 +55,16 @@ QVariant Lookup(const QString& strSection, const QString& strKey, bool bPerUser)
 void SetPreferenceOverride(const QString& strSection, const QString& strKey, const QString& strValue)
 {
     Overrides().insert(KeyPath(strSection, strKey), strValue);
+    ++g_ulGeneration;
 }
 
-void ClearPreferenceOverrides() { Overrides().clear(); }
+uint32_t PreferenceGeneration() { return g_ulGeneration; }
+
+void ClearPreferenceOverrides()
+{
+    Overrides().clear();
+    ++g_ulGeneration;
+}
 
 uint32_t GetPreference(const QString& strSection, const QString& strKey, uint32_t ulDefault, bool bPerUser)
 {
@@ -92,6 +101,7 @@ QString GetPreference(const QString& strSection, const QString& strKey, const ch
 bool SetPreference(const QString& strSection, const QString& strKey, uint32_t ulValue, bool bPerUser)
 {
     QSettings& store = Store(bPerUser);
+    ++g_ulGeneration;
     store.setValue(KeyPath(strSection, strKey), static_cast<qulonglong>(ulValue));
     store.sync();
     if (store.status() != QSettings::NoError || !store.isWritable())
@@ -106,6 +116,7 @@ bool SetPreference(const QString& strSection, const QString& strKey, uint32_t ul
 bool SetPreference(const QString& strSection, const QString& strKey, const QString& strValue, bool bPerUser)
 {
     QSettings& store = Store(bPerUser);
+    ++g_ulGeneration;
     store.setValue(KeyPath(strSection, strKey), strValue);
     store.sync();
     return store.status() == QSettings::NoError && store.isWritable();
@@ -114,6 +125,7 @@ bool SetPreference(const QString& strSection, const QString& strKey, const QStri
 void RemovePreference(const QString& strSection, const QString& strKey, bool bPerUser)
 {
     QSettings& store = Store(bPerUser);
+    ++g_ulGeneration;
     store.remove(KeyPath(strSection, strKey));
     store.sync();
 }

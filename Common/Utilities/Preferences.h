@@ -32,3 +32,6 @@ void SyncPreferences();
 void SetPreferenceOverride(const QString& strSection, const QString& strKey, const QString& strValue);
 // Drops every run-only value.
 void ClearPreferenceOverrides();
+// A number that changes whenever a value is set, removed or overridden in this process, so that
+// a hot path may keep a value it read until the store changes.
+uint32_t PreferenceGeneration();
