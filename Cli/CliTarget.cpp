@@ -1,6 +1,8 @@
 #include "CliTarget.h"
 
+#include "NVXLStatus.h"
 #include "StatusText.h"
+#include "TargetClient.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
 
@@ -40,5 +42,19 @@ std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget()
 int CliFailure(int32_t nStatus)
 {
     std::fprintf(stderr, "%s\n", RioErrorText(nStatus).toLocal8Bit().constData());
+    // After a RapidIO error only the target knows more: ask it for its list of errors.
+    CTargetClient& client = CTargetClient::Instance();
+    if (ClientStatusToHal(nStatus) == NVXL_ERR_RIO && client.Link() && client.Link()->IsConnected())
+    {
+        char szErrors[2048] = "";
+        if (client.GetRioErrors(szErrors, sizeof(szErrors)) == 0 && szErrors[0])
+        {
+            std::fprintf(stderr, "%s\n", szErrors);
+        }
+        else
+        {
+            std::fprintf(stderr, "A RapidIO Error was encountered.  Additional information is not available.\n");
+        }
+    }
     return 1;
 }

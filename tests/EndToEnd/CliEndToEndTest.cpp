@@ -3,6 +3,7 @@
 #include "SimProcess.h"
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace
@@ -59,6 +60,21 @@ TEST_F(CliTest, ReadsAndWritesTheHostAndDevicesBehindASwitch)
     result = Cli(sim, {"read", "14h", "--dest", "FFh", "--hop", "0"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
     EXPECT_EQ(11u, result.strOut.size());
+}
+
+TEST_F(CliTest, LostResponseGivesTheTimeoutAndTheTargetsErrorList)
+{
+    nvtest::CSimProcess sim("demo.topo");
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    // The first switch has no route for ID 0x33: the request is dropped and never answered.
+    const SRunResult result = Cli(sim, {"read", "0", "--dest", "33h", "--hop", "1"});
+    EXPECT_EQ(1, result.nExitCode);
+    EXPECT_EQ(0u, result.strErr.find("Norvanta Driver Error: RapidIO Timeout detected\n"
+                                     "The following RapidIO errors were detected:\n[0x"))
+        << result.strErr;
+    // The list was collected: a second failure reports only its own error.
+    const SRunResult again = Cli(sim, {"read", "0", "--dest", "33h", "--hop", "1"});
+    EXPECT_EQ(std::count(again.strErr.begin(), again.strErr.end(), '['), 1) << again.strErr;
 }
 
 TEST_F(CliTest, UdpCarriesTheSameTransactions)
