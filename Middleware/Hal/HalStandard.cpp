@@ -48,6 +48,11 @@ void HalSetSleepHook(HAL_SLEEP_FN pfnSleep)
     g_pfnHalSleep = pfnSleep ? pfnSleep : RealSleep;
 }
 
+void HalSleep(uint32_t ulMilliseconds)
+{
+    g_pfnHalSleep(ulMilliseconds);
+}
+
 // ---- Identity ----------------------------------------------------------------------------------
 
 NVXL_STATUS HalStdGetDeviceID(uint16_t, uint16_t, uint8_t uchLocalPort, uint32_t ulDestID,
@@ -335,7 +340,7 @@ NVXL_STATUS HalStdAcquireDeviceLock(uint16_t wVendorID, uint16_t wDeviceID, uint
             return wHostDeviceID >= wOwner ? NVXL_ERR_LOCKED : NVXL_ERR_HIGHER_PRIORITY;
         }
         // The holder releases the lock by writing its own ID; try again once a second.
-        g_pfnHalSleep(HAL_LOCK_RETRY_MS);
+        HalSleep(HAL_LOCK_RETRY_MS);
         nTimeoutSec--;
         nStatus = WriteReadLock(uchLocalPort, ulDestID, uchHopCount, wHostDeviceID, &ulValue);
         if (nStatus != NVXL_OK)

@@ -55,6 +55,10 @@ extern "C"
 /* The lock register's value when no host holds it. */
 #define RIO_LOCK_FREE 0xFFFFu
 
+    /* Waits through the replaceable sleep hook (HalTestHooks.h), so that every wait of the HAL, the
+     * lock's retries and the families' settling times alike, can be observed and skipped by tests. */
+    void HalSleep(uint32_t ulMilliseconds);
+
     NVXL_STATUS HalStdGetDeviceID(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPort,
                                   uint32_t ulDestID, uint8_t uchHopCount, uint16_t* pwSmall,
                                   uint16_t* pwLarge);

@@ -9,11 +9,12 @@ extern "C"
 {
 #endif
 
-    /* The wait between two attempts at a device lock. */
+    /* A wait of the HAL: between two attempts at a device lock, and the settling times of the
+     * device families (route writes, speed changes). */
     typedef void (*HAL_SLEEP_FN)(uint32_t ulMilliseconds);
 
-    /* Replaces the wait (NULL restores the real one), so that tests of the lock's retries do not
-     * really wait. */
+    /* Replaces the wait (NULL restores the real one), so that tests do not really wait and can see
+     * which waits were asked for. */
     void HalSetSleepHook(HAL_SLEEP_FN pfnSleep);
 
 #ifdef __cplusplus

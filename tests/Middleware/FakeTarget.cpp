@@ -29,6 +29,10 @@ void CFakeTarget::Install()
     NVXL_TRANSPORT sTransport{};
     sTransport.pfnMaintRead = &CFakeTarget::MaintRead;
     sTransport.pfnMaintWrite = &CFakeTarget::MaintWrite;
+    sTransport.pfnDataRead = &CFakeTarget::DataRead;
+    sTransport.pfnDataWrite = &CFakeTarget::DataWrite;
+    sTransport.pfnMemoryRead = &CFakeTarget::MemoryRead;
+    sTransport.pfnMemoryWrite = &CFakeTarget::MemoryWrite;
     sTransport.pfnGetRioErrors = &CFakeTarget::GetRioErrors;
     sTransport.pfnDebugOutput = &CFakeTarget::DebugOutput;
     sTransport.pvContext = this;
@@ -71,6 +75,9 @@ size_t CFakeTarget::NumWrites() const
 
 uint32_t CFakeTarget::ReadWord(uint32_t ulOffset)
 {
+    uint32_t ulHooked = 0;
+    if (m_fnReadWord && m_fnReadWord(ulOffset, ulHooked))
+        return ulHooked;
     if (ulOffset == kRoutePort && !m_auchRoutes.empty())
     {
         const uint32_t ulFirst = m_ulRouteSelect & 0x7FFFFFFF;
@@ -88,6 +95,8 @@ uint32_t CFakeTarget::ReadWord(uint32_t ulOffset)
 
 void CFakeTarget::WriteWord(uint32_t ulOffset, uint32_t ulValue)
 {
+    if (m_fnWriteWord && m_fnWriteWord(ulOffset, ulValue))
+        return;
     if (ulOffset == kLock)
     {
         // RapidIO Host Base Device ID Lock: a free lock takes any ID, the holder's own ID frees
@@ -156,10 +165,13 @@ NVXL_STATUS CFakeTarget::MaintWrite(void* pvContext, uint8_t uchLocalPort, uint3
     auto* pThis = static_cast<CFakeTarget*>(pvContext);
     SAccess sAccess{true,       uchLocalPort, ulDestID, uchHopCount,     ulOffset,  ulWordCount,
                     ulWordSize, ulStride,     {},       bLargeTransport, ulPriority};
-    for (uint32_t i = 0; i < ulWordCount && ulWordSize == 4; i++)
+    for (uint32_t i = 0; i < ulWordCount && (ulWordSize == 4 || ulWordSize == 1); i++)
     {
         uint32_t ulValue = 0;
-        std::memcpy(&ulValue, static_cast<const uint8_t*>(pvData) + 4 * i, 4);
+        if (ulWordSize == 4)
+            std::memcpy(&ulValue, static_cast<const uint8_t*>(pvData) + 4 * i, 4);
+        else
+            ulValue = static_cast<const uint8_t*>(pvData)[i];
         sAccess.aulWords.push_back(ulValue);
     }
     pThis->m_aAccesses.push_back(sAccess);
@@ -170,6 +182,75 @@ NVXL_STATUS CFakeTarget::MaintWrite(void* pvContext, uint8_t uchLocalPort, uint3
         pThis->WriteWord(ulOffset + i * ulStride, sAccess.aulWords[i]);
     if (pThis->m_fnAfterWrite)
         pThis->m_fnAfterWrite(sAccess);
+    return NVXL_OK;
+}
+
+NVXL_STATUS CFakeTarget::DataRead(void* pvContext, uint8_t, uint32_t ulDestID, uint32_t,
+                                  uint32_t ulRioAddressLo, uint32_t ulXferType, uint32_t, void* pvData,
+                                  uint32_t ulByteCount, uint32_t)
+{
+    auto* pThis = static_cast<CFakeTarget*>(pvContext);
+    SDataAccess sAccess{SDataAccess::eDataRead, ulDestID, ulRioAddressLo, ulXferType, ulByteCount, {}};
+    for (uint32_t i = 0; i < ulByteCount; i++)
+    {
+        const auto it = pThis->m_mapDataBytes.find(ulRioAddressLo + i);
+        const uint8_t bValue = it == pThis->m_mapDataBytes.end() ? 0 : it->second;
+        static_cast<uint8_t*>(pvData)[i] = bValue;
+        sAccess.aulValues.push_back(bValue);
+    }
+    pThis->m_aDataAccesses.push_back(sAccess);
+    return NVXL_OK;
+}
+
+NVXL_STATUS CFakeTarget::DataWrite(void* pvContext, uint8_t, uint32_t ulDestID, uint32_t,
+                                   uint32_t ulRioAddressLo, uint32_t ulXferType, uint32_t, const void* pvData,
+                                   uint32_t ulByteCount, uint32_t)
+{
+    auto* pThis = static_cast<CFakeTarget*>(pvContext);
+    SDataAccess sAccess{SDataAccess::eDataWrite, ulDestID, ulRioAddressLo, ulXferType, ulByteCount, {}};
+    for (uint32_t i = 0; i < ulByteCount; i++)
+    {
+        const uint8_t bValue = static_cast<const uint8_t*>(pvData)[i];
+        pThis->m_mapDataBytes[ulRioAddressLo + i] = bValue;
+        sAccess.aulValues.push_back(bValue);
+    }
+    pThis->m_aDataAccesses.push_back(sAccess);
+    return NVXL_OK;
+}
+
+NVXL_STATUS CFakeTarget::MemoryRead(void* pvContext, uint32_t, uint32_t dwAddressLo, uint32_t dwWordCount,
+                                    uint32_t dwWordSize, void* pvData)
+{
+    auto* pThis = static_cast<CFakeTarget*>(pvContext);
+    if (dwWordSize != 4)
+        return NVXL_ERR_INVALID_PARAM;
+    SDataAccess sAccess{SDataAccess::eMemoryRead, 0, dwAddressLo, 0, dwWordCount, {}};
+    for (uint32_t i = 0; i < dwWordCount; i++)
+    {
+        const auto it = pThis->m_mapMemoryWords.find(dwAddressLo + 4 * i);
+        const uint32_t ulValue = it == pThis->m_mapMemoryWords.end() ? 0 : it->second;
+        std::memcpy(static_cast<uint8_t*>(pvData) + 4 * i, &ulValue, 4);
+        sAccess.aulValues.push_back(ulValue);
+    }
+    pThis->m_aDataAccesses.push_back(sAccess);
+    return NVXL_OK;
+}
+
+NVXL_STATUS CFakeTarget::MemoryWrite(void* pvContext, uint32_t, uint32_t dwAddressLo, uint32_t dwWordCount,
+                                     uint32_t dwWordSize, const void* pvData)
+{
+    auto* pThis = static_cast<CFakeTarget*>(pvContext);
+    if (dwWordSize != 4)
+        return NVXL_ERR_INVALID_PARAM;
+    SDataAccess sAccess{SDataAccess::eMemoryWrite, 0, dwAddressLo, 0, dwWordCount, {}};
+    for (uint32_t i = 0; i < dwWordCount; i++)
+    {
+        uint32_t ulValue = 0;
+        std::memcpy(&ulValue, static_cast<const uint8_t*>(pvData) + 4 * i, 4);
+        pThis->m_mapMemoryWords[dwAddressLo + 4 * i] = ulValue;
+        sAccess.aulValues.push_back(ulValue);
+    }
+    pThis->m_aDataAccesses.push_back(sAccess);
     return NVXL_OK;
 }
 

@@ -1,7 +1,8 @@
 // A fake RapidIO device behind the middleware's transport table: a sparse register space that
 // records every access and plays the standard registers whose behaviour the HAL relies on (the
 // host lock, the route configuration registers in the small or large form, write-1-to-clear port
-// error bits).
+// error bits). Device-specific behaviour comes from per-test hooks on single words. Data
+// transactions (NREAD/NWRITE) reach a byte-addressed space, and server memory a word space.
 #pragma once
 
 #include "NVXLTransport.h"
@@ -28,6 +29,23 @@ struct SAccess
     std::vector<uint32_t> aulWords; // written words, or the words read
     uint32_t bLargeTransport = 0;
     uint32_t ulPriority = 0;
+};
+
+// One data transaction or server memory access.
+struct SDataAccess
+{
+    enum EKind
+    {
+        eDataRead,
+        eDataWrite,
+        eMemoryRead,
+        eMemoryWrite
+    } eKind = eDataRead;
+    uint32_t ulDestID = 0; // data transactions only
+    uint32_t ulAddress = 0;
+    uint32_t ulXferType = 0;         // data transactions only
+    uint32_t ulSize = 0;             // bytes of a data transaction, words of a memory access
+    std::vector<uint32_t> aulValues; // bytes of a data transaction, words of a memory access
 };
 
 class CFakeTarget
@@ -60,6 +78,15 @@ public:
 
     // Called after every write has taken effect (another host can act here).
     std::function<void(const SAccess&)> m_fnAfterWrite;
+    // Per-word device behaviour: a hook that returns true has answered the read (or taken the
+    // write) of that word itself, and the register space is left alone.
+    std::function<bool(uint32_t ulOffset, uint32_t& ulValue)> m_fnReadWord;
+    std::function<bool(uint32_t ulOffset, uint32_t ulValue)> m_fnWriteWord;
+
+    // The space of data transactions, one byte per address, and server memory, one word per address.
+    std::map<uint32_t, uint8_t> m_mapDataBytes;
+    std::map<uint32_t, uint32_t> m_mapMemoryWords;
+    std::vector<SDataAccess> m_aDataAccesses;
 
     // The answer of GetRioErrors.
     NVXL_STATUS m_nRioErrorsStatus = NVXL_OK;
@@ -83,6 +110,18 @@ private:
                                   uint8_t uchHopCount, uint32_t ulOffset, const void* pvData,
                                   uint32_t ulWordCount, uint32_t ulWordSize, uint32_t ulStride,
                                   uint32_t bLargeTransport, uint32_t ulPriority);
+    static NVXL_STATUS DataRead(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID,
+                                uint32_t ulRioAddressHi, uint32_t ulRioAddressLo, uint32_t ulXferType,
+                                uint32_t ulPriority, void* pvData, uint32_t ulByteCount,
+                                uint32_t bLargeTransport);
+    static NVXL_STATUS DataWrite(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID,
+                                 uint32_t ulRioAddressHi, uint32_t ulRioAddressLo, uint32_t ulXferType,
+                                 uint32_t ulPriority, const void* pvData, uint32_t ulByteCount,
+                                 uint32_t bLargeTransport);
+    static NVXL_STATUS MemoryRead(void* pvContext, uint32_t dwAddressHi, uint32_t dwAddressLo,
+                                  uint32_t dwWordCount, uint32_t dwWordSize, void* pvData);
+    static NVXL_STATUS MemoryWrite(void* pvContext, uint32_t dwAddressHi, uint32_t dwAddressLo,
+                                   uint32_t dwWordCount, uint32_t dwWordSize, const void* pvData);
     static NVXL_STATUS GetRioErrors(void* pvContext, char* pszText, uint32_t ulSize);
     static void DebugOutput(void* pvContext, const char* pszText);
 
