@@ -12,7 +12,7 @@ namespace nvsim
 namespace
 {
 constexpr uint32_t kHostDestId = 0xFFFFFFFF;
-// The largest message RapidIO carries: 16 packets of 256 bytes (Part 2).
+// The largest message RapidIO carries: 16 packets of 256 bytes (RapidIO Part 2).
 constexpr uint32_t kMaxMessageBytes = 4096;
 constexpr uint32_t kMailboxes = 4;
 
@@ -170,7 +170,7 @@ bool CSimFabric::SetHost(const std::string& strName, std::vector<uint8_t> localP
     }
     m_pHost = pDevice;
     m_host.localPorts = std::move(localPorts);
-    // Port General Control CSR (Part 6, 6.6.4): the server host is a host with Master Enable.
+    // Port General Control CSR (RapidIO Part 6, 6.6.4): the server host is a host with Master Enable.
     const uint32_t ulGeneral = reg::kLpSerialBlock + reg::kGeneralControl;
     pDevice->SetReg(ulGeneral, pDevice->Reg(ulGeneral) | 0xC0000000);
     return true;
@@ -275,7 +275,7 @@ bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse,
     if (tx.uchOutboundAckId != rx.uchInboundAckId)
     {
         // The receiver refuses a packet whose ackID it does not expect (packet-not-accepted,
-        // Part 6); both ports note the transmission error and the packet is gone.
+        // RapidIO Part 6); both ports note the transmission error and the packet is gone.
         tx.ulErrorStatus |= errstat::kOutputErrorEncountered;
         rx.ulErrorStatus |= errstat::kInputErrorEncountered;
         return false;

@@ -73,7 +73,7 @@ bool Split(const std::string& strSpec, SSpec* pSpec, std::string* pError)
     return true;
 }
 
-// Reads the spec's values, checking that it has no key it does not know.
+// Reads the values of a fault text, checking that it has no key it does not know.
 class CSpecReader
 {
 public:

@@ -140,6 +140,7 @@ private:
     SPlan Plan(uint32_t ulMessageId, const std::vector<uint8_t>& body, bool bUdp, const std::string& strPeer);
     void Accept();
     void ReadConnection(SConnection& connection);
+    void ProcessRequests(SConnection& connection);
     void FlushConnection(SConnection& connection, Clock::time_point now);
     void ReadUdp();
     void ReadBroadcast();
@@ -359,21 +360,30 @@ void CSimServer::CImpl::Accept()
 void CSimServer::CImpl::ReadConnection(SConnection& connection)
 {
     uint8_t buffer[65536];
+    bool bGone = false;
     for (;;)
     {
         const ssize_t n = ::recv(connection.fd, buffer, sizeof buffer, 0);
         if (n == 0 || (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR))
         {
             Log("tcp " + connection.strPeer + " disconnected");
-            connection.bDead = true;
-            return;
+            bGone = true;
+            break;
         }
         if (n < 0)
             break;
         if (!connection.bClosing && !connection.bStalled)
             connection.in.insert(connection.in.end(), buffer, buffer + n);
     }
+    // Requests that came before the peer left are still carried out (a write lands), though
+    // nobody is left to take the replies.
+    ProcessRequests(connection);
+    if (bGone)
+        connection.bDead = true;
+}
 
+void CSimServer::CImpl::ProcessRequests(SConnection& connection)
+{
     const Clock::time_point now = Clock::now();
     while (!connection.bClosing && connection.in.size() >= codec::kHeaderSize)
     {

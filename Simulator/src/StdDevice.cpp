@@ -13,13 +13,13 @@ constexpr uint32_t kEfIdEndpoint = 0x0002;
 constexpr uint32_t kEfIdSwitch = 0x0009;
 
 // Port Link and Response Time-out CSRs: a 24-bit value in bits 31..8, all ones at reset
-// (Part 6, 6.6.2 and 6.6.3).
+// (RapidIO Part 6, 6.6.2 and 6.6.3).
 constexpr uint32_t kTimeoutMask = 0xFFFFFF00;
 
-// Port General Control CSR (Part 6, 6.6.4): Host, Master Enable, Discovered in bits 31..29.
+// Port General Control CSR (RapidIO Part 6, 6.6.4): Host, Master Enable, Discovered in bits 31..29.
 constexpr uint32_t kGeneralControlMask = 0xE0000000;
 
-// Port n Control CSR fields (Part 6, 6.6.9; Part 8, 2.2 for bits 3..1).
+// Port n Control CSR fields (RapidIO Part 6, 6.6.9; RapidIO Part 8, 2.2 for bits 3..1).
 constexpr uint32_t kPortWidth2x = 1u << 31;
 constexpr uint32_t kPortWidth4x = 1u << 30;
 constexpr int kInitWidthShift = 27;
@@ -34,13 +34,13 @@ constexpr uint32_t kPortTypeSerial = 1u << 0;
 // management controls 3..1: everything software may change.
 constexpr uint32_t kPortControlWritable = 0x07FAC000 | 0x00000FF0 | 0x0000000E;
 
-// Port n Control 2 CSR (Part 6, 6.6.10): selected baud rate in bits 31..28, support and
+// Port n Control 2 CSR (RapidIO Part 6, 6.6.10): selected baud rate in bits 31..28, support and
 // enable bits for 1.25, 2.5, 3.125, 5.0 and 6.25 Gbaud in bits 25..16.
 constexpr int kSelectedBaudShift = 28;
 constexpr uint32_t kBaudSupport = 0x02AA0000;
 constexpr uint32_t kBaudEnable = 0x01550000;
 
-// Local ackID CSR (Part 6, 6.6.7): writing bit 31 discards the outstanding packets.
+// Local ackID CSR (RapidIO Part 6, 6.6.7): writing bit 31 discards the outstanding packets.
 constexpr uint32_t kClearOutstanding = 1u << 31;
 
 // Initialized Port Width encoding of a link width.
@@ -104,7 +104,7 @@ CStdDevice::CStdDevice(std::string strName, SDeviceConfig config)
 void CStdDevice::InstallCapabilityRegisters()
 {
     const SDeviceConfig& c = Config();
-    // Device and Assembly Identity/Information CARs (Part 1, 5.4.1 to 5.4.4). The extended
+    // Device and Assembly Identity/Information CARs (RapidIO Part 1, 5.4.1 to 5.4.4). The extended
     // features pointer in the low half of Assembly Information leads to the LP-Serial block.
     SetReadOnly(reg::kDeviceIdentity, (uint32_t{c.wDeviceId} << 16) | c.wVendorId);
     SetReadOnly(reg::kDeviceInfo, c.ulDeviceRev);
@@ -112,9 +112,9 @@ void CStdDevice::InstallCapabilityRegisters()
     SetReadOnly(reg::kAssemblyInfo, (uint32_t{c.wAssyRev} << 16) | reg::kLpSerialBlock);
 
     // Processing Element Features CAR: bridge, memory, processor, switch in bits 31..28
-    // (Part 1, 5.4.5); multicast in bit 10 (Part 11, 3.2); the extended and standard route
-    // table forms in bits 9 and 8 and large common transport in bit 4 (Part 3, 3.4.1);
-    // extended features in bit 3 and the address modes in bits 2..0 (Part 1, 5.4.5).
+    // (RapidIO Part 1, 5.4.5); multicast in bit 10 (RapidIO Part 11, 3.2); the extended and standard route
+    // table forms in bits 9 and 8 and large common transport in bit 4 (RapidIO Part 3, 3.4.1);
+    // extended features in bit 3 and the address modes in bits 2..0 (RapidIO Part 1, 5.4.5).
     uint32_t ulFeatures = 0;
     ulFeatures |= c.bBridge ? 1u << 31 : 0;
     ulFeatures |= c.bMemory ? 1u << 30 : 0;
@@ -131,7 +131,7 @@ void CStdDevice::InstallCapabilityRegisters()
     ulFeatures |= c.uchAddressModes & 0x7;
     SetReadOnly(reg::kFeatures, ulFeatures);
 
-    // Switch Port Information CAR (Part 1, 5.4.6): the port total in bits 15..8 and, in bits
+    // Switch Port Information CAR (RapidIO Part 1, 5.4.6): the port total in bits 15..8 and, in bits
     // 7..0, the port the maintenance read came in on - which differs from access to access.
     SetReg(reg::kSwitchPortInfo, uint32_t{c.uchPortCount} << 8);
     SetHook(
@@ -140,7 +140,7 @@ void CStdDevice::InstallCapabilityRegisters()
         { return (Reg(reg::kSwitchPortInfo) & 0xFFFFFF00) | access.uchIngressPort; },
         nullptr);
 
-    // Source and Destination Operations CARs (Part 1, 5.4.7/5.4.8; Part 2, 5.4.1/5.4.2):
+    // Source and Destination Operations CARs (RapidIO Part 1, 5.4.7/5.4.8; RapidIO Part 2, 5.4.1/5.4.2):
     // read, write, streaming write, write with response in bits 15..12, data message and
     // doorbell in bits 11..10, port-write in bit 2.
     const uint32_t ulMemoryOps = c.bMemory ? 0x0000F000 : 0;
@@ -157,7 +157,7 @@ void CStdDevice::InstallCapabilityRegisters()
     {
         // Switch Multicast Support CAR bit 31, Switch Multicast Information CAR: block and
         // per-port association in bits 31 and 30, associations per mask less one in bits
-        // 29..16, the number of masks in bits 15..0 (Part 11, 3.3 and 3.4).
+        // 29..16, the number of masks in bits 15..0 (RapidIO Part 11, 3.3 and 3.4).
         ulMulticastSupport = c.bSimpleAssoc ? 1u << 31 : 0;
         ulMulticastInfo =
             (c.bBlockAssoc ? 1u << 31 : 0) | (c.bPerPortAssoc ? 1u << 30 : 0) |
@@ -173,12 +173,12 @@ void CStdDevice::InstallCommandRegisters()
 {
     const SDeviceConfig& c = Config();
     // Logical Layer Control CSR: extended addressing control in bits 2..0, 34-bit at reset
-    // (Part 1, 5.5.1).
+    // (RapidIO Part 1, 5.5.1).
     SetMasked(reg::kLogicalControl, 0x1, 0x7);
-    // Base Device ID CSR: small ID in bits 23..16, large ID in bits 15..0 (Part 3, 3.5.1).
+    // Base Device ID CSR: small ID in bits 23..16, large ID in bits 15..0 (RapidIO Part 3, 3.5.1).
     SetMasked(reg::kBaseDeviceId, (uint32_t{c.uchSmallId} << 16) | c.wLargeId, 0x00FFFFFF);
 
-    // Host Base Device ID Lock CSR (Part 3, 3.5.2): 0xFFFF at reset. A write while it holds
+    // Host Base Device ID Lock CSR (RapidIO Part 3, 3.5.2): 0xFFFF at reset. A write while it holds
     // 0xFFFF takes the lock for the written ID; a write of the holder's own ID frees it; any
     // other write while it is held is ignored.
     SetReg(reg::kHostLock, 0xFFFF);
@@ -193,7 +193,7 @@ void CStdDevice::InstallCommandRegisters()
                     SetReg(reg::kHostLock, 0xFFFF);
             });
 
-    // Component Tag CSR (Part 3, 3.5.3): all zeros at reset, free for software.
+    // Component Tag CSR (RapidIO Part 3, 3.5.3): all zeros at reset, free for software.
     SetMasked(reg::kComponentTag, c.ulComponentTag, 0xFFFFFFFF);
 
     if (!c.bSwitch)
@@ -213,15 +213,15 @@ void CStdDevice::InstallRouteRegisters()
     m_tables.assign(c.bPerPortRouting ? c.uchPortCount : 1,
                     std::vector<uint8_t>(c.wRouteLimit + 1u, kUnrouted));
 
-    // Standard Route Configuration Destination ID Select CSR (Part 3, 3.5.4): the ID in bits
+    // Standard Route Configuration Destination ID Select CSR (RapidIO Part 3, 3.5.4): the ID in bits
     // 15..0, Ext_config_en in bit 31 where the extended form exists.
     SetMasked(reg::kRouteDestId, 0, c.eRouteForm == ERouteForm::Standard ? 0x0000FFFF : 0x8000FFFF);
-    // Standard Route Configuration Port Select CSR (Part 3, 3.5.5).
+    // Standard Route Configuration Port Select CSR (RapidIO Part 3, 3.5.5).
     SetHook(
         reg::kRoutePort, [this](const SRegAccess& access) { return RoutePortRead(access); },
         [this](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess& access)
         { RoutePortWrite(ulValue & ulByteMask, access); });
-    // Standard Route Default Port CSR (Part 3, 3.5.6): port in bits 7..0, 0 at reset.
+    // Standard Route Default Port CSR (RapidIO Part 3, 3.5.6): port in bits 7..0, 0 at reset.
     SetMasked(reg::kRouteDefaultPort, 0, 0xFF);
 }
 
@@ -309,7 +309,7 @@ bool CStdDevice::Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchE
     if (!IsSwitch() || m_tables.empty())
         return false;
     const std::vector<uint8_t>& table = Table(uchIngressPort);
-    // IDs beyond the table leave by the default port (Part 3, 3.5.6).
+    // IDs beyond the table leave by the default port (RapidIO Part 3, 3.5.6).
     const uint8_t uchPort = ulDestId < table.size() ? table[ulDestId] : Reg(reg::kRouteDefaultPort) & 0xFF;
     if (uchPort >= PortCount())
         return false;
@@ -320,15 +320,15 @@ bool CStdDevice::Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchE
 void CStdDevice::InstallMulticastRegisters()
 {
     m_masks.assign(Config().wMulticastMasks, {});
-    // Multicast Mask Port CSR (Part 11, 3.5): mask in bits 31..16, egress port in 15..8,
+    // Multicast Mask Port CSR (RapidIO Part 11, 3.5): mask in bits 31..16, egress port in 15..8,
     // Mask_Cmd in 6..4, Port_Present (the result of Write_to_Verify) in bit 0.
     SetHook(reg::kMulticastMaskPort, nullptr,
             [this](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
             { MulticastMaskWrite(Merge(Reg(reg::kMulticastMaskPort), ulValue, ulByteMask)); });
-    // Multicast Associate Select CSR (Part 11, 3.6): destination ID in bits 31..16 (small IDs
+    // Multicast Associate Select CSR (RapidIO Part 11, 3.6): destination ID in bits 31..16 (small IDs
     // in 23..16), mask number in bits 15..0.
     SetMasked(reg::kMulticastAssocSelect, 0, 0xFFFFFFFF);
-    // Multicast Associate Operation CSR (Part 11, 3.7): block size in bits 31..16, ingress
+    // Multicast Associate Operation CSR (RapidIO Part 11, 3.7): block size in bits 31..16, ingress
     // port in 15..8, large transport in 7, Assoc_Cmd in 6..5, Assoc_Present in bit 0.
     SetHook(reg::kMulticastAssocOp, nullptr,
             [this](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
@@ -422,7 +422,7 @@ std::optional<uint16_t> CStdDevice::MulticastAssociation(uint32_t ulDestId, bool
 
 void CStdDevice::InstallLpSerialBlock()
 {
-    // LP-Serial Register Block Header (Part 6, 6.6.1): no further block, and the block ID.
+    // LP-Serial Register Block Header (RapidIO Part 6, 6.6.1): no further block, and the block ID.
     SetReadOnly(reg::kLpSerialBlock, IsSwitch() ? kEfIdSwitch : kEfIdEndpoint);
     SetMasked(reg::kLpSerialBlock + reg::kLinkTimeout, kTimeoutMask, kTimeoutMask);
     SetMasked(reg::kLpSerialBlock + reg::kResponseTimeout, kTimeoutMask, kTimeoutMask);
@@ -433,7 +433,7 @@ void CStdDevice::InstallLpSerialBlock()
 
 void CStdDevice::InstallPortRegisters(uint8_t n)
 {
-    // Port n Link Maintenance Request CSR (Part 6, 6.6.5): the command in bits 2..0; a write
+    // Port n Link Maintenance Request CSR (RapidIO Part 6, 6.6.5): the command in bits 2..0; a write
     // sends the link-request, a read returns the last command written.
     const uint32_t ulRequest = PortReg(reg::kLinkRequest, n);
     SetHook(ulRequest, nullptr,
@@ -444,7 +444,7 @@ void CStdDevice::InstallPortRegisters(uint8_t n)
                 LinkRequest(n, ulCommand);
             });
 
-    // Port n Link Maintenance Response CSR (Part 6, 6.6.6): response_valid in bit 31 clears
+    // Port n Link Maintenance Response CSR (RapidIO Part 6, 6.6.6): response_valid in bit 31 clears
     // on read.
     const uint32_t ulResponse = PortReg(reg::kLinkResponse, n);
     SetHook(
@@ -457,7 +457,7 @@ void CStdDevice::InstallPortRegisters(uint8_t n)
         },
         nullptr);
 
-    // Port n Local ackID CSR (Part 6, 6.6.7): inbound in bits 28..24, outstanding in 12..8,
+    // Port n Local ackID CSR (RapidIO Part 6, 6.6.7): inbound in bits 28..24, outstanding in 12..8,
     // outbound in 4..0 (five-bit ackIDs of the short control symbols).
     SetHook(
         PortReg(reg::kLocalAckId, n),
@@ -487,7 +487,7 @@ void CStdDevice::InstallPortRegisters(uint8_t n)
         [this, ulControl2](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
         { SetReg(ulControl2, Merge(Reg(ulControl2), ulValue, ulByteMask & kBaudEnable)); });
 
-    // Port n Error and Status CSR (Part 6, 6.6.8): port OK and port uninitialized follow the
+    // Port n Error and Status CSR (RapidIO Part 6, 6.6.8): port OK and port uninitialized follow the
     // link; the error bits stay until written with 1.
     SetHook(
         PortReg(reg::kErrorStatus, n), [this, n](const SRegAccess&) { return ErrorStatusRead(n); },

@@ -4,6 +4,8 @@
 #include "nvsim/Faults.h"
 #include "nvsim/StdDevice.h"
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <sstream>
 
@@ -377,7 +379,7 @@ private:
         return true;
     }
 
-    // Extended addressing support of the PE features (Part 1, 5.4.5): every PE offers 34-bit
+    // Extended addressing support of the PE features (RapidIO Part 1, 5.4.5): every PE offers 34-bit
     // addresses; 50 and 66 bits add bits 1 and 2.
     bool AddressModes(const std::string& strValue, uint8_t* puchModes)
     {

@@ -247,3 +247,49 @@ TEST_F(MaintTest, NotConnectedIsLoggedAndNoLinkReadsFailWithoutEntry)
     client.SetLink(nullptr);
 }
 } // namespace
+
+namespace
+{
+// Replies of random bytes, some behind a well-formed header so the body checks are reached too:
+// every one ends in a status, without a hang or a crash, and the client is ready for the next
+// connection.
+TEST(MaintGarbage, RandomRepliesAlwaysEndInAStatus)
+{
+    nvtest::CRecordingUserInterface ui;
+    const SLinkSettings saved = LinkSettings();
+    LinkSettings().ulWaitMilliseconds = 200;
+    uint32_t ulSeed = 12345;
+    const auto next = [&ulSeed]() {
+        ulSeed = ulSeed * 1103515245u + 12345u;
+        return (ulSeed >> 16) & 0x7FFF;
+    };
+    for (int nRound = 0; nRound < 60; ++nRound)
+    {
+        std::vector<uint8_t> reply(next() % 80);
+        for (uint8_t& b : reply)
+        {
+            b = static_cast<uint8_t>(next());
+        }
+        if (nRound % 2 == 0 && reply.size() >= 8)
+        {
+            const auto header = Bytes("00000004 00000034");
+            std::copy(header.begin(), header.end(), reply.begin());
+        }
+        nvtest::CScriptedServer server;
+        server.Expect(44, {reply}, true);
+        LinkSettings().wServerPort = server.Start();
+        CTargetLink link;
+        ASSERT_TRUE(link.Open(eLinkTCP, 0x7F000001u));
+        CTargetClient::Instance().SetLink(&link);
+        uint32_t ulValue = 0;
+        const int32_t nStatus = CTargetClient::Instance().Maint_read(0, 9, 1, 0x60, &ulValue, 1, 4, 2);
+        EXPECT_TRUE(nStatus == eRioIncorrectResponse || nStatus == eRioReceiveReadFailed ||
+                    nStatus == eRioResponseMismatch)
+            << "round " << nRound << " status " << nStatus;
+        link.Close();
+        CTargetClient::Instance().SetLink(nullptr);
+        server.Finish();
+    }
+    LinkSettings() = saved;
+}
+} // namespace

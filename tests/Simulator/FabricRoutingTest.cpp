@@ -12,20 +12,6 @@ using namespace simtest;
 
 namespace
 {
-// host0 -- sw1 -- sw2 -- sw3 -- ep1, fresh from reset.
-const char* const kChain = R"(
-device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001
-device sw1   switch ports=4
-device sw2   switch ports=4
-device sw3   switch ports=4
-device ep1   endpoint memory
-host host0
-link host0:0 sw1:0
-link sw1:1   sw2:0
-link sw2:1   sw3:0
-link sw3:1   ep1:0
-)";
-
 // host -- sw -- ep (ID 5, echoes) and plain (ID 6) and rom (ID 7, no memory).
 const char* const kStar = R"(
 device host  endpoint device=0x0001 processor memory id=0x01 largeid=0x0101
@@ -69,7 +55,7 @@ bool Apply(CSimFabric& f, const std::string& strSpec)
 
 TEST(FabricRouting, HopCountsWalkTheChainOnceRoutesLeadOnAndBack)
 {
-    auto pFabric = Fabric(kChain);
+    auto pFabric = ShippedFabric("chain.topo");
     CSimFabric& f = *pFabric;
     // The first switch answers at hop 0 with no route at all: its response leaves by the port
     // the request came in on.
@@ -97,7 +83,7 @@ TEST(FabricRouting, HopCountsWalkTheChainOnceRoutesLeadOnAndBack)
 
 TEST(FabricRouting, AWriteWhoseResponseIsLostStillLands)
 {
-    auto pFabric = Fabric(kChain);
+    auto pFabric = ShippedFabric("chain.topo");
     CSimFabric& f = *pFabric;
     SetRoute(f, 0xFF, 0, 0xFF, 1); // on to sw2, but no way back
     EXPECT_EQ(-310, WriteStatus(f, 0xFF, 1, 0x6C, 0x1234));
@@ -162,35 +148,26 @@ TEST(FabricRouting, UntrainedLinksMuteDevicesAndLostResponses)
 
 TEST(FabricRouting, LoopsAndWrongWayResponsesAreLost)
 {
-    auto pFabric = Fabric(R"(
-        device host endpoint id=0x01
-        device sw1 switch ports=4
-        device sw2 switch ports=4
-        device sw3 switch ports=4
-        device ep endpoint memory id=0x09
-        host host
-        link host:0 sw1:0
-        link sw1:1 sw2:0
-        link sw2:1 sw3:0
-        link sw3:1 sw1:3
-        link sw2:2 ep:0
-        # 0x33 goes round the ring for ever.
-        route sw1 0x33 1
-        route sw2 0x33 1
-        route sw3 0x33 1
-        # The way to ep is fine, but responses to the host go round the ring.
-        route sw1 0x09 1
-        route sw2 0x09 2
-        route sw2 0x01 1
-        route sw3 0x01 1
-        route sw1 0x01 1
-    )");
+    auto pFabric = ShippedFabric("loop.topo");
     CSimFabric& f = *pFabric;
+    auto route = [&f](const char* pszSwitch, uint32_t ulId, uint8_t uchPort)
+    { dynamic_cast<CStdDevice&>(f.Device(pszSwitch)).SetRouteEntry(ulId, uchPort); };
+    // 0x33 goes round the ring sw1 -> sw2 -> sw3 -> sw1 for ever.
+    route("sw1", 0x33, 1);
+    route("sw2", 0x33, 2);
+    route("sw3", 0x33, 0);
     uint8_t aBytes[4] = {};
     EXPECT_EQ(-310, f.DataRead(0, 0x33, 0, 0x0, aBytes, 4, false));
     EXPECT_EQ("NREAD response timeout: DestID 0x33 Address 0x000000000", OnlyError(f));
+    // The way to ep1 is fine, but responses to the host go round the ring.
+    route("sw1", 0x09, 2);
+    route("sw1", 0x01, 1);
+    route("sw2", 0x01, 2);
+    route("sw3", 0x01, 0);
     EXPECT_EQ(-310, f.DataRead(0, 0x09, 0, 0x0, aBytes, 4, false));
     EXPECT_EQ(1u, f.GetRioErrors().size());
+    route("sw1", 0x01, 0);
+    EXPECT_EQ(0, f.DataRead(0, 0x09, 0, 0x0, aBytes, 4, false));
 
     // A response that reaches an endpoint other than the host is lost too.
     auto pWrongWay = Fabric(R"(

@@ -1,5 +1,6 @@
 #include "SimTestUtil.h"
 
+#include "TestSupport.h"
 #include "nvsim/Topology.h"
 
 #include <arpa/inet.h>
@@ -52,6 +53,15 @@ std::unique_ptr<nvsim::CSimFabric> Fabric(const std::string& strTopology)
 {
     std::string strError;
     std::unique_ptr<nvsim::CSimFabric> pFabric = nvsim::LoadTopologyText(strTopology, &strError);
+    EXPECT_TRUE(pFabric) << strError;
+    return pFabric;
+}
+
+std::unique_ptr<nvsim::CSimFabric> ShippedFabric(const std::string& strName)
+{
+    std::string strError;
+    std::unique_ptr<nvsim::CSimFabric> pFabric =
+        nvsim::LoadTopologyFile(nvtest::SourceDir() + "/Simulator/topologies/" + strName, &strError);
     EXPECT_TRUE(pFabric) << strError;
     return pFabric;
 }

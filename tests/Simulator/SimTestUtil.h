@@ -28,6 +28,9 @@ uint32_t Word(const Bytes& bytes, size_t nOffset);
 // A fabric from topology text; the test fails (and the result is null) if it does not load.
 std::unique_ptr<nvsim::CSimFabric> Fabric(const std::string& strTopology);
 
+// A fabric from a topology shipped in Simulator/topologies.
+std::unique_ptr<nvsim::CSimFabric> ShippedFabric(const std::string& strName);
+
 // One 32-bit maintenance read or write from local port 0, expected to succeed.
 uint32_t ReadOk(nvsim::CSimFabric& fabric, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                 bool bLarge = false);

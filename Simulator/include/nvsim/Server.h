@@ -28,6 +28,7 @@ struct SServerOptions
 class CSimServer
 {
 public:
+    // The fabric must outlive the server.
     CSimServer(CSimFabric& fabric, SServerOptions options = {});
     ~CSimServer();
     CSimServer(const CSimServer&) = delete;

@@ -1,6 +1,6 @@
 // The standard RapidIO device: capability and command/status registers, the standard route
 // and multicast registers of a switch, and an LP-Serial extended features block at 0x100.
-// Reset values and field layouts follow the RapidIO Interconnect Specification rev. 2.2
+// Reset values and field layouts follow the RapidIO standard, rev. 2.2
 // (Parts 1, 3, 6, 8 and 11) as tabled in shared/data/rapidio-standard-registers.
 #pragma once
 
@@ -69,7 +69,7 @@ inline constexpr uint32_t kOutputRetryEncountered = 1u << 20;
 inline constexpr uint32_t kOutputDegraded = 1u << 24;
 inline constexpr uint32_t kOutputFailed = 1u << 25;
 inline constexpr uint32_t kOutputPacketDropped = 1u << 26;
-// The bits that stay set until written with 1 (Part 6 6.6.8; Part 8 2.2 for bits 26..24).
+// The bits that stay set until written with 1 (RapidIO Part 6, 6.6.8; RapidIO Part 8, 2.2 for bits 26..24).
 inline constexpr uint32_t kWriteOneToClear = kPortError | kPortWritePending | kInputErrorEncountered |
                                              kOutputErrorEncountered | kOutputRetryEncountered |
                                              kOutputDegraded | kOutputFailed | kOutputPacketDropped;
