@@ -1,4 +1,5 @@
 // The map commands of norvanta-cli: show a map file's contents as text, and check a map file.
+#include "CliCollectingInterface.h"
 #include "CliCommand.h"
 
 #include "NetworkDocument.h"
@@ -12,29 +13,6 @@
 
 namespace
 {
-// Collects what the map reader would show in message boxes, so the command prints it once.
-class CCollectingInterface final : public IUserInterface
-{
-public:
-    CCollectingInterface() : m_pPrevious(&UI()) { SetUserInterface(this); }
-    ~CCollectingInterface() override { SetUserInterface(m_pPrevious); }
-    CCollectingInterface(const CCollectingInterface&) = delete;
-    CCollectingInterface& operator=(const CCollectingInterface&) = delete;
-
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
-    {
-        Messages.append(strText);
-    }
-    int Ask(const QString&, const QString&, bool) override { return eAnswerNo; }
-    void Beep() override {}
-    void SetBusy(bool) override {}
-
-    QStringList Messages;
-
-private:
-    IUserInterface* m_pPrevious;
-};
-
 void Print(const QString& strLine)
 {
     std::printf("%s\n", strLine.toLocal8Bit().constData());

@@ -1,5 +1,6 @@
 // The register commands of norvanta-cli: the register tree of a device as the register library
 // describes it.
+#include "CliCollectingInterface.h"
 #include "CliCommand.h"
 
 #include "DeviceInfo.h"
@@ -16,28 +17,6 @@
 
 namespace
 {
-class CCollectingInterface final : public IUserInterface
-{
-public:
-    CCollectingInterface() : m_pPrevious(&UI()) { SetUserInterface(this); }
-    ~CCollectingInterface() override { SetUserInterface(m_pPrevious); }
-    CCollectingInterface(const CCollectingInterface&) = delete;
-    CCollectingInterface& operator=(const CCollectingInterface&) = delete;
-
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
-    {
-        Messages.append(strText);
-    }
-    int Ask(const QString&, const QString&, bool) override { return eAnswerNo; }
-    void Beep() override {}
-    void SetBusy(bool) override {}
-
-    QStringList Messages;
-
-private:
-    IUserInterface* m_pPrevious;
-};
-
 void Print(const QString& strLine)
 {
     std::printf("%s\n", strLine.toLocal8Bit().constData());
