@@ -8,9 +8,6 @@
 
 namespace
 {
-const char* const kConnectionKeywords[] = {"EthernetTCP", "EthernetUDP", "InternetTCP", "InternetUDP", "RS232",
-                                           "JTAG",        "I2C7BIT",     "I2C10BIT",    "TSI721DRIVER"};
-
 QString OSName(uint16_t wType)
 {
     static const char* const kNames[] = {"Norvanta Simulator", "Linux", "Neutrino", "DSP/BIOS", "SYS/BIOS"};
@@ -42,28 +39,11 @@ ELinkKind LinkKindOfConnection(int32_t nChoice)
     case eConnI2C7Bit:
     case eConnI2C10Bit:
         return eLinkI2C;
-    case eConnTsi721:
+    case eConnTsi721Driver:
         return eLinkPCIe;
     default:
         return eLinkNone;
     }
-}
-
-QString ConnectionTypeKeyword(int32_t nChoice)
-{
-    return nChoice >= 1 && nChoice <= 9 ? QString::fromLatin1(kConnectionKeywords[nChoice - 1]) : QString();
-}
-
-int32_t ConnectionTypeFromKeyword(const QString& strKeyword)
-{
-    for (int32_t i = 0; i < 9; ++i)
-    {
-        if (strKeyword == QLatin1String(kConnectionKeywords[i]))
-        {
-            return i + 1;
-        }
-    }
-    return 0;
 }
 
 QStringList ServerInfoLines(const SServerInfo& info)

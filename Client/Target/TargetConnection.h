@@ -2,6 +2,7 @@
 // capabilities, the version check and the target's name for the title bar.
 #pragma once
 
+#include "PETypes.h"
 #include "ServerProtocol.h"
 #include "TargetLink.h"
 
@@ -9,26 +10,8 @@
 #include <QStringList>
 #include <cstdint>
 
-// The connection choice a person makes, and that a map stores as its ConnectionType.
-enum EConnectionType : int32_t
-{
-    eConnEthernetTCP = 1,
-    eConnEthernetUDP = 2,
-    eConnInternetTCP = 3,
-    eConnInternetUDP = 4,
-    eConnRS232 = 5,
-    eConnJTAG = 6,
-    eConnI2C7Bit = 7,
-    eConnI2C10Bit = 8,
-    eConnTsi721 = 9
-};
-
-// The link kind of a connection choice (eLinkNone for a value outside 1..9).
+// The link kind of a connection choice (EConnectionType; eLinkNone for a value outside 1..9).
 ELinkKind LinkKindOfConnection(int32_t nChoice);
-// The key word of a connection choice ("EthernetTCP", ...), empty outside 1..9, and back (0 for
-// an unknown word).
-QString ConnectionTypeKeyword(int32_t nChoice);
-int32_t ConnectionTypeFromKeyword(const QString& strKeyword);
 
 // The server's information as the server information dialog lists it, one line each.
 QStringList ServerInfoLines(const SServerInfo& info);

@@ -153,7 +153,7 @@ TEST(TargetLink, DirectLinksFailToOpenWithTheirLibrariesText)
 {
     nvtest::CRecordingUserInterface ui;
     CTargetConnection connection;
-    EXPECT_FALSE(connection.OpenTarget(eConnTsi721, 0));
+    EXPECT_FALSE(connection.OpenTarget(eConnTsi721Driver, 0));
     EXPECT_FALSE(connection.OpenTarget(eConnI2C7Bit, 0x00500101));
     ASSERT_EQ(2, ui.messages.size());
     EXPECT_TRUE(ui.messages[0].startsWith(QStringLiteral("The Tsi721 device driver could not be loaded.")));
