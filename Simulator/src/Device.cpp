@@ -11,7 +11,57 @@ namespace
 {
 // The configuration space is 24 bits of byte address; registers are 32-bit words.
 constexpr uint32_t kConfigSpaceMask = 0x00FFFFFC;
+
+struct SRate
+{
+    uint32_t ulMbaud;
+    uint32_t ulBit;
+    const char* pszText;
+};
+constexpr SRate kRates[] = {{1250, speeds::k1250, "1.25"},
+                            {2500, speeds::k2500, "2.5"},
+                            {3125, speeds::k3125, "3.125"},
+                            {5000, speeds::k5000, "5"},
+                            {6250, speeds::k6250, "6.25"}};
 } // namespace
+
+namespace speeds
+{
+uint32_t Bit(uint32_t ulMbaud)
+{
+    for (const SRate& rate : kRates)
+    {
+        if (rate.ulMbaud == ulMbaud)
+            return rate.ulBit;
+    }
+    return 0;
+}
+
+uint32_t Fastest(uint32_t ulSet)
+{
+    uint32_t ulMbaud = 0;
+    for (const SRate& rate : kRates)
+    {
+        if (ulSet & rate.ulBit)
+            ulMbaud = rate.ulMbaud;
+    }
+    return ulMbaud;
+}
+
+std::string Text(uint32_t ulSet)
+{
+    std::string strText;
+    for (const SRate& rate : kRates)
+    {
+        if (!(ulSet & rate.ulBit))
+            continue;
+        if (!strText.empty())
+            strText += ",";
+        strText += rate.pszText;
+    }
+    return strText.empty() ? "none" : strText;
+}
+} // namespace speeds
 
 CSimDevice::CSimDevice(std::string strName, SDeviceConfig config)
     : m_strName(std::move(strName)), m_config(std::move(config)), m_ports(m_config.uchPortCount)
@@ -85,7 +135,7 @@ void CSimDevice::SetMasked(uint32_t ulOffset, uint32_t ulValue, uint32_t ulWrita
             });
 }
 
-bool CSimDevice::Route(uint32_t, uint8_t, uint8_t*) const
+bool CSimDevice::Route(uint32_t, bool, uint8_t, uint8_t*) const
 {
     return false;
 }
@@ -105,6 +155,42 @@ uint32_t CSimDevice::BaseDeviceId(bool bLarge) const
 bool CSimDevice::PortEnabled(uint8_t) const
 {
     return true;
+}
+
+uint32_t CSimDevice::PortSpeeds(uint8_t) const
+{
+    return speeds::kAll;
+}
+
+uint8_t CSimDevice::PortLanes(uint8_t) const
+{
+    return m_config.uchMaxWidth;
+}
+
+bool CSimDevice::PresetPortSpeed(uint8_t, uint32_t, std::string*)
+{
+    return true;
+}
+
+bool CSimDevice::AnswersAs(uint32_t, bool) const
+{
+    return true;
+}
+
+bool CSimDevice::ConsumesOwnId() const
+{
+    return false;
+}
+
+bool CSimDevice::MapsHostMemory(uint64_t, uint32_t) const
+{
+    return false;
+}
+
+void CSimDevice::ResetPort(uint8_t uchPort)
+{
+    auto lock = Guard();
+    Port(uchPort) = SPortState{};
 }
 
 int32_t CSimDevice::DataRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount)

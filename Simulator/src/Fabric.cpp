@@ -228,8 +228,31 @@ bool CSimFabric::PortTrained(const CSimDevice& device, uint8_t uchPort) const
     const CSimLink* pLink = LinkAt(device, uchPort);
     if (!pLink || !pLink->m_bTrained)
         return false;
-    return pLink->m_a.pDevice->PortEnabled(pLink->m_a.uchPort) &&
-           pLink->m_b.pDevice->PortEnabled(pLink->m_b.uchPort);
+    const SLinkEnd& a = pLink->m_a;
+    const SLinkEnd& b = pLink->m_b;
+    // Both ports must be on, have lanes, and find a baud rate in common (RapidIO Part 6,
+    // port initialization: a port whose partner transmits at another rate never sees its
+    // idle sequence).
+    return a.pDevice->PortEnabled(a.uchPort) && b.pDevice->PortEnabled(b.uchPort) &&
+           a.pDevice->PortLanes(a.uchPort) > 0 && b.pDevice->PortLanes(b.uchPort) > 0 &&
+           LinkSpeedMbaud(*pLink) != 0;
+}
+
+uint32_t CSimFabric::LinkSpeedMbaud(const CSimLink& link) const
+{
+    auto lock = Lock();
+    const uint32_t ulCommon =
+        link.m_a.pDevice->PortSpeeds(link.m_a.uchPort) & link.m_b.pDevice->PortSpeeds(link.m_b.uchPort);
+    if (ulCommon & speeds::Bit(link.m_ulSpeedMbaud))
+        return link.m_ulSpeedMbaud;
+    return speeds::Fastest(ulCommon);
+}
+
+uint8_t CSimFabric::LinkWidth(const CSimLink& link) const
+{
+    auto lock = Lock();
+    return std::min({link.m_uchWidth, link.m_a.pDevice->PortLanes(link.m_a.uchPort),
+                     link.m_b.pDevice->PortLanes(link.m_b.uchPort)});
 }
 
 std::vector<CSimLink*> CSimFabric::Links() const
@@ -304,12 +327,14 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
             // A response is meant for the host; any other endpoint drops it.
             if (pDevice == m_pHost)
                 return true;
-            if (!pDevice->IsSwitch() || !pDevice->Route(ulDestId, travel.uchIngress, &uchEgress))
+            if (!pDevice->IsSwitch() || !pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
                 return false;
             continue;
         }
         if (!pDevice->IsSwitch())
             return pDevice->Accepts(ulDestId, bLarge);
+        if (pDevice->ConsumesOwnId() && ulDestId == pDevice->BaseDeviceId(bLarge))
+            return true;
         if (bMaintenance)
         {
             // A switch takes a maintenance request whose hop count has run out, and counts
@@ -318,7 +343,7 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
                 return true;
             --uchHop;
         }
-        if (!pDevice->Route(ulDestId, travel.uchIngress, &uchEgress))
+        if (!pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
             return false;
     }
     return false; // caught in a loop
@@ -339,7 +364,7 @@ bool CSimFabric::SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t
     // A switch may be told to route its own responses by its table instead.
     uint8_t uchEgress = uchIngressPort;
     if (from.IsSwitch() && from.Config().bResponseByTable &&
-        !from.Route(ulDestId, uchIngressPort, &uchEgress))
+        !from.Route(ulDestId, bLarge, uchIngressPort, &uchEgress))
         return false;
     return Forward(&from, uchEgress, ulDestId, bLarge, true, false, 0, travel);
 }
@@ -391,7 +416,8 @@ int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t u
         pWords[i] = ulWordSize == 4 ? ulWord : (ulWord >> ulShift) & ((1u << (8 * ulWordSize)) - 1);
     }
     if (!access.bLocal &&
-        !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+        (!pTarget->AnswersAs(ulId, bLarge) ||
+         !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel)))
     {
         std::fill_n(pWords, ulCount, 0u);
         return lost();
@@ -436,7 +462,8 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
         pTarget->WriteRegister(ulAt & ~0x3u, pWords[i] << ulShift, ulLanes, access);
     }
     if (!access.bLocal &&
-        !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
+        (!pTarget->AnswersAs(ulId, bLarge) ||
+         !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel)))
         return lost();
     if (pulLatencyMs)
         *pulLatencyMs = travel.ulLatencyMs;
@@ -650,7 +677,10 @@ int32_t CSimFabric::MemRead(uint64_t ullAddress, uint32_t ulWordCount, uint32_t 
     auto lock = Lock();
     if (ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4 && ulWordSize != 8)
         return kStatusInvalidParameter;
-    m_hostMemory.Read(ullAddress, p, size_t{ulWordCount} * ulWordSize);
+    const uint32_t ulBytes = ulWordCount * ulWordSize;
+    if (m_pHost && m_pHost->MapsHostMemory(ullAddress, ulBytes))
+        return m_pHost->DataRead(ullAddress, p, ulBytes);
+    m_hostMemory.Read(ullAddress, p, ulBytes);
     return kStatusOk;
 }
 
@@ -659,7 +689,10 @@ int32_t CSimFabric::MemWrite(uint64_t ullAddress, uint32_t ulWordCount, uint32_t
     auto lock = Lock();
     if (ulWordSize != 1 && ulWordSize != 2 && ulWordSize != 4 && ulWordSize != 8)
         return kStatusInvalidParameter;
-    m_hostMemory.Write(ullAddress, p, size_t{ulWordCount} * ulWordSize);
+    const uint32_t ulBytes = ulWordCount * ulWordSize;
+    if (m_pHost && m_pHost->MapsHostMemory(ullAddress, ulBytes))
+        return m_pHost->DataWrite(ullAddress, p, ulBytes);
+    m_hostMemory.Write(ullAddress, p, ulBytes);
     return kStatusOk;
 }
 

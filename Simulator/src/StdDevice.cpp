@@ -37,8 +37,9 @@ constexpr uint32_t kPortControlWritable = 0x07FAC000 | 0x00000FF0 | 0x0000000E;
 // Port n Control 2 CSR (RapidIO Part 6, 6.6.10): selected baud rate in bits 31..28, support and
 // enable bits for 1.25, 2.5, 3.125, 5.0 and 6.25 Gbaud in bits 25..16.
 constexpr int kSelectedBaudShift = 28;
-constexpr uint32_t kBaudSupport = 0x02AA0000;
 constexpr uint32_t kBaudEnable = 0x01550000;
+// The enable bit of each rate, from 1.25 Gbaud up; its support bit is the next one up.
+constexpr uint32_t kBaudEnableBit[] = {1u << 24, 1u << 22, 1u << 20, 1u << 18, 1u << 16};
 
 // Local ackID CSR (RapidIO Part 6, 6.6.7): writing bit 31 discards the outstanding packets.
 constexpr uint32_t kClearOutstanding = 1u << 31;
@@ -86,6 +87,19 @@ uint32_t Merge(uint32_t ulOld, uint32_t ulNew, uint32_t ulMask)
     return (ulOld & ~ulMask) | (ulNew & ulMask);
 }
 } // namespace
+
+uint32_t CStdDevice::BaudEnableBits(uint32_t ulSpeeds)
+{
+    uint32_t ulBits = 0;
+    for (uint32_t i = 0; i < 5; ++i)
+        ulBits |= (ulSpeeds & (1u << i)) ? kBaudEnableBit[i] : 0;
+    return ulBits;
+}
+
+uint32_t CStdDevice::BaudSupportBits(uint32_t ulSpeeds)
+{
+    return BaudEnableBits(ulSpeeds) << 1;
+}
 
 CStdDevice::CStdDevice(std::string strName, SDeviceConfig config)
     : CSimDevice(std::move(strName), std::move(config))
@@ -304,7 +318,7 @@ void CStdDevice::SetDefaultPort(uint8_t uchPort)
     SetReg(reg::kRouteDefaultPort, uchPort);
 }
 
-bool CStdDevice::Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchEgress) const
+bool CStdDevice::Route(uint32_t ulDestId, bool, uint8_t uchIngressPort, uint8_t* puchEgress) const
 {
     if (!IsSwitch() || m_tables.empty())
         return false;
@@ -481,7 +495,7 @@ void CStdDevice::InstallPortRegisters(uint8_t n)
         });
 
     const uint32_t ulControl2 = PortReg(reg::kPortControl2, n);
-    SetReg(ulControl2, kBaudEnable);
+    SetReg(ulControl2, BaudEnableBits(Config().ulSpeeds));
     SetHook(
         ulControl2, [this, n](const SRegAccess&) { return PortControl2Read(n); },
         [this, ulControl2](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
@@ -507,6 +521,17 @@ bool CStdDevice::PortEnabled(uint8_t uchPort) const
     return uchPort < PortCount() && (Reg(PortReg(reg::kPortControl, uchPort)) & kPortDisable) == 0;
 }
 
+uint32_t CStdDevice::PortSpeeds(uint8_t uchPort) const
+{
+    if (uchPort >= PortCount())
+        return 0;
+    const uint32_t ulEnabled = Reg(PortReg(reg::kPortControl2, uchPort));
+    uint32_t ulSpeeds = 0;
+    for (uint32_t i = 0; i < 5; ++i)
+        ulSpeeds |= (ulEnabled & kBaudEnableBit[i]) ? 1u << i : 0;
+    return ulSpeeds & m_ulSupportedSpeeds;
+}
+
 uint32_t CStdDevice::ErrorStatusRead(uint8_t uchPort) const
 {
     const bool bTrained = Fabric() && Fabric()->PortTrained(*this, uchPort);
@@ -517,7 +542,7 @@ uint32_t CStdDevice::ErrorStatusRead(uint8_t uchPort) const
 uint32_t CStdDevice::PortControlRead(uint8_t uchPort) const
 {
     uint32_t ulValue = Reg(PortReg(reg::kPortControl, uchPort)) | kPortTypeSerial;
-    switch (Config().uchMaxWidth)
+    switch (PortLanes(uchPort))
     {
     case 2:
         ulValue |= kPortWidth2x;
@@ -535,15 +560,17 @@ uint32_t CStdDevice::PortControlRead(uint8_t uchPort) const
         break;
     }
     if (Fabric() && Fabric()->PortTrained(*this, uchPort))
-        ulValue |= InitializedWidth(Fabric()->LinkAt(*this, uchPort)->Width()) << kInitWidthShift;
+        ulValue |= InitializedWidth(Fabric()->LinkWidth(*Fabric()->LinkAt(*this, uchPort)))
+                   << kInitWidthShift;
     return ulValue;
 }
 
 uint32_t CStdDevice::PortControl2Read(uint8_t uchPort) const
 {
-    uint32_t ulValue = Reg(PortReg(reg::kPortControl2, uchPort)) | kBaudSupport;
+    uint32_t ulValue = Reg(PortReg(reg::kPortControl2, uchPort)) | BaudSupportBits(m_ulSupportedSpeeds);
     if (Fabric() && Fabric()->PortTrained(*this, uchPort))
-        ulValue |= SelectedBaud(Fabric()->LinkAt(*this, uchPort)->SpeedMbaud()) << kSelectedBaudShift;
+        ulValue |= SelectedBaud(Fabric()->LinkSpeedMbaud(*Fabric()->LinkAt(*this, uchPort)))
+                   << kSelectedBaudShift;
     return ulValue;
 }
 

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cctype>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 
 namespace nvsim
@@ -82,6 +84,8 @@ public:
                 *pError = m_strName + ": no 'host' line: the topology must name the server's host device";
             return nullptr;
         }
+        if (!CheckLinksTrain(pError))
+            return nullptr;
         return std::move(m_pFabric);
     }
 
@@ -203,11 +207,21 @@ private:
         config.wVendorId = kSimVendorId;
         config.wDeviceId = config.bSwitch ? kSimSwitchId : kSimEndpointId;
         config.uchPortCount = config.bSwitch ? kDefaultSwitchPorts : 1;
+        std::set<std::string> given;
         for (size_t i = 3; i < words.size(); ++i)
         {
             if (!DeviceOption(words[i], &config))
                 return false;
+            std::string strKey, strValue;
+            text::KeyValue(words[i], &strKey, &strValue);
+            given.insert(strKey);
         }
+        // The model fills in what the part is, where the line did not say otherwise.
+        std::string strModelError;
+        if (!ApplyModelDefaults(
+                &config, [&given](const std::string& strKey) { return given.count(strKey) != 0; },
+                &strModelError))
+            return Fail(strModelError);
         if (config.bSwitch && config.uchPortCount < 2)
             return Fail("a switch needs at least 2 ports");
         std::string strError;
@@ -228,7 +242,7 @@ private:
         // Options that only make sense on one kind of device.
         static const char* const kSwitchOnly[] = {"routetable",   "routelimit", "perport",     "multicast",
                                                   "masks",        "assoc",      "simpleassoc", "blockassoc",
-                                                  "perportassoc", "response"};
+                                                  "perportassoc", "response",   "quadcfg"};
         static const char* const kEndpointOnly[] = {"memory", "echo", "accept"};
         for (const char* pszKey : kSwitchOnly)
         {
@@ -364,8 +378,56 @@ private:
         }
         else if (strKey == "addrmodes")
             return AddressModes(strValue, &c.uchAddressModes);
+        else if (strKey == "speeds")
+            return Speeds(strValue, &c.ulSpeeds);
+        else if (strKey == "quadcfg")
+        {
+            if (!Number(strKey, strValue, UINT32_MAX, &ullValue))
+                return false;
+            c.oQuadConfig = static_cast<uint32_t>(ullValue);
+        }
+        else if (strKey == "eeprom")
+        {
+            if (!text::ParseSize(strValue, &ullValue) || ullValue == 0 || ullValue > 0x10000)
+                return Fail("'eeprom' needs a size of 1 byte to 64K, such as 8K, not '" + strValue + "'");
+            c.ulEepromBytes = static_cast<uint32_t>(ullValue);
+        }
+        else if (strKey == "eepromaddr")
+        {
+            if (!Number(strKey, strValue, 0x7F, &ullValue))
+                return false;
+            c.uchEepromAddress = static_cast<uint8_t>(ullValue);
+        }
         else
             return Fail("unknown device option '" + strWord + "'");
+        return true;
+    }
+
+    // A link speed in Gbaud, as link lines write it; 0 if it is none.
+    static uint32_t SpeedMbaud(const std::string& strValue)
+    {
+        static const std::pair<const char*, uint32_t> kSpeeds[] = {
+            {"1.25", 1250}, {"2.5", 2500}, {"3.125", 3125}, {"5", 5000}, {"5.0", 5000}, {"6.25", 6250}};
+        for (const auto& [pszText, ulMbaud] : kSpeeds)
+        {
+            if (strValue == pszText)
+                return ulMbaud;
+        }
+        return 0;
+    }
+
+    // The rates the ports are enabled for: "1.25,3.125" and so on.
+    bool Speeds(const std::string& strValue, uint32_t* pulSpeeds)
+    {
+        uint32_t ulSpeeds = 0;
+        for (const std::string& strSpeed : text::Split(strValue, ','))
+        {
+            const uint32_t ulMbaud = SpeedMbaud(strSpeed);
+            if (!ulMbaud)
+                return Fail("'speeds' lists 1.25, 2.5, 3.125, 5 and 6.25 Gbaud, not '" + strSpeed + "'");
+            ulSpeeds |= speeds::Bit(ulMbaud);
+        }
+        *pulSpeeds = ulSpeeds;
         return true;
     }
 
@@ -483,15 +545,7 @@ private:
             text::KeyValue(words[i], &strKey, &strValue);
             if (strKey == "speed")
             {
-                static const std::pair<const char*, uint32_t> kSpeeds[] = {{"1.25", 1250},  {"2.5", 2500},
-                                                                           {"3.125", 3125}, {"5", 5000},
-                                                                           {"5.0", 5000},   {"6.25", 6250}};
-                ulSpeed = 0;
-                for (const auto& [pszText, ulMbaud] : kSpeeds)
-                {
-                    if (strValue == pszText)
-                        ulSpeed = ulMbaud;
-                }
+                ulSpeed = SpeedMbaud(strValue);
                 if (ulSpeed == 0)
                     return Fail("'speed' is 1.25, 2.5, 3.125, 5 or 6.25 Gbaud, not '" + strValue + "'");
             }
@@ -518,6 +572,36 @@ private:
             return Fail(strError);
         pLink->SetShape(ulSpeed, uchWidth);
         pLink->SetTrained(bTrained);
+        // The ports come out of reset set up for the link's rate.
+        for (const auto& [pDevice, uchPort] : {std::pair{pA, uchA}, std::pair{pB, uchB}})
+        {
+            if (!pDevice->PresetPortSpeed(uchPort, ulSpeed, &strError))
+                return Fail("device '" + pDevice->Name() + "' port " + std::to_string(uchPort) + ": " +
+                            strError);
+        }
+        m_linkLines[pLink] = m_nLine;
+        return true;
+    }
+
+    // A link set up as trained whose ports cannot agree on a rate (two ports sharing a PLL or a
+    // SerDes set up for different rates, say) is a mistake in the file, not a fault to inject.
+    bool CheckLinksTrain(std::string* pError)
+    {
+        for (CSimLink* pLink : m_pFabric->Links())
+        {
+            const SLinkEnd& a = pLink->EndA();
+            const SLinkEnd& b = pLink->EndB();
+            if (!pLink->IsTrained() || m_pFabric->LinkSpeedMbaud(*pLink) != 0)
+                continue;
+            if (pError)
+                *pError = m_strName + ":" + std::to_string(m_linkLines[pLink]) +
+                          ": the link cannot train: " + a.pDevice->Name() + ":" + std::to_string(a.uchPort) +
+                          " runs at " + speeds::Text(a.pDevice->PortSpeeds(a.uchPort)) + " Gbaud, " +
+                          b.pDevice->Name() + ":" + std::to_string(b.uchPort) + " at " +
+                          speeds::Text(b.pDevice->PortSpeeds(b.uchPort)) +
+                          " Gbaud (ports that share a PLL or SerDes run at one rate)";
+            return false;
+        }
         return true;
     }
 
@@ -594,6 +678,7 @@ private:
     int m_nLine = 0;
     std::string m_strError;
     bool m_bHost = false;
+    std::map<const CSimLink*, int> m_linkLines; // line of each link statement
 };
 } // namespace
 

@@ -32,6 +32,23 @@ enum class ERouteForm
     Both      // standard, or extended while Ext_config_en (bit 31 of 0x70) is written set
 };
 
+// Baud rates as a set, one bit a rate, for what a port can train at (RapidIO Part 6 rates).
+namespace speeds
+{
+inline constexpr uint32_t k1250 = 1u << 0;
+inline constexpr uint32_t k2500 = 1u << 1;
+inline constexpr uint32_t k3125 = 1u << 2;
+inline constexpr uint32_t k5000 = 1u << 3;
+inline constexpr uint32_t k6250 = 1u << 4;
+inline constexpr uint32_t kAll = 0x1F;
+// The bit of a rate in Mbaud; 0 for a rate that is none of the five.
+uint32_t Bit(uint32_t ulMbaud);
+// The fastest rate of a set in Mbaud; 0 for an empty set.
+uint32_t Fastest(uint32_t ulSet);
+// The set as text: "1.25,3.125", or "none".
+std::string Text(uint32_t ulSet);
+} // namespace speeds
+
 // What a topology says about one device. Every field has the value a plain single-port
 // endpoint of the simulator's own identity would have.
 struct SDeviceConfig
@@ -71,6 +88,15 @@ struct SDeviceConfig
     bool bResponseByTable = false;
     bool bEcho = false;       // send every received message and doorbell back to its sender
     bool bAcceptAnyId = true; // an endpoint consumes packets for any destination ID
+    // Baud rates the ports are enabled for at reset (Port n Control 2); a port that offers
+    // several trains at the one its link partner offers too.
+    uint32_t ulSpeeds = speeds::kAll;
+    // Models: the quad configuration a switch comes out of reset with (pin straps on the part).
+    std::optional<uint32_t> oQuadConfig;
+    // Models with an I2C master: the serial EEPROM on its bus, its size in bytes (0: none) and
+    // its 7-bit I2C address.
+    uint32_t ulEepromBytes = 0;
+    uint8_t uchEepromAddress = 0x50;
 };
 
 // Context of one maintenance access.
@@ -152,15 +178,37 @@ public:
     // Sets the stored word without running any behaviour.
     void SetReg(uint32_t ulOffset, uint32_t ulValue);
 
-    // Egress port for a packet to ulDestId that entered on uchIngressPort; false drops it.
-    // Only switches route; the base drops everything.
-    virtual bool Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchEgress) const;
+    // Egress port for a packet to ulDestId (a 16-bit ID when bLarge) that entered on
+    // uchIngressPort; false drops it. Only switches route; the base drops everything.
+    virtual bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const;
     // Whether an endpoint consumes a packet addressed to ulDestId.
     virtual bool Accepts(uint32_t ulDestId, bool bLarge) const;
     // The device's own destination ID at 8 or 16 bits.
     virtual uint32_t BaseDeviceId(bool bLarge) const;
     // Whether a port takes part in link training (not disabled).
     virtual bool PortEnabled(uint8_t uchPort) const;
+    // Baud rates (a speeds:: set) a port can train at as the part is set up now. A link trains
+    // only at a rate both its ends offer. The base offers every rate.
+    virtual uint32_t PortSpeeds(uint8_t uchPort) const;
+    // Lanes a port has as the part is set up now; 0 for a port that does not exist in the
+    // present configuration (it cannot train). The base gives the configured width.
+    virtual uint8_t PortLanes(uint8_t uchPort) const;
+    // Sets a port up as if the part had come out of reset running its link at ulMbaud (the
+    // topology's link speed): pin straps, PLLs, lane rates. False with *pError if the port
+    // cannot run at that rate. The base has nothing to set.
+    virtual bool PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string* pError);
+    // Whether the host takes the response to a request it addressed to ulDestId: a device whose
+    // responses carry another source ID (its ID changed under the request) answers in vain.
+    virtual bool AnswersAs(uint32_t ulDestId, bool bLarge) const;
+    // Whether a switch consumes requests addressed to its own base device ID, as an endpoint
+    // would, whatever their hop count.
+    virtual bool ConsumesOwnId() const;
+    // Whether the server host's memory at [ullAddress, ullAddress + ulCount) is this host
+    // device's register block (reached by DataRead/DataWrite) rather than plain memory.
+    virtual bool MapsHostMemory(uint64_t ullAddress, uint32_t ulCount) const;
+    // Puts a port's link-level state back as a port reset leaves it: ackIDs 0, no errors.
+    // The link partner keeps its own state.
+    void ResetPort(uint8_t uchPort);
 
     // NREAD and NWRITE reaching this device: a client status (0, or an ERROR response).
     virtual int32_t DataRead(uint64_t ullAddress, uint8_t* p, uint32_t ulCount);
@@ -229,8 +277,16 @@ private:
     bool m_bMute = false;
 };
 
-// Makes a device of the named model ("generic" for now; device family models join the table
-// in DeviceModels.cpp). Null with *pError set for an unknown model.
+// Makes a device of the named model (the table in DeviceModels.cpp). Null with *pError set for
+// an unknown model.
 std::unique_ptr<CSimDevice> CreateDevice(const std::string& strName, const SDeviceConfig& config,
                                          std::string* pError);
+// Fills in what the model of pConfig->strModel is, where the topology did not say otherwise:
+// identity, port count, width, route table form. fnGiven tells whether the topology gave an
+// option (by its key). False with *pError for an unknown model, or one that is a switch
+// declared as an endpoint or the other way round.
+bool ApplyModelDefaults(SDeviceConfig* pConfig, const std::function<bool(const std::string&)>& fnGiven,
+                        std::string* pError);
+// Names of all models, in the order of the table.
+std::vector<std::string> ModelNames();
 } // namespace nvsim

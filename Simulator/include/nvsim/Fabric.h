@@ -42,10 +42,12 @@ public:
     // The end across from (pDevice, uchPort), or null if that is not an end of this link.
     const SLinkEnd* Other(const CSimDevice* pDevice, uint8_t uchPort) const;
 
-    // Whether the link trained, as configured (a port disabled at either end also keeps the
-    // link down; CSimFabric::PortTrained tells the effective state).
+    // Whether the link trained, as configured (a port disabled at either end, or ends that
+    // agree on no baud rate, also keep the link down; CSimFabric::PortTrained tells the
+    // effective state).
     bool IsTrained() const { return m_bTrained; }
-    // Baud rate in Mbaud (1250, 2500, 3125, 5000, 6250) and lanes (1, 2, 4, 8, 16).
+    // Baud rate in Mbaud (1250, 2500, 3125, 5000, 6250) and lanes (1, 2, 4, 8, 16) the link was
+    // set up with; CSimFabric::LinkSpeedMbaud and LinkWidth tell what the two ports make of it.
     uint32_t SpeedMbaud() const { return m_ulSpeedMbaud; }
     uint8_t Width() const { return m_uchWidth; }
 
@@ -148,8 +150,14 @@ public:
     // The link on a device's port, or null.
     CSimLink* LinkAt(const CSimDevice& device, uint8_t uchPort) const;
     CSimLink* Link(const std::string& strDevice, uint8_t uchPort);
-    // Whether the port's link is up: linked, trained and enabled at both ends.
+    // Whether the port's link is up: linked, trained, enabled at both ends, with lanes at both
+    // ends and a baud rate both ends offer.
     bool PortTrained(const CSimDevice& device, uint8_t uchPort) const;
+    // The baud rate a link runs at: its own rate if both ends offer it, else the fastest both
+    // offer; 0 if they agree on none.
+    uint32_t LinkSpeedMbaud(const CSimLink& link) const;
+    // The lanes a link runs on: its own width, narrowed to the lanes each end has.
+    uint8_t LinkWidth(const CSimLink& link) const;
     // All links, in the order they were made.
     std::vector<CSimLink*> Links() const;
 

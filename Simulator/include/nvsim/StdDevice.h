@@ -96,15 +96,18 @@ public:
 
     CStdDevice(std::string strName, SDeviceConfig config);
 
-    bool Route(uint32_t ulDestId, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
+    bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
     bool PortEnabled(uint8_t uchPort) const override;
+    // The rates Port n Control 2 has enabled, of those the port supports.
+    uint32_t PortSpeeds(uint8_t uchPort) const override;
 
     // Routing table entry for ulDestId in the table of an ingress port (the one table when the
-    // switch has no per-port tables).
-    uint8_t RouteEntry(uint32_t ulDestId, uint8_t uchTable = 0) const;
-    // Sets an entry in one table, or with nTable < 0 in every table. IDs above the route limit
-    // are ignored, as the hardware has no entry for them.
-    void SetRouteEntry(uint32_t ulDestId, uint8_t uchPort, int nTable = -1);
+    // switch has no per-port tables). Models with tables of their own give their entry.
+    virtual uint8_t RouteEntry(uint32_t ulDestId, uint8_t uchTable = 0) const;
+    // Sets an entry in one table, or with nTable < 0 in every table, to route ulDestId out of
+    // uchPort (a topology's route line). IDs above the route limit are ignored, as the
+    // hardware has no entry for them.
+    virtual void SetRouteEntry(uint32_t ulDestId, uint8_t uchPort, int nTable = -1);
     // Port for IDs beyond the table (Standard Route Default Port).
     void SetDefaultPort(uint8_t uchPort);
 
@@ -114,12 +117,27 @@ public:
     std::optional<uint16_t> MulticastAssociation(uint32_t ulDestId, bool bLarge,
                                                  uint8_t uchIngressPort) const;
 
+    // Port n Control 2 bits of a set of rates: the enable bits (25..16, the lower bit of each
+    // pair) and the support bits (the upper one), RapidIO Part 6, 6.6.10.
+    static uint32_t BaudEnableBits(uint32_t ulSpeeds);
+    static uint32_t BaudSupportBits(uint32_t ulSpeeds);
+
 protected:
     // Offset of a port's register in the LP-Serial block.
     static uint32_t PortReg(uint32_t ulRegister, uint8_t uchPort)
     {
         return reg::kLpSerialBlock + ulRegister + reg::kPortStride * uchPort;
     }
+
+    // The rates the ports support (Port n Control 2 support bits); every rate unless a model
+    // says otherwise.
+    void SetSupportedSpeeds(uint32_t ulSpeeds) { m_ulSupportedSpeeds = ulSpeeds; }
+    // Port n Control as read: the stored bits, the width support of the port's lanes and the
+    // initialized width of its link.
+    virtual uint32_t PortControlRead(uint8_t uchPort) const;
+    // Sends a link-request (reset-device or input-status) out of a port, as a write of Port n
+    // Link Maintenance Request does, and leaves the answer in Port n Link Maintenance Response.
+    void LinkRequest(uint8_t uchPort, uint32_t ulCommand);
 
 private:
     void InstallCapabilityRegisters();
@@ -138,11 +156,10 @@ private:
     void MulticastMaskWrite(uint32_t ulValue);
     void MulticastAssocWrite(uint32_t ulValue);
 
-    void LinkRequest(uint8_t uchPort, uint32_t ulCommand);
     uint32_t ErrorStatusRead(uint8_t uchPort) const;
-    uint32_t PortControlRead(uint8_t uchPort) const;
     uint32_t PortControl2Read(uint8_t uchPort) const;
 
+    uint32_t m_ulSupportedSpeeds = speeds::kAll;
     std::vector<std::vector<uint8_t>> m_tables; // one per ingress port, or one
     std::vector<std::set<uint8_t>> m_masks;     // ports of each multicast mask
     // (ingress port or 0xFF, large, destination ID) -> mask

@@ -1,0 +1,56 @@
+// IDT Gen2 switches: CPS-1848 and VPS-1848 (device 0x0374), CPS-1432 (0x0375), VPS-1616 (0x0377),
+// SPS-1616 (0x0378), CPS-1616 (0x0379); vendor 0x0038 (device IDs as in the Linux kernel's
+// include/linux/rio_ids.h).
+//
+// Besides the IDT route tables (IdtSwitch.h), the lanes: the four quadrants of lanes are shared
+// among ports as the Quad Configuration register (0xF20200) says, a port runs at the rate of its
+// lanes (Lane n Control, 0xFF8000 + 0x100 n: transmit rate bits 4..3, receive rate bits 2..1) in
+// the rate family of the PLL that clocks them (PLL n Control 1, 0xFF0000 + 0x10 n: PLL_DIV_SEL,
+// bit 0, 0 for 1.25/2.5/5 Gbaud and 1 for 3.125/6.25 Gbaud). On the 16-lane switches each lane
+// picks one of its quadrant's two PLLs itself (bits 31 and 30 of its Lane Control). The Device
+// Reset Control register (0xF20300: ports in bits 17..0, PLLs from bit 18, DO_RESET bit 31)
+// resets ports and PLLs; a PLL's new PLL_DIV_SEL reaches its lanes only through that reset.
+//
+// Sources: IDT's Device Access Routines as published by the RapidIO Trade Association, CPS1848.h
+// (register addresses and field masks: CPS1848_QUAD_CFG, CPS1848_DEVICE_RESET_CTL_PORT_SEL/
+// PLL_SEL/DO_RESET, CPS1848_PLL_X_CTL_1, CPS1848_LANE_X_CTL) and CPS_PC.c (the quadrant tables
+// cps1848_cfg, cps1432_cfg, sps1616_cfg with the lanes and PLL of every port for each field
+// value; PLL_DIV_SEL and LANE_X_CTL_SPD1/SPD2 for each rate; the SPS-1616's four-bit field
+// spacing; the lane control reset value 0x1E80 with the rate bits).
+#pragma once
+
+#include "models/IdtSwitch.h"
+
+namespace nvsim::models
+{
+class CIdtGen2Switch : public CIdtSwitch
+{
+public:
+    CIdtGen2Switch(std::string strName, SDeviceConfig config);
+
+    uint32_t PortSpeeds(uint8_t uchPort) const override;
+    uint8_t PortLanes(uint8_t uchPort) const override;
+    bool PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string* pError) override;
+
+    // The rate family a PLL's lanes run in now (PLL_DIV_SEL as of its last reset).
+    uint32_t AppliedPllSelect(uint32_t ulPll) const;
+
+    // The lanes and PLL of one port in the present quadrant configuration.
+    struct SPortLanes
+    {
+        uint8_t uchLanes = 0; // 0: the port does not exist
+        uint8_t uchFirstLane = 0;
+        uint8_t uchPll = 0;
+    };
+    SPortLanes Lanes(uint8_t uchPort) const;
+
+private:
+    bool LanesPickPll() const;
+    uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
+    void DeviceReset(uint32_t ulValue);
+
+    uint32_t m_ulLanes = 0;
+    uint32_t m_ulPlls = 0;
+    std::vector<uint32_t> m_appliedPllSelect;
+};
+} // namespace nvsim::models

@@ -1,0 +1,64 @@
+// Tsi564, Tsi568 and the Tsi57x switches (Tsi574 to Tsi578), vendor 0x000D.
+//
+// Route tables: one per port, 512 entries of a port number (0xFF: no route), behind the port's
+// pair of registers 0x11070/0x11074 + 0x100 n, and all of them at once behind the broadcast
+// pair 0x10070/0x10074 and the standard 0x70/0x74 (which read the table of the port the
+// request came in on). Bit 31 of a DestID register starts at entry 0 and steps one entry for
+// each access of the port register (sources: the Linux kernel's drivers/rapidio/switches/
+// tsi57x.c and tsi568.c: register pairs, the auto-increment walk over 0x1FF + 1 entries, 0xFF
+// for no route).
+//
+// SerDes: ports 2k and 2k + 1 share one control word at 0x130C4 (Tsi56x) or 0x130C8 (Tsi57x) +
+// 0x100 x 2k: bits 1..0 the rate of both (0 1.25, 1 2.5, 2 3.125 Gbaud), bit 2 powers down the
+// even port's lanes, bit 3 the odd port's (the HAL's routines hold bit 3 for an odd port, bits
+// 3..2 for an even one while the rate changes). The register's manual description could not be
+// read: the meaning of bits 3..2 is inferred from that use.
+//
+// Tsi57x only: the I2C master with the boot EEPROM at 0x1D100 (I2cMaster.h), and SP_CS_TX
+// (0x13014 + 0x100 n), which sends a control symbol out of the port: the value 0x40FC8000 is a
+// packet-not-accepted with a link-request/input-status (tsi57x.c), answered in the port's Link
+// Maintenance Response like a request through 0x140 + 32 n. Other values are kept unsent.
+//
+// Default route: the Tsi56x have it at 0x7C (the HAL writes it there), the Tsi57x at the
+// standard 0x78; it serves IDs beyond the table.
+#pragma once
+
+#include "models/I2cMaster.h"
+#include "nvsim/StdDevice.h"
+
+#include <memory>
+
+namespace nvsim::models
+{
+class CTsiSwitch : public CStdDevice
+{
+public:
+    static constexpr uint32_t kTableEntries = 512;
+    static constexpr uint8_t kNoRoute = 0xFF;
+
+    CTsiSwitch(std::string strName, SDeviceConfig config);
+
+    uint32_t ReadRegister(uint32_t ulOffset, const SRegAccess& access) override;
+    void WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask,
+                       const SRegAccess& access) override;
+    bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
+    uint32_t PortSpeeds(uint8_t uchPort) const override;
+    bool PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string* pError) override;
+
+    // The I2C master and its EEPROM (Tsi57x); null on the Tsi56x.
+    CI2cMaster* I2c() { return m_pI2c.get(); }
+
+private:
+    bool IsTsi57x() const;
+    uint32_t SerdesWord(uint8_t uchPort) const;
+    // A DestID/port register pair: the table it reaches (-1: every table) and which register
+    // of the pair; false when the offset is neither.
+    bool RoutePair(uint32_t ulOffset, int* pnTable, bool* pbPortRegister) const;
+    uint32_t& Cursor(int nTable);
+
+    std::unique_ptr<CI2cMaster> m_pI2c;
+    // The entry each DestID register selects: one per port, the broadcast pair's last.
+    std::vector<uint32_t> m_cursors;
+    std::vector<bool> m_autoIncrement;
+};
+} // namespace nvsim::models
