@@ -6,10 +6,12 @@ set -euo pipefail
 packages=(
     cmake ninja-build g++ ccache make python3
     googletest libgtest-dev libgmock-dev libbenchmark-dev
-    qt6-base-dev qt6-svg-dev libgl-dev
+    qt6-base-dev qt6-svg-dev libgl-dev libqt6svg6 libqt6printsupport6
+    libxkbcommon-x11-0 libxcb-cursor0 fonts-dejavu-core
     libssl-dev
     graphviz
     dbus
+    xvfb xauth
 )
 
 missing=()

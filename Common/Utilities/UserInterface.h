@@ -6,6 +6,8 @@
 
 #include <QString>
 
+#include <cstdint>
+
 enum class EMessageKind
 {
     Information,
@@ -35,6 +37,60 @@ public:
     virtual void Beep() = 0;
     // The wait cursor, on or off, around a blocking operation.
     virtual void SetBusy(bool bBusy) = 0;
+
+    // The methods below have defaults that suit a program without a window: no file or number
+    // is chosen (the command is cancelled) and the working window only exists as its state.
+
+    // A file to open (bSave false) or to save to; an empty text when the person cancels.
+    // strFilter has the form "Maps (*.nvm)|*.nvm|All Files|*.*||".
+    virtual QString ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
+                               const QString& strDefaultName)
+    {
+        (void)bSave, (void)strTitle, (void)strFilter, (void)strDefaultName;
+        return QString();
+    }
+    // A directory; an empty text when the person cancels.
+    virtual QString ChooseDirectory(const QString& strPrompt)
+    {
+        (void)strPrompt;
+        return QString();
+    }
+    // A number typed by the person, taken by the number entry rule; false when cancelled. A
+    // text that isn't a number shows "Invalid data entry." and asks again.
+    virtual bool AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue)
+    {
+        (void)strPrompt, (void)strTitle, (void)pulValue;
+        return false;
+    }
+
+    // The working window of a long operation: a title, a progress line, an optional log pane and
+    // a Cancel button. It pumps the event loop whenever one of these is called.
+    virtual void BeginWork(const QString& strTitle, bool bWithLog)
+    {
+        m_strWorkTitle = strTitle;
+        m_bWorkLog = bWithLog;
+        m_bWorkCancelled = false;
+    }
+    virtual void SetWorkProgress(const QString& strText) { m_strWorkProgress = strText; }
+    virtual void AppendWorkLog(const QString& strLine) { (void)strLine; }
+    // Whether the person pressed Cancel since BeginWork.
+    virtual bool WorkCancelled() { return m_bWorkCancelled; }
+    // Ends the work. strWarning, when not empty, is shown as "Warning: %s" and the window waits
+    // with its button reading "Close".
+    virtual void EndWork(const QString& strWarning)
+    {
+        if (!strWarning.isEmpty())
+        {
+            ShowMessage(QStringLiteral("Warning: %1").arg(strWarning), m_strWorkTitle, EMessageKind::Warning);
+        }
+        m_strWorkTitle.clear();
+    }
+
+protected:
+    QString m_strWorkTitle;
+    QString m_strWorkProgress;
+    bool m_bWorkLog = false;
+    bool m_bWorkCancelled = false;
 };
 
 // The port in force: the one installed last, or a console implementation that writes to

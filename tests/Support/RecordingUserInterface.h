@@ -30,10 +30,55 @@ public:
     }
     void Beep() override { ++nBeeps; }
     void SetBusy(bool) override {}
+    QString ChooseFile(bool, const QString& strTitle, const QString&, const QString&) override
+    {
+        choices << strTitle;
+        return TakeText();
+    }
+    QString ChooseDirectory(const QString& strPrompt) override
+    {
+        choices << strPrompt;
+        return TakeText();
+    }
+    bool AskNumber(const QString& strPrompt, const QString&, uint64_t* pulValue) override
+    {
+        choices << strPrompt;
+        if (numbers.empty())
+        {
+            return false;
+        }
+        *pulValue = numbers.front();
+        numbers.pop_front();
+        return true;
+    }
+    void BeginWork(const QString& strTitle, bool bWithLog) override
+    {
+        IUserInterface::BeginWork(strTitle, bWithLog);
+        workTitles << strTitle;
+    }
+    void SetWorkProgress(const QString& strText) override { workLines << strText; }
+    void AppendWorkLog(const QString& strLine) override { workLines << strLine; }
 
     QStringList messages;
     QStringList questions;
     std::deque<int> answers;
     int nBeeps = 0;
+    QStringList choices;          // titles and prompts of file, directory and number requests
+    std::deque<QString> texts;    // answers to file and directory requests (empty: cancelled)
+    std::deque<uint64_t> numbers; // answers to number requests (none left: cancelled)
+    QStringList workTitles;       // working windows opened
+    QStringList workLines;        // their progress and log lines
+
+private:
+    QString TakeText()
+    {
+        if (texts.empty())
+        {
+            return QString();
+        }
+        QString strText = texts.front();
+        texts.pop_front();
+        return strText;
+    }
 };
 } // namespace nvtest

@@ -1,0 +1,400 @@
+#include "MainFrameCore.h"
+
+#include "DebugLog.h"
+#include "NetworkMap.h"
+#include "Preferences.h"
+#include "UserInterface.h"
+
+#include <QFileInfo>
+
+namespace
+{
+// Processing Element Features CAR, bits counted from the least significant one.
+constexpr uint32_t kFeatureBridge = 1u << 31;
+constexpr uint32_t kFeatureMemory = 1u << 30;
+constexpr uint32_t kFeatureProcessor = 1u << 29;
+constexpr uint32_t kFeatureSwitch = 1u << 28;
+
+// Where the host PE of a new connection is drawn.
+constexpr int kHostX = 100;
+constexpr int kHostY = 150;
+
+bool LargeTransport()
+{
+    return GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u) == 16;
+}
+
+bool MapIsEmpty(const CNetworkDocument& document)
+{
+    for (const auto& pPE : document.ActivePEs)
+    {
+        if (!pPE->bDeleted)
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The demo's host link names a process of this run, not a server anyone can reach again.
+void StripHostLink(CPEPrimitive& pe)
+{
+    pe.bHasHostLink = false;
+    pe.bHostLinkOpen = false;
+    pe.uNetworkServerAddress = 0;
+    pe.eConnectionType = eConnUnknown;
+}
+} // namespace
+
+CMainFrameCore::CMainFrameCore() : m_strConnectionStatus(QStringLiteral("Not Connected")) {}
+
+CMainFrameCore::~CMainFrameCore()
+{
+    if (m_session.IsConnected())
+    {
+        m_session.Close();
+    }
+}
+
+QString CMainFrameCore::TransportStatusText() const
+{
+    return LargeTransport() ? QStringLiteral("TT=Large") : QStringLiteral("TT=Small");
+}
+
+QString CMainFrameCore::TitleText() const
+{
+    if (m_document.FileName.isEmpty())
+    {
+        return QStringLiteral("Norvanta - Untitled");
+    }
+    return QStringLiteral("Norvanta 4 - ") + m_document.FileName;
+}
+
+CPEPrimitive* CMainFrameCore::HostPE() const
+{
+    return m_document.ActivePEs.GetHostPE();
+}
+
+void CMainFrameCore::OnTargetConnect(const ConnectionChooser& chooser)
+{
+    if (m_bConnected)
+    {
+        if (UI().Ask(QStringLiteral("Are you sure you want to disconnect?"), ApplicationTitle(), false) ==
+            eAnswerYes)
+        {
+            Disconnect();
+        }
+        return;
+    }
+    int32_t nChoice = 0;
+    uint32_t ulAddressWord = 0;
+    if (!chooser || !chooser(&nChoice, &ulAddressWord))
+    {
+        return;
+    }
+    Connect(nChoice, ulAddressWord);
+}
+
+bool CMainFrameCore::Connect(int32_t nChoice, uint32_t ulAddressWord)
+{
+    if (m_bConnected)
+    {
+        return false;
+    }
+    UI().SetBusy(true);
+    const bool bOpened = m_session.Open(nChoice, ulAddressWord);
+    UI().SetBusy(false);
+    if (!bOpened)
+    {
+        return false;
+    }
+    SHostIdentity identity;
+    if (!m_session.ReadHostIdentity(&identity))
+    {
+        m_session.Close();
+        return false;
+    }
+    m_strConnectionStatus = m_session.TargetName();
+    if (!MarkOpenHostPE(identity))
+    {
+        if (!MapIsEmpty(m_document))
+        {
+            const int nAnswer =
+                UI().Ask(QStringLiteral("You are connecting to a different host PE than what is in the "
+                                        "current network map.\n\nDo you want to continue?"),
+                         QStringLiteral("Host PE Mismatch"), false);
+            if (nAnswer != eAnswerYes)
+            {
+                m_session.Close();
+                m_strConnectionStatus = QStringLiteral("Not Connected");
+                NotifyStatus();
+                return false;
+            }
+            m_document.New();
+            m_bModified = false;
+        }
+        AddHostPE(identity);
+        SetModified();
+    }
+    m_bConnected = true;
+    NotifyMap();
+    NotifyStatus();
+    return true;
+}
+
+bool CMainFrameCore::ConnectDemo()
+{
+    if (m_bConnected)
+    {
+        if (UI().Ask(QStringLiteral("Are you sure you want to disconnect?"), ApplicationTitle(), false) !=
+            eAnswerYes)
+        {
+            return false;
+        }
+        Disconnect();
+    }
+    if (!m_demo.Start())
+    {
+        return false;
+    }
+    m_bDemo = true;
+    if (!Connect(eConnInternetTCP, CDemoTarget::kAddress))
+    {
+        m_bDemo = false;
+        m_demo.Stop();
+        return false;
+    }
+    return true;
+}
+
+bool CMainFrameCore::MarkOpenHostPE(const SHostIdentity& identity)
+{
+    for (const auto& pPE : m_document.ActivePEs)
+    {
+        if (!pPE->bDeleted && pPE->bHasHostLink && pPE->eConnectionType == m_session.ConnectionType() &&
+            pPE->uNetworkServerAddress == m_session.AddressWord() && pPE->DeviceID == identity.wDeviceID &&
+            pPE->ManufID == identity.wVendorID)
+        {
+            pPE->bHostLinkOpen = true;
+            return true;
+        }
+    }
+    return false;
+}
+
+void CMainFrameCore::AddHostPE(const SHostIdentity& identity)
+{
+    int iNodeNumber = 0;
+    for (const auto& pPE : m_document.ActivePEs)
+    {
+        iNodeNumber = std::max(iNodeNumber, pPE->iNodeNumber + 1);
+    }
+    auto pPE = std::make_unique<CPEPrimitive>();
+    pPE->iNodeNumber = iNodeNumber;
+    pPE->DeviceID = identity.wDeviceID;
+    pPE->ManufID = identity.wVendorID;
+    pPE->SetIdentity(identity.wVendorID, identity.wDeviceID, (identity.ulFeatures & kFeatureSwitch) != 0,
+                     (identity.ulFeatures & kFeatureProcessor) != 0,
+                     (identity.ulFeatures & kFeatureMemory) != 0,
+                     (identity.ulFeatures & kFeatureBridge) != 0);
+    pPE->bHasHostLink = true;
+    pPE->bHostLinkOpen = true;
+    pPE->eConnectionType = m_session.ConnectionType();
+    pPE->uNetworkServerAddress = m_session.AddressWord();
+    pPE->bUsesDestID = identity.bUsesDestID;
+    pPE->bLargeTransport = LargeTransport();
+    pPE->ShortDestID = identity.wShortDestID;
+    pPE->LongDestID = identity.bHasLongDestID ? identity.wLongDestID : kNoDestID;
+    pPE->bHasLongDestID = identity.bHasLongDestID;
+    pPE->iNumLocalPorts = identity.iNumLocalPorts;
+    pPE->UniqueID = QString::asprintf("%x%x", identity.wDeviceID, identity.wVendorID);
+    DebugPrint(eDebugGeneral, "Host PE %04Xh/%04Xh, component tag %08Xh\n", identity.wDeviceID,
+               identity.wVendorID, identity.ulComponentTag);
+
+    auto pNode = std::make_unique<CDrawPE>();
+    pNode->uUniqueID = CNetworkDocument::MakeUniqueTimeID();
+    pNode->iAssociatedPrimitive = iNodeNumber;
+    pNode->BitmapNoSel = pPE->BitmapNoSel;
+    pNode->BitmapSel = pPE->BitmapSel;
+    pNode->Move(kHostX, kHostY);
+    m_document.FindView(kExpandedViewID)->pNodes.Add(std::move(pNode));
+    m_document.ActivePEs.AddPrimitive(std::move(pPE));
+    if (m_bDemo)
+    {
+        m_demoHosts.push_back(iNodeNumber);
+    }
+}
+
+void CMainFrameCore::Disconnect()
+{
+    m_session.Close();
+    for (const auto& pPE : m_document.ActivePEs)
+    {
+        pPE->bHostLinkOpen = false;
+    }
+    m_bConnected = false;
+    if (m_bDemo)
+    {
+        m_demo.Stop();
+        m_bDemo = false;
+    }
+    m_strConnectionStatus = QStringLiteral("Not Connected");
+    NotifyMap();
+    NotifyStatus();
+}
+
+void CMainFrameCore::SetTransportSize(int iBits)
+{
+    ShowMessage(QStringLiteral("Please note that you may need to regenerate routing tables, and possibly "
+                               "re-enumerate\nafter changing the transport type."),
+                EMessageKind::Information);
+    SetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), iBits == 16 ? 16u : 8u);
+    for (CPEList* pList : {&m_document.ActivePEs, &m_document.TemplatePEs})
+    {
+        for (const auto& pPE : *pList)
+        {
+            pPE->bLargeTransport = iBits == 16;
+        }
+    }
+    NotifyMap();
+    NotifyStatus();
+}
+
+void CMainFrameCore::NewMap()
+{
+    m_document.New();
+    m_demoHosts.clear();
+    m_bModified = false;
+    NotifyMap();
+    NotifyStatus();
+}
+
+bool CMainFrameCore::OpenMap(const QString& strPath)
+{
+    const bool bOpened = m_document.Open(strPath);
+    m_demoHosts.clear();
+    m_bModified = false;
+    if (bOpened && m_bConnected)
+    {
+        SHostIdentity identity;
+        if (m_session.ReadHostIdentity(&identity))
+        {
+            MarkOpenHostPE(identity);
+        }
+    }
+    NotifyMap();
+    NotifyStatus();
+    return bOpened;
+}
+
+bool CMainFrameCore::SaveMap()
+{
+    if (m_document.PathName.isEmpty())
+    {
+        const QString strPath = UI().ChooseFile(true, QStringLiteral("Save As"), CNetworkMap::FileFilter(),
+                                                QStringLiteral("Untitled.nvm"));
+        return !strPath.isEmpty() && SaveMapAs(strPath);
+    }
+    return SaveMapAs(m_document.PathName);
+}
+
+bool CMainFrameCore::SaveMapAs(const QString& strPath)
+{
+    bool bSaved = false;
+    if (m_demoHosts.empty())
+    {
+        bSaved = m_document.SaveAs(strPath);
+    }
+    else
+    {
+        CNetworkDocument copy(m_document);
+        for (int iNode : m_demoHosts)
+        {
+            if (CPEPrimitive* pPE = copy.ActivePEs.GetByNodeNumber(iNode))
+            {
+                StripHostLink(*pPE);
+            }
+        }
+        bSaved = copy.SaveAs(strPath);
+        if (bSaved)
+        {
+            m_document.PathName = copy.PathName;
+            m_document.FileName = copy.FileName;
+        }
+    }
+    if (bSaved)
+    {
+        m_bModified = false;
+    }
+    NotifyStatus();
+    return bSaved;
+}
+
+void CMainFrameCore::SetModified(bool bModified)
+{
+    m_bModified = bModified;
+}
+
+bool CMainFrameCore::QueryClose()
+{
+    if (m_bConnected)
+    {
+        if (UI().Ask(QStringLiteral("Disconnect from current target?"), ApplicationTitle(), false) !=
+            eAnswerYes)
+        {
+            return false;
+        }
+        Disconnect();
+    }
+    if (m_bModified)
+    {
+        const QString strName =
+            m_document.FileName.isEmpty() ? QStringLiteral("Untitled") : m_document.FileName;
+        const int nAnswer =
+            UI().Ask(QStringLiteral("Save changes to %1?").arg(strName), ApplicationTitle(), true);
+        if (nAnswer == eAnswerCancel || (nAnswer == eAnswerYes && !SaveMap()))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+void CMainFrameCore::RunCommand(ECommand eCommand, const SCommandContext& context)
+{
+    if (eCommand <= eCmdNone || eCommand >= eCmdCount)
+    {
+        return;
+    }
+    const CommandHandler& handler = m_handlers[static_cast<size_t>(eCommand)];
+    if (handler)
+    {
+        handler(context);
+        return;
+    }
+    UI().ShowMessage(NotAvailableText(eCommand), ApplicationTitle(), EMessageKind::Information);
+}
+
+void CMainFrameCore::SetCommandHandler(ECommand eCommand, CommandHandler handler)
+{
+    if (eCommand > eCmdNone && eCommand < eCmdCount)
+    {
+        m_handlers[static_cast<size_t>(eCommand)] = std::move(handler);
+    }
+}
+
+void CMainFrameCore::NotifyMap()
+{
+    if (onMapChanged)
+    {
+        onMapChanged();
+    }
+}
+
+void CMainFrameCore::NotifyStatus()
+{
+    if (onStatusChanged)
+    {
+        onStatusChanged();
+    }
+}

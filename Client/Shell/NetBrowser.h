@@ -1,0 +1,72 @@
+// What the network browser shows, as a tree of plain items: for each PE its node, destination
+// IDs, register blocks, routing tables, multicast data and port settings. The window turns the
+// items into its tree control; building a PE's items is left until its node opens, so a map of
+// thousands of PEs shows at once.
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+class CNetworkDocument;
+class CPEPrimitive;
+
+enum EBrowserKind
+{
+    eBrowsePE,
+    eBrowseText,      // a line of information
+    eBrowseRegisters, // the "Registers" heading
+    eBrowseBlock,
+    eBrowseRegisterSet,
+    eBrowseRegister,
+    eBrowseTables,
+    eBrowseTable,
+    eBrowseMulticast,
+    eBrowseMask,
+    eBrowsePorts,
+    eBrowsePort,
+};
+
+struct SBrowserItem
+{
+    EBrowserKind eKind = eBrowseText;
+    int iNode = -1; // node number of the PE the item belongs to
+    QString strText;
+    bool bCheckable = false;       // registers carry check boxes for the bulk commands
+    uint32_t uOffset = 0;          // a register's offset (set offset included)
+    int iTableSlot = -1;           // a table's slot
+    bool bHasLazyChildren = false; // a PE whose items are built when it opens
+    std::vector<SBrowserItem> children;
+};
+
+// One item per PE of the current map, in node order, with its items still to be built.
+std::vector<SBrowserItem> BrowserPEItems(const CNetworkDocument& document);
+// The items under a PE's node.
+std::vector<SBrowserItem> BrowserPEChildren(const CPEPrimitive& pe);
+
+// The failure text of the browser's commands, with the status's own text, and the longer form
+// when there is more to tell.
+QString BrowserFailureText(int32_t nStatus, const QString& strAction, const QString& strDetail = QString());
+
+// A checked register of the browser: the PE and the register's offset.
+struct SCheckedRegister
+{
+    int iNode = -1;
+    uint32_t uOffset = 0;
+};
+
+// How a command reaches a PE: the destination ID and hop count, or a client status. Route search
+// installs the full one; without it only the host PE can be reached.
+using RouteFinder =
+    std::function<int32_t(const CNetworkDocument&, int iNode, uint32_t* pulDestID, uint8_t* puchHopCount)>;
+// The finder in force, and the one that knows the host PE only.
+RouteFinder& PERouteFinder();
+int32_t HostOnlyRoute(const CNetworkDocument& document, int iNode, uint32_t* pulDestID,
+                      uint8_t* puchHopCount);
+
+// Reads the checked registers from the target into each PE's saved register values, under the
+// working window. The first failure is shown in the browser's form and ends the command. Returns
+// the number of registers read.
+int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);

@@ -1,0 +1,339 @@
+#include "ChildView.h"
+
+#include "AutoLayout.h"
+#include "MapScene.h"
+#include "MenuBuilder.h"
+#include "Preferences.h"
+#include "UserInterface.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QMenu>
+#include <QPageLayout>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QScrollBar>
+#include <QThread>
+#include <QWheelEvent>
+
+#include <memory>
+
+namespace
+{
+constexpr qreal kMinZoom = 0.02;
+constexpr qreal kMaxZoom = 8.0;
+
+// What a layout run hands back from its worker thread.
+struct SLayoutJob
+{
+    QString strProgram;
+    QByteArray input;
+    QByteArray output;
+    QString strError;
+    bool bOk = false;
+    const CDrawList* pNodes = nullptr; // the node list it was made for
+    int iNodeCount = 0;
+};
+} // namespace
+
+CChildView::CChildView(CMainFrameCore& core, QWidget* pParent)
+    : QGraphicsView(pParent), m_core(core), m_pScene(new CMapScene(this))
+{
+    setScene(m_pScene);
+    setDragMode(RubberBandDrag);
+    setViewportUpdateMode(SmartViewportUpdate);
+    setOptimizationFlags(DontSavePainterState | DontAdjustForAntialiasing);
+    setTransformationAnchor(AnchorUnderMouse);
+    setBackgroundBrush(Qt::white);
+    m_Options = SMapOptions::Load(false);
+    m_bHideNulls = GetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), 0u) != 0;
+    connect(m_pScene, &QGraphicsScene::selectionChanged, this, &CChildView::SyncSelection);
+}
+
+CChildView::~CChildView()
+{
+    // The scene empties itself after this, and must not report that to a document that may be
+    // gone by then.
+    m_pScene->disconnect(this);
+    if (m_pLayoutThread)
+    {
+        m_pLayoutThread->disconnect(this);
+        m_pLayoutThread->wait();
+    }
+}
+
+void CChildView::Rebuild()
+{
+    const QSignalBlocker block(m_pScene);
+    m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
+}
+
+void CChildView::SetOptions(const SMapOptions& options)
+{
+    m_Options = options;
+    Rebuild();
+}
+
+void CChildView::SetHideNulls(bool bHide)
+{
+    m_bHideNulls = bHide;
+    SetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), bHide ? 1u : 0u);
+    Rebuild();
+}
+
+void CChildView::SyncSelection()
+{
+    CNetworkDocument& document = m_core.Document();
+    document.SelectedNodes.clear();
+    document.SelectedEdges.clear();
+    for (const auto& pObject : *document.pCurrentNodes)
+    {
+        pObject->bSelected = false;
+    }
+    for (const auto& pObject : *document.pCurrentEdges)
+    {
+        pObject->bSelected = false;
+    }
+    for (QGraphicsItem* pItem : m_pScene->selectedItems())
+    {
+        if (pItem->type() == eItemNode)
+        {
+            CDrawPrimitive* pObject = static_cast<CNodeItem*>(pItem)->Object();
+            pObject->bSelected = true;
+            document.SelectedNodes.push_back({pObject->uUniqueID, static_cast<uint16_t>(pObject->eKind)});
+        }
+        else if (pItem->type() == eItemEdge)
+        {
+            CDrawPrimitive* pObject = static_cast<CEdgeItem*>(pItem)->Object();
+            pObject->bSelected = true;
+            document.SelectedEdges.push_back({pObject->uUniqueID, 0});
+        }
+    }
+    emit selectionChangedInMap();
+}
+
+std::unique_ptr<QMenu> CChildView::PopupAt(const QPoint& at, SCommandContext* pContext)
+{
+    *pContext = SCommandContext();
+    const QPointF scenePos = mapToScene(at);
+    pContext->iMapX = static_cast<int>(scenePos.x());
+    pContext->iMapY = static_cast<int>(scenePos.y());
+    std::vector<SMenuItem> items;
+    QGraphicsItem* pItem = itemAt(at);
+    if (pItem && pItem->type() == eItemNode)
+    {
+        CDrawPrimitive* pObject = static_cast<CNodeItem*>(pItem)->Object();
+        if (pObject->eKind == eDrawKindPE)
+        {
+            const CPEPrimitive* pPE =
+                m_core.Document().pCurrentPEs->GetByNodeNumber(pObject->iAssociatedPrimitive);
+            if (!pPE)
+            {
+                return nullptr;
+            }
+            items = PEPopupMenu(pPE->ManufID, pPE->DeviceID, pPE->uType);
+            pContext->iNode = pPE->iNodeNumber;
+        }
+        else if (pObject->eKind == eDrawKindGroup)
+        {
+            items = GroupPopupMenu();
+            pContext->uGroupUniqueID = pObject->uUniqueID;
+        }
+        else
+        {
+            return nullptr;
+        }
+    }
+    else if (pItem && pItem->type() == eItemEdge)
+    {
+        items = ConnectionPopupMenu();
+        pContext->iConnection = static_cast<CEdgeItem*>(pItem)->Object()->iAssociatedPrimitive;
+    }
+    else
+    {
+        items = BackgroundPopupMenu();
+    }
+    if (items.empty())
+    {
+        return nullptr;
+    }
+    auto pMenu = std::make_unique<QMenu>(this);
+    const bool bConnected = m_core.IsConnected();
+    AddMenuItems(pMenu.get(), items,
+                 [bConnected](QAction* pAction, const SMenuItem& item)
+                 { pAction->setEnabled(!item.bNeedsTarget || bConnected); });
+    return pMenu;
+}
+
+void CChildView::contextMenuEvent(QContextMenuEvent* pEvent)
+{
+    SCommandContext context;
+    // The item under the click becomes the selection, as a person expects of a pop-up.
+    if (QGraphicsItem* pItem = itemAt(pEvent->pos()); pItem && !pItem->isSelected())
+    {
+        m_pScene->clearSelection();
+        pItem->setSelected(true);
+    }
+    std::unique_ptr<QMenu> pMenu = PopupAt(pEvent->pos(), &context);
+    if (!pMenu)
+    {
+        return;
+    }
+    if (QAction* pChosen = pMenu->exec(pEvent->globalPos()))
+    {
+        emit commandChosen(ActionCommand(pChosen), context);
+    }
+}
+
+void CChildView::wheelEvent(QWheelEvent* pEvent)
+{
+    if (pEvent->modifiers() & Qt::ControlModifier)
+    {
+        ZoomBy(pEvent->angleDelta().y() > 0 ? 1.25 : 0.8);
+        pEvent->accept();
+        return;
+    }
+    QGraphicsView::wheelEvent(pEvent);
+}
+
+void CChildView::mouseReleaseEvent(QMouseEvent* pEvent)
+{
+    QGraphicsView::mouseReleaseEvent(pEvent);
+    if (m_pScene->CommitMoves(m_core.Document()))
+    {
+        m_core.SetModified();
+    }
+}
+
+void CChildView::mouseDoubleClickEvent(QMouseEvent* pEvent)
+{
+    QGraphicsItem* pItem = itemAt(pEvent->pos());
+    if (pItem && pItem->type() == eItemNode &&
+        static_cast<CNodeItem*>(pItem)->Object()->eKind == eDrawKindGroup)
+    {
+        SCommandContext context;
+        context.uGroupUniqueID = static_cast<CNodeItem*>(pItem)->Object()->uUniqueID;
+        emit commandChosen(eCmdGroupOpen, context);
+        return;
+    }
+    QGraphicsView::mouseDoubleClickEvent(pEvent);
+}
+
+qreal CChildView::Zoom() const
+{
+    return transform().m11();
+}
+
+void CChildView::ZoomBy(qreal dFactor)
+{
+    const qreal dTarget = std::clamp(Zoom() * dFactor, kMinZoom, kMaxZoom);
+    scale(dTarget / Zoom(), dTarget / Zoom());
+}
+
+void CChildView::ZoomToFit()
+{
+    fitInView(m_pScene->MapRect(), Qt::KeepAspectRatio);
+    if (Zoom() > 1.0)
+    {
+        resetTransform();
+    }
+}
+
+QImage CChildView::RenderMap(const SMapOptions& options, int iMaxSide)
+{
+    CMapScene scene;
+    scene.Build(m_core.Document(), options, m_bHideNulls);
+    const QRectF source = scene.MapRect();
+    const qreal dScale = std::min(1.0, iMaxSide / std::max(source.width(), source.height()));
+    QImage image((source.size() * dScale).toSize().expandedTo(QSize(1, 1)),
+                 QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    scene.render(&painter, QRectF(QPointF(0, 0), image.size()), source);
+    return image;
+}
+
+void CChildView::CopyToClipboard()
+{
+    QApplication::clipboard()->setImage(RenderMap(m_Options, 4000));
+}
+
+bool CChildView::PrintToPdf(const QString& strPath)
+{
+    CNetworkDocument& document = m_core.Document();
+    document.bPrinting = true;
+    CMapScene scene;
+    scene.Build(document, SMapOptions::Load(true), m_bHideNulls);
+    document.bPrinting = false;
+    // The window's labels came from the window's options: put them back.
+    RefreshLabels(document, m_Options);
+
+    QPdfWriter writer(strPath);
+    writer.setPageOrientation(scene.MapRect().width() > scene.MapRect().height() ? QPageLayout::Landscape
+                                                                                 : QPageLayout::Portrait);
+    writer.setTitle(QStringLiteral("Norvanta Network Map - %1")
+                        .arg(document.FileName.isEmpty() ? QStringLiteral("Untitled") : document.FileName));
+    QPainter painter;
+    if (!painter.begin(&writer))
+    {
+        return false;
+    }
+    const QRectF page(QPointF(0, 0), QSizeF(writer.width(), writer.height()));
+    QFont font(QStringLiteral("Arial"));
+    font.setPointSize(14);
+    painter.setFont(font);
+    const qreal dTitle = painter.fontMetrics().height() * 2.0;
+    painter.drawText(QRectF(page.left(), page.top(), page.width(), dTitle), Qt::AlignHCenter | Qt::AlignTop,
+                     writer.title());
+    scene.render(&painter, page.adjusted(0, dTitle, 0, 0), scene.MapRect());
+    return painter.end();
+}
+
+bool CChildView::StartAutoLayout()
+{
+    if (m_pLayoutThread)
+    {
+        return false;
+    }
+    CNetworkDocument& document = m_core.Document();
+    auto pJob = std::make_shared<SLayoutJob>();
+    pJob->input = CAutoLayout::LayoutInput(document, CAutoLayout::AskNoOverlaps(), m_bHideNulls);
+    pJob->pNodes = document.pCurrentNodes;
+    pJob->iNodeCount = document.pCurrentNodes->GetCount();
+    QString strError;
+    if (!CAutoLayout::FindProgram(&pJob->strProgram, &strError))
+    {
+        ShowMessage(strError);
+        return false;
+    }
+    m_pLayoutThread = QThread::create(
+        [pJob] {
+            pJob->bOk =
+                CAutoLayout::RunProgram(pJob->strProgram, pJob->input, &pJob->output, &pJob->strError);
+        });
+    connect(m_pLayoutThread, &QThread::finished, this,
+            [this, pJob]
+            {
+                m_pLayoutThread->deleteLater();
+                m_pLayoutThread = nullptr;
+                CNetworkDocument& current = m_core.Document();
+                // A map that was replaced or reshaped meanwhile keeps its own positions.
+                const bool bSameMap = current.pCurrentNodes == pJob->pNodes &&
+                                      current.pCurrentNodes->GetCount() == pJob->iNodeCount;
+                if (!pJob->bOk)
+                {
+                    ShowMessage(pJob->strError);
+                }
+                else if (bSameMap)
+                {
+                    CAutoLayout::Apply(current, CAutoLayout::ParseOutput(pJob->output));
+                    m_core.SetModified();
+                    Rebuild();
+                }
+                emit layoutFinished(pJob->bOk && bSameMap);
+            });
+    m_pLayoutThread->start();
+    return true;
+}

@@ -1,0 +1,537 @@
+#include "MainFrame.h"
+
+#include "AutoLayout.h"
+#include "ChildView.h"
+#include "ConnectDlg.h"
+#include "DebugLoggingDlg.h"
+#include "DefaultSettings.h"
+#include "DefaultSettingsDlg.h"
+#include "MapEditing.h"
+#include "MapOptionsDlg.h"
+#include "MapScene.h"
+#include "MenuBuilder.h"
+#include "NetBrowserDlgBar.h"
+#include "NetworkMap.h"
+#include "Preferences.h"
+#include "QtUserInterface.h"
+
+#include <QCloseEvent>
+#include <QInputDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QToolBar>
+
+namespace
+{
+const QString kPreferences = QStringLiteral("Preferences");
+} // namespace
+
+CMainFrame::CMainFrame(QWidget* pParent)
+    : QMainWindow(pParent), m_pInterface(std::make_unique<CQtUserInterface>(this))
+{
+    setObjectName(QStringLiteral("MainFrame"));
+    m_pView = new CChildView(m_core, this);
+    setCentralWidget(m_pView);
+    m_pBrowser = new CNetBrowserDlgBar(m_core, this);
+    addDockWidget(Qt::LeftDockWidgetArea, m_pBrowser);
+    resizeDocks({m_pBrowser}, {340}, Qt::Horizontal);
+    m_pConnectionStatus = new QLabel(this);
+    m_pTransportStatus = new QLabel(this);
+    statusBar()->addPermanentWidget(m_pConnectionStatus);
+    statusBar()->addPermanentWidget(m_pTransportStatus);
+
+    BuildMenus();
+    BuildToolBar();
+    InstallHandlers();
+    m_chooser = [this](int32_t* pnChoice, uint32_t* pulAddressWord)
+    {
+        CConnectDlg dialog(this);
+        if (dialog.exec() != QDialog::Accepted)
+        {
+            return false;
+        }
+        *pnChoice = dialog.Choice();
+        *pulAddressWord = dialog.AddressWord();
+        return true;
+    };
+    m_core.onMapChanged = [this] { OnMapChanged(); };
+    m_core.onStatusChanged = [this] { OnStatusChanged(); };
+    connect(m_pView, &CChildView::commandChosen, this, &CMainFrame::RunCommand);
+    connect(m_pBrowser, &CNetBrowserDlgBar::commandChosen, this, &CMainFrame::RunCommand);
+    connect(m_pView, &CChildView::layoutFinished, this, [this](bool) { statusBar()->clearMessage(); });
+
+    resize(1200, 800);
+    restoreState(QByteArray::fromBase64(
+        GetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString()).toLatin1()));
+    OnMapChanged();
+    OnStatusChanged();
+}
+
+CMainFrame::~CMainFrame()
+{
+    m_core.onMapChanged = m_core.onStatusChanged = nullptr;
+    // The windows that refer to the core go before it does.
+    delete m_pView;
+    delete m_pBrowser;
+}
+
+void CMainFrame::BuildMenus()
+{
+    for (const SMenuItem& top : MainMenu())
+    {
+        QMenu* pMenu = menuBar()->addMenu(top.strText);
+        AddMenuItems(pMenu, top.children,
+                     [this](QAction* pAction, const SMenuItem&)
+                     {
+                         m_Actions.push_back(pAction);
+                         connect(pAction, &QAction::triggered, this,
+                                 [this, pAction] { RunCommand(ActionCommand(pAction)); });
+                     });
+        if (top.strText == QLatin1String("File"))
+        {
+            m_pRecentMenu = new QMenu(QStringLiteral("Recent Files"), pMenu);
+            pMenu->insertMenu(Action(eCmdFileExit), m_pRecentMenu);
+            pMenu->insertSeparator(Action(eCmdFileExit));
+        }
+    }
+    for (ECommand eCommand : {eCmdViewToolbar, eCmdViewStatusBar, eCmdViewBrowser, eCmdHideNulls,
+                              eCmdActiveMap, eCmdTemplateMap, eCmdTransportSmall, eCmdTransportLarge})
+    {
+        Action(eCommand)->setCheckable(true);
+    }
+    Action(eCmdViewStatusBar)->setChecked(true);
+    Action(eCmdViewBrowser)->setChecked(true);
+    Action(eCmdHideNulls)->setChecked(m_pView->HideNulls());
+    UpdateRecentFiles();
+}
+
+void CMainFrame::BuildToolBar()
+{
+    m_pToolBar = addToolBar(QStringLiteral("Toolbar"));
+    m_pToolBar->setObjectName(QStringLiteral("Toolbar"));
+    for (ECommand eCommand :
+         {eCmdFileNew, eCmdFileOpen, eCmdFileSave, eCmdConnect, eCmdConnectDemo, eCmdAutoLayout})
+    {
+        QAction* pAction = m_pToolBar->addAction(CommandName(eCommand));
+        connect(pAction, &QAction::triggered, this, [this, eCommand] { RunCommand(eCommand); });
+    }
+    m_pToolBar->addSeparator();
+    connect(m_pToolBar->addAction(QStringLiteral("Zoom In")), &QAction::triggered, this,
+            [this] { m_pView->ZoomBy(1.25); });
+    connect(m_pToolBar->addAction(QStringLiteral("Zoom Out")), &QAction::triggered, this,
+            [this] { m_pView->ZoomBy(0.8); });
+    connect(m_pToolBar->addAction(QStringLiteral("Fit")), &QAction::triggered, this,
+            [this] { m_pView->ZoomToFit(); });
+    Action(eCmdViewToolbar)->setChecked(true);
+}
+
+QAction* CMainFrame::Action(ECommand eCommand) const
+{
+    for (QAction* pAction : m_Actions)
+    {
+        if (ActionCommand(pAction) == eCommand)
+        {
+            return pAction;
+        }
+    }
+    return nullptr;
+}
+
+void CMainFrame::RunCommand(ECommand eCommand, const SCommandContext& context)
+{
+    m_core.RunCommand(eCommand, context);
+}
+
+void CMainFrame::InstallHandlers()
+{
+    CMainFrameCore& core = m_core;
+    auto on = [&core](ECommand eCommand, auto handler)
+    { core.SetCommandHandler(eCommand, [handler](const SCommandContext& context) { handler(context); }); };
+    auto connectCommand = [this](const SCommandContext&) { m_core.OnTargetConnect(m_chooser); };
+    on(eCmdFileNew,
+       [this](const SCommandContext&)
+       {
+           if (OfferSave())
+           {
+               m_core.NewMap();
+           }
+       });
+    on(eCmdFileOpen,
+       [this](const SCommandContext&)
+       {
+           const QString strPath =
+               UI().ChooseFile(false, QStringLiteral("Open"), CNetworkMap::FileFilter(), QString());
+           if (!strPath.isEmpty() && OfferSave())
+           {
+               OpenMapFile(strPath);
+           }
+       });
+    on(eCmdFileSave,
+       [this](const SCommandContext&)
+       {
+           if (m_core.SaveMap())
+           {
+               AddRecentFile(m_core.Document().PathName);
+               UpdateRecentFiles();
+           }
+       });
+    on(eCmdFileSaveAs,
+       [this](const SCommandContext&)
+       {
+           const QString strPath = UI().ChooseFile(true, QStringLiteral("Save As"), CNetworkMap::FileFilter(),
+                                                   m_core.Document().FileName);
+           if (!strPath.isEmpty() && m_core.SaveMapAs(strPath))
+           {
+               AddRecentFile(strPath);
+               UpdateRecentFiles();
+           }
+       });
+    on(eCmdFilePrint,
+       [this](const SCommandContext&)
+       {
+           const QString strPath =
+               UI().ChooseFile(true, QStringLiteral("Print"), QStringLiteral("PDF Files (*.pdf)|*.pdf||"),
+                               QStringLiteral("Network Map.pdf"));
+           if (!strPath.isEmpty() && !m_pView->PrintToPdf(strPath))
+           {
+               ShowMessage(QStringLiteral("Unable to print to %1.").arg(strPath));
+           }
+       });
+    on(eCmdFileExit, [this](const SCommandContext&) { close(); });
+    on(eCmdSelectAll,
+       [this](const SCommandContext&)
+       {
+           for (QGraphicsItem* pItem : m_pView->MapScene()->items())
+           {
+               pItem->setSelected(pItem->type() == eItemNode);
+           }
+       });
+    on(eCmdGroup,
+       [this](const SCommandContext&)
+       {
+           if (GroupSelectedItems(m_core.Document()) != 0)
+           {
+               m_core.SetModified();
+               OnMapChanged();
+           }
+       });
+    on(eCmdViewToolbar, [this](const SCommandContext&) { m_pToolBar->setVisible(!m_pToolBar->isVisible()); });
+    on(eCmdViewStatusBar,
+       [this](const SCommandContext&) { statusBar()->setVisible(!statusBar()->isVisible()); });
+    on(eCmdViewBrowser, [this](const SCommandContext&) { m_pBrowser->setVisible(!m_pBrowser->isVisible()); });
+    on(eCmdLabels,
+       [this](const SCommandContext&)
+       {
+           CMapOptionsDlg dialog(m_pView->Options(), SMapOptions::Load(true), this);
+           if (dialog.exec() == QDialog::Accepted)
+           {
+               dialog.WindowOptions().Save(false);
+               dialog.PrintOptions().Save(true);
+               m_pView->SetOptions(dialog.WindowOptions());
+           }
+       });
+    on(eCmdHideNulls,
+       [this](const SCommandContext&)
+       {
+           m_pView->SetHideNulls(!m_pView->HideNulls());
+           Action(eCmdHideNulls)->setChecked(m_pView->HideNulls());
+       });
+    on(eCmdActiveMap,
+       [this](const SCommandContext&)
+       {
+           m_core.Document().ToggleTemplate(false);
+           OnMapChanged();
+       });
+    on(eCmdTemplateMap,
+       [this](const SCommandContext&)
+       {
+           m_core.Document().ToggleTemplate(true);
+           OnMapChanged();
+       });
+    on(eCmdPreviousView,
+       [this](const SCommandContext&)
+       {
+           if (m_core.Document().SelectPreviousView())
+           {
+               OnMapChanged();
+           }
+       });
+    on(eCmdNextView,
+       [this](const SCommandContext&)
+       {
+           CNetworkDocument& document = m_core.Document();
+           for (size_t i = 0; i < document.Views.size(); ++i)
+           {
+               if (document.Views[i]->iViewID == document.iCurrentViewID)
+               {
+                   document.SelectView(document.Views[(i + 1) % document.Views.size()]->iViewID,
+                                       document.bShowTemplate);
+                   break;
+               }
+           }
+           OnMapChanged();
+       });
+    on(eCmdConnect, connectCommand);
+    on(eCmdPEConnect, connectCommand);
+    on(eCmdPEDisconnect, [this](const SCommandContext&) { m_core.OnTargetConnect(m_chooser); });
+    on(eCmdConnectDemo, [this](const SCommandContext&) { m_core.ConnectDemo(); });
+    on(eCmdTransportSmall, [this](const SCommandContext&) { m_core.SetTransportSize(8); });
+    on(eCmdTransportLarge, [this](const SCommandContext&) { m_core.SetTransportSize(16); });
+    on(eCmdCaptureTemplate,
+       [this](const SCommandContext&)
+       {
+           m_core.Document().CopyActiveToTemplate();
+           m_core.SetModified();
+       });
+    on(eCmdMapSize, [this](const SCommandContext&) { SetMapSize(); });
+    on(eCmdAutosizeMap,
+       [this](const SCommandContext&)
+       {
+           AutosizeMap(m_core.Document());
+           m_core.SetModified();
+           OnMapChanged();
+       });
+    on(eCmdBaseHex,
+       [](const SCommandContext&) { SetPreference(kPreferences, QStringLiteral("DefaultBase"), 16u); });
+    on(eCmdBaseDecimal,
+       [](const SCommandContext&) { SetPreference(kPreferences, QStringLiteral("DefaultBase"), 10u); });
+    on(eCmdBaseBinary,
+       [](const SCommandContext&) { SetPreference(kPreferences, QStringLiteral("DefaultBase"), 2u); });
+    on(eCmdDefaultSettings,
+       [this](const SCommandContext&)
+       {
+           CDefaultSettingsDlg dialog(this);
+           if (dialog.exec() == QDialog::Accepted)
+           {
+               OnStatusChanged();
+           }
+       });
+    on(eCmdAbout,
+       [](const SCommandContext&)
+       {
+           UI().ShowMessage(
+               QStringLiteral("Norvanta 4\n\nA management and debug client for RapidIO networks."),
+               QStringLiteral("About Norvanta"), EMessageKind::Information);
+       });
+    on(eCmdDebugLogging,
+       [this](const SCommandContext&)
+       {
+           CDebugLoggingDlg dialog(this);
+           dialog.exec();
+       });
+    on(eCmdShowSelectedItemInfo, [this](const SCommandContext&) { ShowSelectedItemInfo(); });
+    on(eCmdDisplayPEInfo, [this](const SCommandContext& context) { ShowPEInfo(context.iNode); });
+    on(eCmdServerInfo,
+       [this](const SCommandContext&)
+       {
+           UI().ShowMessage(m_core.Session().ServerInfo().join(QLatin1Char('\n')),
+                            QStringLiteral("Server Info"), EMessageKind::Information);
+       });
+    on(eCmdStraightLink,
+       [this](const SCommandContext& context)
+       {
+           if (StraightenLink(m_core.Document(), context.iConnection))
+           {
+               m_core.SetModified();
+               OnMapChanged();
+           }
+       });
+    on(eCmdCopyToClipboard, [this](const SCommandContext&) { m_pView->CopyToClipboard(); });
+    on(eCmdAutoLayout,
+       [this](const SCommandContext&)
+       {
+           if (m_pView->StartAutoLayout())
+           {
+               statusBar()->showMessage(QStringLiteral("Laying out the map..."));
+           }
+       });
+    on(eCmdGroupOpen,
+       [this](const SCommandContext& context)
+       {
+           if (OpenGroupView(m_core.Document(), context.uGroupUniqueID))
+           {
+               OnMapChanged();
+           }
+       });
+    on(eCmdGroupProperties,
+       [this](const SCommandContext& context)
+       {
+           const CDrawPrimitive* pNode =
+               m_core.Document().pCurrentNodes->FindByUniqueID(context.uGroupUniqueID);
+           if (!pNode || pNode->eKind != eDrawKindGroup)
+           {
+               return;
+           }
+           const auto* pGroup = static_cast<const CDrawGroup*>(pNode);
+           bool bOk = false;
+           const QString strLabel =
+               QInputDialog::getText(this, QStringLiteral("Group Properties"), QStringLiteral("Label:"),
+                                     QLineEdit::Normal, pGroup->Label, &bOk);
+           if (!bOk)
+           {
+               return;
+           }
+           const QString strComment = QInputDialog::getMultiLineText(
+               this, QStringLiteral("Group Properties"), QStringLiteral("Comment:"), pGroup->Comment, &bOk);
+           if (bOk)
+           {
+               SetGroupProperties(m_core.Document(), context.uGroupUniqueID, strLabel, strComment);
+               m_core.SetModified();
+               OnMapChanged();
+           }
+       });
+    on(eCmdUploadRegisters,
+       [this](const SCommandContext&)
+       {
+           if (UploadRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
+           {
+               m_core.SetModified();
+               m_pBrowser->Rebuild(m_core.Document());
+           }
+       });
+}
+
+void CMainFrame::OnMapChanged()
+{
+    m_pView->Rebuild();
+    m_pBrowser->Rebuild(m_core.Document());
+    Action(eCmdActiveMap)->setChecked(!m_core.Document().bShowTemplate);
+    Action(eCmdTemplateMap)->setChecked(m_core.Document().bShowTemplate);
+}
+
+void CMainFrame::OnStatusChanged()
+{
+    setWindowTitle(m_core.TitleText());
+    m_pConnectionStatus->setText(m_core.ConnectionStatusText());
+    m_pTransportStatus->setText(m_core.TransportStatusText());
+    Action(eCmdConnect)
+        ->setText(m_core.IsConnected() ? QStringLiteral("Disconnect...") : QStringLiteral("Connect..."));
+    Action(eCmdTransportSmall)->setChecked(m_core.TransportStatusText() == QLatin1String("TT=Small"));
+    Action(eCmdTransportLarge)->setChecked(m_core.TransportStatusText() == QLatin1String("TT=Large"));
+}
+
+void CMainFrame::UpdateRecentFiles()
+{
+    m_pRecentMenu->clear();
+    const QStringList files = RecentFiles();
+    for (int i = 0; i < files.size(); ++i)
+    {
+        const QString strPath = files[i];
+        connect(m_pRecentMenu->addAction(QStringLiteral("&%1 %2").arg(i + 1).arg(strPath)),
+                &QAction::triggered, this,
+                [this, strPath]
+                {
+                    if (OfferSave())
+                    {
+                        OpenMapFile(strPath);
+                    }
+                });
+    }
+    m_pRecentMenu->setEnabled(!files.isEmpty());
+}
+
+void CMainFrame::OpenMapFile(const QString& strPath)
+{
+    if (m_core.OpenMap(strPath))
+    {
+        AddRecentFile(strPath);
+        UpdateRecentFiles();
+        m_pView->ZoomToFit();
+    }
+}
+
+bool CMainFrame::OfferSave()
+{
+    if (!m_core.IsModified())
+    {
+        return true;
+    }
+    const QString strName =
+        m_core.Document().FileName.isEmpty() ? QStringLiteral("Untitled") : m_core.Document().FileName;
+    const int nAnswer =
+        UI().Ask(QStringLiteral("Save changes to %1?").arg(strName), ApplicationTitle(), true);
+    return nAnswer == eAnswerNo || (nAnswer == eAnswerYes && m_core.SaveMap());
+}
+
+void CMainFrame::ShowPEInfo(int iNode)
+{
+    const CPEPrimitive* pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(iNode);
+    if (!pPE)
+    {
+        return;
+    }
+    QStringList lines;
+    lines
+        << QString::asprintf("Node %d", pPE->iNodeNumber + 1)
+        << QStringLiteral("Name:\t%1").arg(pPE->CommonName.isEmpty() ? pPE->GetTypeString() : pPE->CommonName)
+        << QStringLiteral("Type:\t%1").arg(pPE->GetTypeString())
+        << QString::asprintf("Device ID:\t%04Xh", pPE->DeviceID)
+        << QString::asprintf("Vendor ID:\t%04Xh", pPE->ManufID)
+        << QString::asprintf("Ports:\t%d", pPE->iNumLocalPorts)
+        << QStringLiteral("Status:\t%1").arg(pPE->GetStatusString());
+    if (pPE->bUsesDestID)
+    {
+        lines << QString::asprintf("Destination ID:\t%Xh", pPE->GetDestID());
+    }
+    if (pPE->bHasHostLink)
+    {
+        lines << QStringLiteral("Host link:\t%1")
+                     .arg(pPE->bHostLinkOpen ? QStringLiteral("open") : QStringLiteral("closed"));
+    }
+    if (!pPE->Comment.isEmpty())
+    {
+        lines << QStringLiteral("Comment:\t%1").arg(pPE->Comment);
+    }
+    UI().ShowMessage(lines.join(QLatin1Char('\n')), QStringLiteral("PE Info"), EMessageKind::Information);
+}
+
+void CMainFrame::ShowSelectedItemInfo()
+{
+    const CNetworkDocument& document = m_core.Document();
+    QStringList lines;
+    for (const SSelectedItem& item : document.SelectedNodes)
+    {
+        const CDrawPrimitive* pNode = document.pCurrentNodes->FindByUniqueID(item.uUniqueID);
+        lines << QString::asprintf("Node object %u: kind %d, node %d, at (%d, %d)", item.uUniqueID,
+                                   item.uKind, pNode ? pNode->iAssociatedPrimitive + 1 : 0,
+                                   pNode ? pNode->iXPos : 0, pNode ? pNode->iYPos : 0);
+    }
+    for (const SSelectedItem& item : document.SelectedEdges)
+    {
+        const CDrawPrimitive* pEdge = document.pCurrentEdges->FindByUniqueID(item.uUniqueID);
+        lines << QString::asprintf("Link object %u: connection %d", item.uUniqueID,
+                                   pEdge ? pEdge->iAssociatedPrimitive + 1 : 0);
+    }
+    UI().ShowMessage(lines.isEmpty() ? QStringLiteral("Nothing is selected.") : lines.join(QLatin1Char('\n')),
+                     QStringLiteral("Selected Item Info"), EMessageKind::Information);
+}
+
+void CMainFrame::SetMapSize()
+{
+    CNetworkDocument& document = m_core.Document();
+    CMapView& view = *document.pCurrentView;
+    int& iWidth = document.bShowTemplate ? view.iTemplateWidth : view.iWidth;
+    int& iHeight = document.bShowTemplate ? view.iTemplateHeight : view.iHeight;
+    uint64_t ulWidth = static_cast<uint64_t>(iWidth);
+    uint64_t ulHeight = static_cast<uint64_t>(iHeight);
+    if (UI().AskNumber(QStringLiteral("Map width in pixels:"), QStringLiteral("Map Size"), &ulWidth) &&
+        UI().AskNumber(QStringLiteral("Map height in pixels:"), QStringLiteral("Map Size"), &ulHeight))
+    {
+        iWidth = static_cast<int>(std::min<uint64_t>(ulWidth, 1000000));
+        iHeight = static_cast<int>(std::min<uint64_t>(ulHeight, 1000000));
+        m_core.SetModified();
+        OnMapChanged();
+    }
+}
+
+void CMainFrame::closeEvent(QCloseEvent* pEvent)
+{
+    if (!m_core.QueryClose())
+    {
+        pEvent->ignore();
+        return;
+    }
+    SetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString::fromLatin1(saveState().toBase64()));
+    pEvent->accept();
+}

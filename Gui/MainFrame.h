@@ -1,0 +1,68 @@
+// The main window: the map window in the middle, the network browser docked beside it, the
+// menus of the command set, a tool bar and the status texts. Its logic lives in the shell's
+// CMainFrameCore; this class shows it and carries out the commands that need a window.
+#pragma once
+
+#include "MainFrameCore.h"
+
+#include <QMainWindow>
+
+#include <memory>
+
+class CChildView;
+class CNetBrowserDlgBar;
+class CQtUserInterface;
+class QLabel;
+class QMenu;
+class QToolBar;
+
+class CMainFrame : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit CMainFrame(QWidget* pParent = nullptr);
+    ~CMainFrame() override;
+
+    CMainFrameCore& Core() { return m_core; }
+    CChildView* MapWindow() const { return m_pView; }
+    CNetBrowserDlgBar* Browser() const { return m_pBrowser; }
+    QLabel* ConnectionStatus() const { return m_pConnectionStatus; }
+    QLabel* TransportStatus() const { return m_pTransportStatus; }
+    // The action of a main menu command (the first, when a command stands twice).
+    QAction* Action(ECommand eCommand) const;
+
+    // How the connect command asks for a connection; the connection dialog unless replaced
+    // (tests answer for the person here).
+    void SetConnectionChooser(ConnectionChooser chooser) { m_chooser = std::move(chooser); }
+
+    // Runs a command as if chosen from a menu.
+    void RunCommand(ECommand eCommand, const SCommandContext& context = {});
+
+protected:
+    void closeEvent(QCloseEvent* pEvent) override;
+
+private:
+    void BuildMenus();
+    void BuildToolBar();
+    void InstallHandlers();
+    void OnMapChanged();
+    void OnStatusChanged();
+    void UpdateRecentFiles();
+    void OpenMapFile(const QString& strPath);
+    bool OfferSave();
+    void ShowPEInfo(int iNode);
+    void ShowSelectedItemInfo();
+    void SetMapSize();
+
+    std::unique_ptr<CQtUserInterface> m_pInterface;
+    CMainFrameCore m_core;
+    CChildView* m_pView = nullptr;
+    CNetBrowserDlgBar* m_pBrowser = nullptr;
+    QToolBar* m_pToolBar = nullptr;
+    QLabel* m_pConnectionStatus = nullptr;
+    QLabel* m_pTransportStatus = nullptr;
+    QMenu* m_pRecentMenu = nullptr;
+    std::vector<QAction*> m_Actions;
+    ConnectionChooser m_chooser;
+};

@@ -1,0 +1,157 @@
+#include "QtUserInterface.h"
+
+#include "NumberText.h"
+#include "WorkingDlg.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMessageBox>
+
+CQtUserInterface::CQtUserInterface(QWidget* pParent) : m_pParent(pParent)
+{
+    SetUserInterface(this);
+}
+
+CQtUserInterface::~CQtUserInterface()
+{
+    delete m_pWorking;
+    SetUserInterface(nullptr);
+}
+
+void CQtUserInterface::ShowMessage(const QString& strText, const QString& strTitle, EMessageKind eKind)
+{
+    const QMessageBox::Icon eIcon = eKind == EMessageKind::Error     ? QMessageBox::Critical
+                                    : eKind == EMessageKind::Warning ? QMessageBox::Warning
+                                                                     : QMessageBox::Information;
+    QMessageBox box(eIcon, strTitle, strText, QMessageBox::Ok, m_pParent);
+    box.exec();
+}
+
+int CQtUserInterface::Ask(const QString& strText, const QString& strTitle, bool bWithCancel)
+{
+    QMessageBox::StandardButtons buttons = QMessageBox::Yes | QMessageBox::No;
+    if (bWithCancel)
+    {
+        buttons |= QMessageBox::Cancel;
+    }
+    QMessageBox box(QMessageBox::Question, strTitle, strText, buttons, m_pParent);
+    switch (box.exec())
+    {
+    case QMessageBox::Yes:
+        return eAnswerYes;
+    case QMessageBox::No:
+        return eAnswerNo;
+    default:
+        return bWithCancel ? eAnswerCancel : eAnswerNo;
+    }
+}
+
+void CQtUserInterface::Beep()
+{
+    QApplication::beep();
+}
+
+void CQtUserInterface::SetBusy(bool bBusy)
+{
+    if (bBusy)
+    {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    }
+    else
+    {
+        QApplication::restoreOverrideCursor();
+    }
+}
+
+QString CQtUserInterface::QtFilter(const QString& strFilter)
+{
+    const QStringList parts = strFilter.split(QLatin1Char('|'), Qt::SkipEmptyParts);
+    QStringList filters;
+    for (int i = 0; i + 1 < parts.size(); i += 2)
+    {
+        filters << (parts[i].contains(QLatin1Char('('))
+                        ? parts[i]
+                        : QStringLiteral("%1 (%2)").arg(parts[i], parts[i + 1]));
+    }
+    return filters.join(QStringLiteral(";;"));
+}
+
+QString CQtUserInterface::ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
+                                     const QString& strDefaultName)
+{
+    const QString strQtFilter = QtFilter(strFilter);
+    return bSave ? QFileDialog::getSaveFileName(m_pParent, strTitle, strDefaultName, strQtFilter)
+                 : QFileDialog::getOpenFileName(m_pParent, strTitle, strDefaultName, strQtFilter);
+}
+
+QString CQtUserInterface::ChooseDirectory(const QString& strPrompt)
+{
+    return QFileDialog::getExistingDirectory(m_pParent, strPrompt);
+}
+
+bool CQtUserInterface::AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue)
+{
+    QString strText = NumberToText(*pulValue, 10, false);
+    for (;;)
+    {
+        bool bOk = false;
+        strText = QInputDialog::getText(m_pParent, strTitle, strPrompt, QLineEdit::Normal, strText, &bOk);
+        if (!bOk)
+        {
+            return false;
+        }
+        if (NumberFromText(strText, pulValue))
+        {
+            return true;
+        }
+        ShowMessage(InvalidEntryText(), strTitle, EMessageKind::Error);
+    }
+}
+
+void CQtUserInterface::BeginWork(const QString& strTitle, bool bWithLog)
+{
+    IUserInterface::BeginWork(strTitle, bWithLog);
+    delete m_pWorking;
+    m_pWorking = new CWorkingDlg(strTitle, bWithLog, m_pParent);
+    m_pWorking->show();
+    m_pWorking->Pump();
+}
+
+void CQtUserInterface::SetWorkProgress(const QString& strText)
+{
+    if (m_pWorking)
+    {
+        m_pWorking->SetProgress(strText);
+        m_pWorking->Pump();
+    }
+}
+
+void CQtUserInterface::AppendWorkLog(const QString& strLine)
+{
+    if (m_pWorking)
+    {
+        m_pWorking->AppendLog(strLine);
+        m_pWorking->Pump();
+    }
+}
+
+bool CQtUserInterface::WorkCancelled()
+{
+    if (!m_pWorking)
+    {
+        return false;
+    }
+    m_pWorking->Pump();
+    return m_pWorking->Cancelled();
+}
+
+void CQtUserInterface::EndWork(const QString& strWarning)
+{
+    if (m_pWorking && !strWarning.isEmpty())
+    {
+        m_pWorking->Finish(QStringLiteral("Warning: %1").arg(strWarning));
+    }
+    delete m_pWorking;
+    m_pWorking = nullptr;
+}

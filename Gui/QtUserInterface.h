@@ -1,0 +1,42 @@
+// The user-interface port of the desktop application: message boxes, questions, file and
+// directory choice, number entry and the working window, all as Qt dialogs.
+#pragma once
+
+#include "UserInterface.h"
+
+#include <QPointer>
+
+class QWidget;
+class CWorkingDlg;
+
+class CQtUserInterface final : public IUserInterface
+{
+public:
+    // Installs itself as the port in force; the dialogs are children of pParent.
+    explicit CQtUserInterface(QWidget* pParent = nullptr);
+    ~CQtUserInterface() override;
+
+    void ShowMessage(const QString& strText, const QString& strTitle, EMessageKind eKind) override;
+    int Ask(const QString& strText, const QString& strTitle, bool bWithCancel) override;
+    void Beep() override;
+    void SetBusy(bool bBusy) override;
+    QString ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
+                       const QString& strDefaultName) override;
+    QString ChooseDirectory(const QString& strPrompt) override;
+    bool AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue) override;
+    void BeginWork(const QString& strTitle, bool bWithLog) override;
+    void SetWorkProgress(const QString& strText) override;
+    void AppendWorkLog(const QString& strLine) override;
+    bool WorkCancelled() override;
+    void EndWork(const QString& strWarning) override;
+
+    // The working window while work runs, else null.
+    CWorkingDlg* WorkingWindow() const { return m_pWorking; }
+
+    // Turns a filter of the form "Name (*.x)|*.x|All Files|*.*||" into Qt's form.
+    static QString QtFilter(const QString& strFilter);
+
+private:
+    QPointer<QWidget> m_pParent;
+    CWorkingDlg* m_pWorking = nullptr;
+};

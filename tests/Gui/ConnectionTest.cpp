@@ -1,0 +1,335 @@
+// Connecting the window to a target and leaving it: the host PE in the map, the status texts,
+// reconnection, a different host, failures a person can cause, the demo fabric and closing.
+#include "GuiTestEnvironment.h"
+
+#include "ChildView.h"
+#include "DemoTarget.h"
+#include "LinkSettings.h"
+#include "MainFrame.h"
+#include "MapScene.h"
+#include "NetBrowserDlgBar.h"
+#include "NetworkMap.h"
+#include "Preferences.h"
+#include "RecordingUserInterface.h"
+#include "SimProcess.h"
+#include "TestSupport.h"
+
+#include <QAction>
+#include <QFile>
+#include <QLabel>
+#include <QTreeWidget>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+constexpr uint32_t kLoopback = 0x7F000001u;
+
+class ConnectionTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_sim.Ready()) << m_sim.ErrorOutput();
+        ReloadLinkSettings();
+        LinkSettings().wServerPort = m_sim.TcpPort();
+        LinkSettings().ulWaitMilliseconds = 3000;
+        m_pFrame = std::make_unique<CMainFrame>();
+        // The recorder comes after the window, which installs its own port when it is made.
+        m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
+        m_pFrame->SetConnectionChooser(
+            [this](int32_t* pnChoice, uint32_t* pulAddress)
+            {
+                ++m_nChooserCalls;
+                *pnChoice = eConnInternetTCP;
+                *pulAddress = kLoopback;
+                return true;
+            });
+    }
+    void TearDown() override
+    {
+        if (m_pFrame->Core().IsConnected())
+        {
+            m_pFrame->Core().Disconnect();
+        }
+        m_pUI.reset();
+        m_pFrame.reset();
+        ReloadLinkSettings();
+    }
+
+    CMainFrameCore& Core() { return m_pFrame->Core(); }
+    int LivePEs() const
+    {
+        int nCount = 0;
+        for (const auto& pPE : m_pFrame->Core().Document().ActivePEs)
+        {
+            nCount += pPE->bDeleted ? 0 : 1;
+        }
+        return nCount;
+    }
+
+    nvtest::CSimProcess m_sim{"demo.topo"};
+    std::unique_ptr<CMainFrame> m_pFrame;
+    std::unique_ptr<nvtest::CRecordingUserInterface> m_pUI;
+    int m_nChooserCalls = 0;
+};
+
+TEST_F(ConnectionTest, ConnectPutsTheHostPEInTheMapAndDisconnectClearsIt)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected()) << m_pUI->messages.join(QLatin1Char('|')).toStdString();
+    EXPECT_EQ(1, m_nChooserCalls);
+    EXPECT_EQ("127. 0. 0. 1", m_pFrame->ConnectionStatus()->text().toStdString());
+    EXPECT_EQ("TT=Small", m_pFrame->TransportStatus()->text().toStdString());
+    EXPECT_EQ("Disconnect...", m_pFrame->Action(eCmdConnect)->text().toStdString());
+
+    // The demo host: a processor endpoint with memory, device 0001h of vendor FFF0h, ID 1.
+    const CPEPrimitive* pHost = Core().HostPE();
+    ASSERT_NE(nullptr, pHost);
+    EXPECT_EQ(0x0001, pHost->DeviceID);
+    EXPECT_EQ(0xFFF0, pHost->ManufID);
+    EXPECT_EQ(kPETypeProcessor | kPETypeMemory, pHost->uType);
+    EXPECT_EQ(0x01, pHost->ShortDestID);
+    EXPECT_EQ(eConnInternetTCP, pHost->eConnectionType);
+    EXPECT_EQ(kLoopback, pHost->uNetworkServerAddress);
+    EXPECT_EQ("1fff0", pHost->UniqueID.toStdString());
+    EXPECT_TRUE(pHost->bUsesDestID);
+    const CDrawPE* pNode = Core().Document().FindView(kExpandedViewID)->pNodes.FindPENode(pHost->iNodeNumber);
+    ASSERT_NE(nullptr, pNode);
+    EXPECT_EQ(100, pNode->iXPos);
+    EXPECT_EQ(150, pNode->iYPos);
+    // The window shows it: one node on the map and one PE in the browser.
+    EXPECT_EQ(1, m_pFrame->MapWindow()->MapScene()->NodeCount());
+    ASSERT_EQ(1, m_pFrame->Browser()->Tree()->topLevelItemCount());
+    EXPECT_EQ("Node 1", m_pFrame->Browser()->Tree()->topLevelItem(0)->text(0).toStdString());
+
+    // Disconnecting asks first; No keeps the connection.
+    m_pUI->answers = {eAnswerNo};
+    m_pFrame->RunCommand(eCmdConnect);
+    EXPECT_TRUE(Core().IsConnected());
+    m_pFrame->RunCommand(eCmdConnect);
+    EXPECT_EQ(QStringList({"Are you sure you want to disconnect?", "Are you sure you want to disconnect?"}),
+              m_pUI->questions);
+    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_EQ("Not Connected", m_pFrame->ConnectionStatus()->text().toStdString());
+    EXPECT_EQ("Connect...", m_pFrame->Action(eCmdConnect)->text().toStdString());
+    EXPECT_EQ(nullptr, Core().HostPE());
+    EXPECT_EQ(1, LivePEs());
+}
+
+TEST_F(ConnectionTest, ReconnectingToTheSameHostReusesItsPE)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    Core().Disconnect();
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    EXPECT_EQ(1, LivePEs());
+    EXPECT_TRUE(m_pUI->questions.isEmpty()) << m_pUI->questions.join(QLatin1Char('|')).toStdString();
+    ASSERT_NE(nullptr, Core().HostPE());
+    EXPECT_EQ(0, Core().HostPE()->iNodeNumber);
+    EXPECT_EQ(1, Core().Document().FindView(kExpandedViewID)->pNodes.GetCount());
+}
+
+TEST_F(ConnectionTest, ADifferentHostAsksBeforeTheMapIsReplaced)
+{
+    // A map of some other network: one switch.
+    nvguitest::AddPE(Core().Document(), 0, 0x0038, 0x0374, kPETypeSwitch, 300, 300, 18);
+    const QString strMismatch =
+        QStringLiteral("You are connecting to a different host PE than what is in the current "
+                       "network map.\n\nDo you want to continue?");
+    m_pUI->answers = {eAnswerNo};
+    m_pFrame->RunCommand(eCmdConnect);
+    EXPECT_EQ(QStringList{strMismatch}, m_pUI->questions);
+    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_FALSE(Core().Session().IsConnected());
+    ASSERT_EQ(1, LivePEs());
+    EXPECT_EQ(0x0374, Core().Document().ActivePEs.GetByIndex(0)->DeviceID);
+
+    m_pUI->answers = {eAnswerYes};
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    ASSERT_EQ(1, LivePEs());
+    EXPECT_EQ(0x0001, Core().Document().ActivePEs.GetByIndex(0)->DeviceID);
+}
+
+TEST_F(ConnectionTest, FailuresAPersonCausesAreToldAndLoseNothing)
+{
+    nvguitest::AddPE(Core().Document(), 0, 0x0038, 0x0374, kPETypeSwitch, 300, 300, 18);
+    // Nobody listens on the port: the server is not running.
+    LinkSettings().wServerPort = nvtest::FreeUdpPort();
+    m_pFrame->RunCommand(eCmdConnect);
+    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_EQ(
+        QStringList{
+            "Unable to connect to the Norvanta Server.\n\nThe server is either not currently running, "
+            "or it is busy with another\nNorvanta Client connection."},
+        m_pUI->messages);
+    EXPECT_EQ("Not Connected", m_pFrame->ConnectionStatus()->text().toStdString());
+    EXPECT_EQ(1, LivePEs());
+
+    // The server goes away under a connection: the next transaction fails with its text and the
+    // map stays as it was.
+    LinkSettings().wServerPort = m_sim.TcpPort();
+    m_pUI->messages.clear();
+    m_pUI->answers = {eAnswerYes};
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    m_sim.Stop();
+    m_pFrame->Browser()->ExpandNode(0);
+    EXPECT_EQ(0, UploadRegisters(Core().Document(), {{0, 0x60}}));
+    ASSERT_EQ(1, m_pUI->messages.size());
+    EXPECT_TRUE(m_pUI->messages[0].startsWith("Error ")) << m_pUI->messages[0].toStdString();
+    EXPECT_TRUE(m_pUI->messages[0].endsWith("encountered when reading the register at offset 000060h of Node "
+                                            "1.\r\n\r\nThis error is often caused by "
+                                            "invalid routing tables."))
+        << m_pUI->messages[0].toStdString();
+    EXPECT_EQ(1, LivePEs());
+    Core().Disconnect();
+    EXPECT_FALSE(Core().IsConnected());
+}
+
+TEST_F(ConnectionTest, RegistersUploadFromTheHostAndOtherPEsNeedARoute)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    // A second PE the host can't reach yet: route search is what gives a way to it.
+    nvguitest::AddPE(Core().Document(), 1, 0x0038, 0x0374, kPETypeSwitch, 300, 150, 18);
+    EXPECT_EQ(1, UploadRegisters(Core().Document(), {{0, 0x60}, {1, 0x60}}));
+    EXPECT_EQ(QStringList{"Upload Registers"}, m_pUI->workTitles);
+    ASSERT_NE(nullptr, Core().HostPE()->SavedRegisters.Find(0x60));
+    // The Base Device ID CSR of the demo host: small ID 01h, large ID 0001h.
+    EXPECT_EQ(0x00010001u, Core().HostPE()->SavedRegisters.Find(0x60)->uValue);
+    ASSERT_EQ(1, m_pUI->messages.size());
+    EXPECT_EQ(
+        "Error -28 (There is no valid route to a PE using the current routing tables) encountered when "
+        "attempting to find a route to Node 2.\r\n\r\nThis error is often caused by invalid routing tables.",
+        m_pUI->messages[0].toStdString());
+}
+
+TEST_F(ConnectionTest, ClosingWhileConnectedAsksToDisconnectAndOffersToSave)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    m_pUI->answers = {eAnswerNo};
+    EXPECT_FALSE(Core().QueryClose());
+    EXPECT_TRUE(Core().IsConnected());
+    // Yes disconnects; the new map is then offered for saving, and Cancel stays.
+    m_pUI->answers = {eAnswerYes, eAnswerCancel};
+    EXPECT_FALSE(Core().QueryClose());
+    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_EQ(QStringList({"Disconnect from current target?", "Disconnect from current target?",
+                           "Save changes to Untitled?"}),
+              m_pUI->questions);
+    // Saving goes to the file the person picks.
+    const QString strPath = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/closing.nvm");
+    m_pUI->answers = {eAnswerYes};
+    m_pUI->texts = {strPath};
+    EXPECT_TRUE(Core().QueryClose());
+    CNetworkDocument reread;
+    ASSERT_TRUE(reread.Open(strPath));
+    EXPECT_EQ(1, reread.ActivePEs.GetCount());
+    EXPECT_TRUE(reread.ActivePEs.GetByIndex(0)->bHasHostLink);
+}
+
+TEST_F(ConnectionTest, TransportTypeChangesWithItsNote)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    m_pFrame->RunCommand(eCmdTransportLarge);
+    EXPECT_EQ(
+        QStringList{"Please note that you may need to regenerate routing tables, and possibly re-enumerate\n"
+                    "after changing the transport type."},
+        m_pUI->messages);
+    EXPECT_EQ(16u, GetPreference("Preferences", "DefaultDestIDSize", 8u));
+    EXPECT_EQ("TT=Large", m_pFrame->TransportStatus()->text().toStdString());
+    EXPECT_TRUE(Core().HostPE()->bLargeTransport);
+    EXPECT_EQ(0x0001, Core().HostPE()->GetDestID());
+    m_pFrame->RunCommand(eCmdTransportSmall);
+    EXPECT_EQ("TT=Small", m_pFrame->TransportStatus()->text().toStdString());
+    EXPECT_FALSE(Core().HostPE()->bLargeTransport);
+}
+
+TEST(DemoTargetTest, TheDemoRunsOnLoopbackAndIsNeverSavedAsAHostLink)
+{
+    nvtest::CRecordingUserInterface ui;
+    CMainFrameCore core;
+    ASSERT_TRUE(core.ConnectDemo()) << ui.messages.join(QLatin1Char('|')).toStdString();
+    EXPECT_TRUE(core.IsDemoConnection());
+    EXPECT_EQ(kLoopback, LinkSettings().ulBroadcastAddress);
+    ASSERT_NE(nullptr, core.HostPE());
+    EXPECT_TRUE(core.HostPE()->bHasHostLink);
+
+    const QString strPath = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/demo.nvm");
+    ASSERT_TRUE(core.SaveMapAs(strPath));
+    EXPECT_EQ("Norvanta 4 - demo.nvm", core.TitleText().toStdString());
+    CNetworkDocument saved;
+    ASSERT_TRUE(saved.Open(strPath));
+    ASSERT_EQ(1, saved.ActivePEs.GetCount());
+    const CPEPrimitive& pe = *saved.ActivePEs.GetByIndex(0);
+    EXPECT_FALSE(pe.bHasHostLink);
+    EXPECT_EQ(0u, pe.uNetworkServerAddress);
+    EXPECT_EQ(0x0001, pe.DeviceID);
+    // The map in the window keeps its open link.
+    EXPECT_TRUE(core.HostPE()->bHostLinkOpen);
+
+    core.Disconnect();
+    EXPECT_FALSE(core.IsDemoConnection());
+    // The settings of the preferences are back once the simulator is gone.
+    EXPECT_EQ(15000, LinkSettings().wServerPort);
+}
+} // namespace
+
+namespace
+{
+TEST_F(ConnectionTest, OpeningAMapWhileConnectedFindsItsHostPE)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    const QString strPath = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/host.nvm");
+    ASSERT_TRUE(Core().SaveMapAs(strPath));
+    Core().NewMap();
+    EXPECT_EQ(nullptr, Core().HostPE());
+    EXPECT_EQ("Norvanta - Untitled", m_pFrame->windowTitle().toStdString());
+
+    ASSERT_TRUE(Core().OpenMap(strPath));
+    ASSERT_NE(nullptr, Core().HostPE());
+    EXPECT_EQ(0x0001, Core().HostPE()->DeviceID);
+    EXPECT_EQ("Norvanta 4 - host.nvm", m_pFrame->windowTitle().toStdString());
+    EXPECT_EQ(1, m_pFrame->MapWindow()->MapScene()->NodeCount());
+
+    // A file that isn't a map leaves an empty document and says why.
+    const QString strBad = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/bad.nvm");
+    QFile bad(strBad);
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("<NetworkMap Version=\"1.7\"><PEList><PE>");
+    bad.close();
+    EXPECT_FALSE(Core().OpenMap(strBad));
+    EXPECT_TRUE(Core().Document().ActivePEs.IsEmpty());
+    EXPECT_FALSE(m_pUI->messages.isEmpty());
+    EXPECT_EQ(0, m_pFrame->MapWindow()->MapScene()->NodeCount());
+}
+
+TEST(HeadlessDemoTest, TheDemoWithoutADisplaySavesAMapThatTheCommandLinePrints)
+{
+    const std::string strMap = nvtest::ProcessTempDir() + "/headless.nvm";
+    const nvtest::SRunResult demo =
+        nvtest::RunProgram(nvtest::BuiltProgram("App/norvanta"), {"--headless-demo", strMap});
+    ASSERT_EQ(0, demo.nExitCode) << demo.strOut << demo.strErr;
+    for (const char* pszLine :
+         {"Connected: 127. 0. 0. 1, TT=Small\n", "  Processor: Norvanta Simulator\n",
+          "Host PE: Node 1, device 0001h, vendor FFF0h, Processor with Memory\n",
+          "  \"Standard Discovery\" is not available in this version of Norvanta yet.\n",
+          "Disconnected: Not Connected\n"})
+    {
+        EXPECT_NE(std::string::npos, demo.strOut.find(pszLine)) << pszLine << demo.strOut;
+    }
+    const nvtest::SRunResult map =
+        nvtest::RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), {"map", "show", strMap});
+    ASSERT_EQ(0, map.nExitCode) << map.strErr;
+    EXPECT_NE(std::string::npos, map.strOut.find("PEs: 1\n  Node 1  0001h/FFF0h  Processor with Memory"))
+        << map.strOut;
+    // The demo's link is not in the file.
+    EXPECT_EQ(std::string::npos, map.strOut.find("host link")) << map.strOut;
+}
+} // namespace

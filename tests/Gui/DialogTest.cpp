@@ -1,0 +1,273 @@
+// The window at start-up and its dialogs: the connection choice with its six tabs, debug
+// logging, the default settings, the labels and the working window.
+#include "GuiTestEnvironment.h"
+
+#include "ConnectDlg.h"
+#include "DebugKeyFile.h"
+#include "DebugLoggingDlg.h"
+#include "DefaultSettings.h"
+#include "DefaultSettingsDlg.h"
+#include "LinkSettings.h"
+#include "MainFrame.h"
+#include "MapOptionsDlg.h"
+#include "Preferences.h"
+#include "QtUserInterface.h"
+#include "RecordingUserInterface.h"
+#include "SimProcess.h"
+#include "TestSupport.h"
+#include "WorkingDlg.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QtTest/QTest>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+TEST(StartupTest, AnEmptyStoreStartsDisconnectedOnAnUntitledSmallTransportMap)
+{
+    CMainFrame frame;
+    EXPECT_EQ("Norvanta - Untitled", frame.windowTitle().toStdString());
+    EXPECT_EQ("Not Connected", frame.ConnectionStatus()->text().toStdString());
+    EXPECT_EQ("TT=Small", frame.TransportStatus()->text().toStdString());
+    EXPECT_EQ("Connect...", frame.Action(eCmdConnect)->text().toStdString());
+    EXPECT_EQ(QKeySequence("Alt+C"), frame.Action(eCmdConnect)->shortcut());
+    EXPECT_TRUE(frame.Action(eCmdTransportSmall)->isChecked());
+    EXPECT_FALSE(frame.Core().IsConnected());
+    EXPECT_TRUE(frame.Core().Document().ActivePEs.IsEmpty());
+    CDefaultSettingsDlg settings;
+    EXPECT_FALSE(settings.LargeTransport()->isChecked());
+    for (size_t i = 0; i < DefaultSettingsQuestions().size(); ++i)
+    {
+        EXPECT_EQ(0, settings.QuestionCombo(static_cast<int>(i))->currentIndex()) << i;
+    }
+}
+
+TEST(DialogTest, DefaultSettingsStoreTheirStatesAndCheckTheHostID)
+{
+    nvtest::CRecordingUserInterface ui;
+    CDefaultSettingsDlg dialog;
+    dialog.LargeTransport()->setChecked(true);
+    dialog.QuestionCombo(5)->setCurrentIndex(eQuestionAlwaysNo); // NoOverlaps
+    ASSERT_TRUE(dialog.Store());
+    EXPECT_EQ(16, DefaultDestIDSize());
+    EXPECT_EQ(eQuestionAlwaysNo, QuestionState("NoOverlaps"));
+    EXPECT_EQ(eQuestionAsk, QuestionState("DiscoveryLog"));
+
+    CDefaultSettingsDlg again;
+    EXPECT_TRUE(again.LargeTransport()->isChecked());
+    EXPECT_EQ(eQuestionAlwaysNo, again.QuestionCombo(5)->currentIndex());
+    auto* pSmallID = again.findChildren<QLineEdit*>().at(0);
+    pSmallID->setText("256");
+    EXPECT_FALSE(again.Store());
+    EXPECT_EQ(QStringList{"Invalid data entry."}, ui.messages);
+    // Back to a new user's settings for the tests that follow in this process.
+    RemovePreference("Preferences", "DefaultDestIDSize");
+    SetQuestionState("NoOverlaps", eQuestionAsk);
+}
+
+class ConnectDlgTest : public ::testing::Test
+{
+protected:
+    nvtest::CRecordingUserInterface m_ui;
+};
+
+TEST_F(ConnectDlgTest, HasItsSixTabsAndRemembersTheLastOne)
+{
+    {
+        CConnectDlg dialog;
+        ASSERT_EQ(6, dialog.Tabs()->count());
+        QStringList tabs;
+        for (int i = 0; i < 6; ++i)
+        {
+            tabs << dialog.Tabs()->tabText(i);
+        }
+        EXPECT_EQ(QStringList({"Ethernet", "Internet", "RS232", "JTAG", "I2C", "PCIe"}), tabs);
+        EXPECT_EQ(0, dialog.Tabs()->currentIndex());
+        EXPECT_EQ(QStringList({"IP Address", "Device ID", "Vendor ID", "Shrt DestID", "Long DestID", "Prot",
+                               "Status"}),
+                  [&]
+                  {
+                      QStringList headers;
+                      for (int i = 0; i < dialog.TargetTree()->columnCount(); ++i)
+                      {
+                          headers << dialog.TargetTree()->headerItem()->text(i);
+                      }
+                      return headers;
+                  }());
+        // Each device tab lists what it finds or shows its text; this machine has no pods.
+        EXPECT_EQ(
+            dialog.NotFoundText(eTabJTAG).toStdString(),
+            "No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being connected, or "
+            "the FTDI D2XX\r\ndrivers not being installed properly.");
+        EXPECT_FALSE(dialog.NotFoundText(eTabPCIe).isEmpty());
+        dialog.Tabs()->setCurrentIndex(eTabInternet);
+        dialog.InternetAddress()->setText("10.20.30.40");
+        dialog.InternetUdp()->setChecked(true);
+        ASSERT_TRUE(dialog.TakeChoice());
+        EXPECT_EQ(4, dialog.Choice());
+        EXPECT_EQ(0x0A141E28u, dialog.AddressWord());
+    }
+    CConnectDlg again;
+    EXPECT_EQ(eTabInternet, again.Tabs()->currentIndex());
+}
+
+TEST_F(ConnectDlgTest, ABadAddressOrNoSelectionKeepsTheDialogOpen)
+{
+    CConnectDlg dialog;
+    dialog.Tabs()->setCurrentIndex(eTabInternet);
+    for (const char* pszBad : {"10.20.30", "0.0.0.0"})
+    {
+        dialog.InternetAddress()->setText(QLatin1String(pszBad));
+        EXPECT_FALSE(dialog.TakeChoice()) << pszBad;
+    }
+    EXPECT_EQ(QStringList({"Please enter a valid IP address.", "Please enter a valid IP address."}),
+              m_ui.messages);
+    dialog.Tabs()->setCurrentIndex(eTabEthernet);
+    EXPECT_FALSE(dialog.TakeChoice());
+    EXPECT_EQ(1, m_ui.nBeeps);
+}
+
+TEST_F(ConnectDlgTest, TheSearchListsTheSimulatorAndConnectsToIt)
+{
+    // The search goes to the simulator on loopback, and its answer to a port of our own.
+    ReloadLinkSettings();
+    SLinkSettings& settings = LinkSettings();
+    settings.ulBroadcastAddress = 0x7F000001u;
+    settings.ulSearchMilliseconds = 500;
+    settings.wReplyPort = nvtest::FreeUdpPort();
+    nvtest::CSimProcess sim("demo.topo", {"--reply-port", std::to_string(settings.wReplyPort)});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    settings.wBroadcastPort = sim.BroadcastPort();
+
+    CConnectDlg dialog;
+    dialog.Tabs()->setCurrentIndex(eTabEthernet);
+    dialog.Search();
+    ASSERT_EQ(1, dialog.TargetTree()->topLevelItemCount()) << m_ui.messages.join("|").toStdString();
+    QTreeWidgetItem* pLine = dialog.TargetTree()->topLevelItem(0);
+    EXPECT_EQ("127.0.0.1", pLine->text(0).toStdString());
+    EXPECT_EQ("0001h", pLine->text(1).toStdString());
+    EXPECT_EQ("FFF0h", pLine->text(2).toStdString());
+    EXPECT_EQ("Ready", pLine->text(6).toStdString());
+    EXPECT_EQ(Qt::Checked, pLine->checkState(0));
+    EXPECT_EQ("Connect to Target", dialog.windowTitle().toStdString());
+    dialog.TargetTree()->setCurrentItem(pLine);
+    ASSERT_TRUE(dialog.TakeChoice());
+    EXPECT_EQ(1, dialog.Choice());
+    EXPECT_EQ(0x7F000001u, dialog.AddressWord());
+    // The list that found something new is kept for the next run.
+    EXPECT_EQ(1u, GetPreference("TargetList", "NumTargets", 0u));
+    ReloadLinkSettings();
+}
+
+TEST(DialogTest, DebugLoggingWritesItsKeysAndItsKeyFile)
+{
+    nvtest::CRecordingUserInterface ui;
+    CDebugLoggingDlg dialog;
+    EXPECT_EQ("Norvanta Debug Logging", dialog.windowTitle().toStdString());
+    EXPECT_FALSE(dialog.Check(eDebugDiscovery)->isChecked());
+    dialog.Check(eDebugDiscovery)->setChecked(true);
+    EXPECT_EQ(1u, GetPreference("Debug", "Discovery", 0u));
+    EXPECT_TRUE(DebugEnabled(eDebugDiscovery));
+
+    DebugPrint(eDebugDiscovery, "a line\n");
+    ASSERT_FALSE(nvtest::ReadFile(DebugLogPath().toStdString()).empty());
+    dialog.ClearTheLog();
+    EXPECT_TRUE(nvtest::ReadFile(DebugLogPath().toStdString()).empty());
+
+    const QString strDir = QString::fromStdString(nvtest::ProcessTempDir()) + "/support";
+    QDir().mkpath(strDir);
+    dialog.KeyDate()->setDate(QDate(2027, 1, 5));
+    ui.texts = {strDir};
+    ASSERT_TRUE(dialog.CreateDebugKey());
+    EXPECT_EQ(QStringList{"Choose the directory where you want to store the key file."}, ui.choices);
+    DebugFlags flags{};
+    ASSERT_TRUE(ReadDebugKeyFile(strDir + "/" + DebugKeyFileName(QDate(2027, 1, 5)), &flags));
+    EXPECT_EQ((DebugFlags{false, false, true, false, false, false}), flags);
+    dialog.Check(eDebugDiscovery)->setChecked(false);
+}
+
+TEST(DialogTest, LabelsKeepTheWindowAndPrintSetsApart)
+{
+    SMapOptions window = SMapOptions::Load(false);
+    SMapOptions printing = SMapOptions::Load(true);
+    CMapOptionsDlg dialog(window, printing);
+    dialog.Check(eOptPortSpeeds, true)->setChecked(true);
+    dialog.Check(eOptNodeIDs, false)->setChecked(false);
+    dialog.WindowOptions().Save(false);
+    dialog.PrintOptions().Save(true);
+    EXPECT_EQ(1u, GetPreference("Preferences", "PrintPortSpeeds", 0u));
+    EXPECT_EQ(0u, GetPreference("Preferences", "ViewPortSpeeds", 1u));
+    EXPECT_EQ(0u, GetPreference("Preferences", "ViewNodeIDs", 1u));
+    EXPECT_EQ(1u, GetPreference("Preferences", "PrintNodeIDs", 0u));
+    EXPECT_TRUE(SMapOptions::Load(true)[eOptPortSpeeds]);
+    EXPECT_FALSE(SMapOptions::Load(false)[eOptNodeIDs]);
+}
+
+TEST(DialogTest, TheWorkingWindowShowsProgressAndTakesCancel)
+{
+    CQtUserInterface ui;
+    ui.BeginWork("Standard Discovery", true);
+    ASSERT_NE(nullptr, ui.WorkingWindow());
+    EXPECT_TRUE(ui.WorkingWindow()->isVisible());
+    EXPECT_EQ("Standard Discovery", ui.WorkingWindow()->windowTitle().toStdString());
+    ui.SetWorkProgress("Working...Please wait.");
+    ui.AppendWorkLog("Node 1");
+    EXPECT_EQ("Working...Please wait.", ui.WorkingWindow()->ProgressText().toStdString());
+    EXPECT_EQ("Node 1", ui.WorkingWindow()->LogText().toStdString());
+    EXPECT_FALSE(ui.WorkCancelled());
+    QTest::mouseClick(ui.WorkingWindow()->findChild<QPushButton*>(), Qt::LeftButton);
+    EXPECT_TRUE(ui.WorkCancelled());
+    // A warning at the end waits with the button reading "Close".
+    QTimer::singleShot(50,
+                       [&ui]
+                       {
+                           QPushButton* pButton = ui.WorkingWindow()->findChild<QPushButton*>();
+                           EXPECT_EQ("Close", pButton->text().toStdString());
+                           EXPECT_EQ("Warning: 2 PEs did not answer",
+                                     ui.WorkingWindow()->ProgressText().toStdString());
+                           pButton->click();
+                       });
+    ui.EndWork("2 PEs did not answer");
+    EXPECT_EQ(nullptr, ui.WorkingWindow());
+}
+
+TEST(DialogTest, FileFiltersTakeTheFormOfTheQtDialogs)
+{
+    EXPECT_EQ(
+        "Norvanta Network Map Files (*.nvm);;All Files (*.*)",
+        CQtUserInterface::QtFilter("Norvanta Network Map Files (*.nvm)|*.nvm|All Files|*.*||").toStdString());
+}
+} // namespace
+
+namespace
+{
+TEST(DialogTest, ViewingALogThatIsNotThereSaysSo)
+{
+    nvtest::CRecordingUserInterface ui;
+    CDebugLoggingDlg dialog;
+    QFile::remove(DebugLogPath());
+    EXPECT_FALSE(dialog.ViewLog());
+    EXPECT_EQ(QStringList{QStringLiteral("Error:  File not found: '%1'").arg(DebugLogPath())}, ui.messages);
+}
+
+TEST(StartupTest, AStoredLargeTransportShowsInTheStatusBar)
+{
+    SetPreference("Preferences", "DefaultDestIDSize", 16u);
+    CMainFrame frame;
+    EXPECT_EQ("TT=Large", frame.TransportStatus()->text().toStdString());
+    EXPECT_TRUE(frame.Action(eCmdTransportLarge)->isChecked());
+    RemovePreference("Preferences", "DefaultDestIDSize");
+}
+} // namespace
