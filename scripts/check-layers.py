@@ -9,6 +9,7 @@ Each layer may include its own headers and those of the layers it stands on:
     Client/*          <- Middleware, Common, Client
     Gui               <- Middleware, Common, Client, Gui
     Cli               <- Middleware, Common, Client, Cli
+    App               <- Middleware, Common, Client, Gui
     Simulator         <- nothing of ours (it is a peer, with its own codec)
 The client never includes the simulator, except the one place that starts the demo.
 """
@@ -27,6 +28,7 @@ LAYERS = [
     ("Client", {"Client", "Middleware", "Common/Utilities", "Common/NetworkMap"}),
     ("Gui", {"Gui", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap", "Plugins"}),
     ("Cli", {"Cli", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap"}),
+    ("App", {"App", "Gui", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap", "Plugins"}),
     ("Plugins", {"Plugins", "Middleware", "Common/Utilities"}),
     ("Simulator", {"Simulator"}),
 ]
