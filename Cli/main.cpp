@@ -20,11 +20,13 @@ extern const SCliCommand g_aTargetCommands[];
 extern const SCliCommand g_aDeviceCommands[];
 extern const SCliCommand g_aMapCommands[];
 extern const SCliCommand g_aRegsCommands[];
+extern const SCliCommand g_aDiscoveryCommands[];
+extern const SCliCommand g_aRouteCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {g_aTargetCommands, g_aDeviceCommands, g_aMapCommands,
-                                             g_aRegsCommands};
+                                             g_aRegsCommands, g_aDiscoveryCommands, g_aRouteCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

@@ -70,6 +70,8 @@ void CPEPrimitive::CopyFrom(const CPEPrimitive& other)
     bHasPerPortRoutingTables = other.bHasPerPortRoutingTables;
     DefaultPort = other.DefaultPort;
     SavedRegisters = other.SavedRegisters;
+    ErrorNote = other.ErrorNote;
+    uchUser = other.uchUser;
     Multicast = other.Multicast;
     UniqueID = other.UniqueID;
     Ports = other.Ports;

@@ -1,0 +1,54 @@
+// The shortest-route search shared by route generation and NVXL_RT_FindOptimumRoute.
+//
+// The route wanted between two nodes is the shortest in hops and, among equally short ones, the
+// one whose sequence of connection indices is lowest at the first point of difference, using of
+// several parallel links only the lowest-indexed one. A breadth-first search finds exactly that
+// route to every node at once when each node's links are tried in connection order and each node
+// keeps the link that reached it first: the nodes of one distance leave the queue in the order of
+// their own best routes, so the first link to reach a node extends the lowest route to it.
+#pragma once
+
+#include "NVXLRoute.h"
+
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+namespace nvxl
+{
+class CRouteGraph
+{
+public:
+    // Builds the graph of the connections. Node numbers below ulNumKnownNodes stand for
+    // themselves; any other node number a connection names gets a place of its own behind them.
+    CRouteGraph(const NVXL_CONNECTION* pConnections, uint32_t ulNumConnections, uint32_t ulNumKnownNodes);
+
+    // Place of a node number in the graph, or -1 when no connection names it and it is not known.
+    int64_t Place(uint32_t ulNode) const;
+    uint32_t NumPlaces() const { return static_cast<uint32_t>(m_nodeOfPlace.size()); }
+
+    // Searches from a place. lSkipConnection (or -1) may not leave the start.
+    void Search(uint32_t ulFrom, int32_t lSkipConnection);
+    // Whether the last search reached a place.
+    bool Reached(uint32_t ulPlace) const { return m_visited[ulPlace] != 0; }
+    // The route of the last search to a place, in travel order (empty for the start itself), and
+    // the index of its first connection (kNoConnection for an empty route).
+    uint32_t RouteTo(uint32_t ulPlace, std::vector<NVXL_RT_ROUTE_ENTRY>& route) const;
+
+    static constexpr uint32_t kNoConnection = 0xFFFFFFFFu;
+
+private:
+    static constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+    const NVXL_CONNECTION* m_pConnections;
+    std::vector<uint32_t> m_nodeOfPlace;
+    std::unordered_map<uint32_t, uint32_t> m_extraPlaces;
+    uint32_t m_ulNumKnown;
+    std::vector<uint32_t> m_adjacencyStart; // per place, into m_adjacency
+    std::vector<uint32_t> m_adjacency;      // connection indices, in connection order per place
+    std::vector<uint32_t> m_parent;         // connection that reached each place in the last search
+    std::vector<uint8_t> m_visited;
+    std::vector<uint32_t> m_queue;
+    uint32_t m_ulFrom = 0;
+};
+} // namespace nvxl

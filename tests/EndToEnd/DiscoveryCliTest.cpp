@@ -1,0 +1,121 @@
+// norvanta-cli's discovery and routing commands against norvanta-sim: a fabric discovered,
+// enumerated and saved, its routing tables generated, sent to the switches and read back, and the
+// ways a discovery ends on a fabric that won't let it finish.
+#include "SimProcess.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace
+{
+using nvtest::RunProgram;
+using nvtest::SRunResult;
+
+SRunResult Cli(const nvtest::CSimProcess& sim, std::vector<std::string> args)
+{
+    std::vector<std::string> all = {"--server", "127.0.0.1", "--wait-ms",
+                                    "1500",     "--port",    std::to_string(sim.TcpPort())};
+    all.insert(all.end(), args.begin(), args.end());
+    return RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), all);
+}
+
+bool Has(const std::string& strText, const std::string& strPart)
+{
+    return strText.find(strPart) != std::string::npos;
+}
+
+std::string MapPath(const char* pszName)
+{
+    return nvtest::ProcessTempDir() + "/" + pszName;
+}
+
+TEST(DiscoveryCli, ARingIsEnumeratedRoutedAndReadBack)
+{
+    nvtest::CSimProcess sim("ring.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const std::string strMap = MapPath("ring.nvm");
+    SRunResult result = Cli(sim, {"discover", "--enumerate", "--save", strMap});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut,
+                    "Found 4 switches, 5 endpoints, 0 unknown devices, 59 empty ports, 68 connections\n"))
+        << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Node 9: Memory device 1004h vendor FFF0h destID 5h"));
+    EXPECT_TRUE(Has(result.strOut, "Saved " + strMap));
+
+    // Before the switches have tables nothing routes to an endpoint.
+    result = Cli(sim, {"route", "find", strMap, "9"});
+    EXPECT_EQ(1, result.nExitCode);
+    EXPECT_EQ("Unable to find a route to that PE.\n", result.strErr);
+    result = Cli(sim, {"routes", "generate", strMap, "--download"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Generated routing tables for 4 switches"));
+    EXPECT_TRUE(Has(result.strOut, "Downloaded the routing tables of 4 switches\n"));
+    result = Cli(sim, {"route", "find", strMap, "9"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ(0u, result.strOut.find("Node 9: destID 5h hop count 2\nPE 1 Port 0 -> PE 2 Port 0\n"))
+        << result.strOut;
+    // The simulated switches route by the tables that went down.
+    result = Cli(sim, {"read", "0", "--dest", "5", "--hop", "2"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("0x1004fff0\n", result.strOut);
+    result = Cli(sim, {"routes", "upload", strMap});
+    EXPECT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Uploaded the routing tables of 4 of 4 switches"));
+    result = Cli(sim, {"routes", "download", strMap, "--skip-unused"});
+    EXPECT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("Downloaded the routing tables of 4 of 4 switches\n", result.strOut);
+
+    // A second discovery takes the saved map as its guide and scans its IDs.
+    result = Cli(sim, {"discover", "--map", strMap, "--save", MapPath("ring2.nvm")});
+    EXPECT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "destID 5h")) << "read, not given";
+}
+
+TEST(DiscoveryCli, FiftyOneSwitchesInARowEndTheDiscoveryAndNothingIsSaved)
+{
+    nvtest::CSimProcess sim("chain51.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const std::string strMap = MapPath("chain.nvm");
+    const SRunResult result = Cli(sim, {"discover", "--enumerate", "--no-layout", "--save", strMap});
+    EXPECT_EQ(1, result.nExitCode);
+    EXPECT_TRUE(Has(result.strErr,
+                    "The following error was encountered while attempting to add the most recently "
+                    "discovered switch to the switch stack\n[12] There are too many switches in the "
+                    "network.\n"))
+        << result.strErr;
+    EXPECT_TRUE(Has(result.strErr, "The discovery failed; nothing was saved.\n"));
+    EXPECT_FALSE(std::ifstream(strMap).good());
+}
+
+TEST(DiscoveryCli, UnansweringDevicesBecomeUnknownAndAScanIDFindsTheClosedOne)
+{
+    nvtest::CSimProcess sim("unanswering.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const SRunResult result = Cli(sim, {"discover", "--enumerate", "--scan", "21h", "--no-layout", "--save",
+                                        MapPath("unanswering.nvm")});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Found 1 switches, 3 endpoints, 2 unknown devices")) << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Memory device 1003h vendor FFF0h destID 5h"))
+        << "found by 21h, then enumerated";
+    EXPECT_TRUE(Has(result.strOut,
+                    "  A RapidIO error was encountered while attempting to read the Device ID and "
+                    "Vendor ID for this PE during discovery\n  The following RapidIO errors were "
+                    "detected:\n"));
+}
+
+TEST(DiscoveryCli, ALockHeldByASecondHostIsBroken)
+{
+    nvtest::CSimProcess sim("locked.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const SRunResult result = Cli(sim, {"discover", "--enumerate", "--locks", "--discovery-log",
+                                        "--no-layout", "--save", MapPath("locked.nvm")});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut,
+                    "The host PE was found to be already locked with an ID of 48.\n  Attempting to break "
+                    "lock...\n"));
+    EXPECT_TRUE(Has(result.strOut, "Found 2 switches, 3 endpoints"));
+    EXPECT_EQ(2, Cli(sim, {"discover"}).nExitCode) << "--save is required";
+}
+} // namespace
