@@ -14,7 +14,10 @@ public:
     CCollectingInterface(const CCollectingInterface&) = delete;
     CCollectingInterface& operator=(const CCollectingInterface&) = delete;
 
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override { Messages.append(strText); }
+    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
+    {
+        Messages.append(strText);
+    }
     int Ask(const QString&, const QString&, bool) override { return eAnswerNo; }
     void Beep() override {}
     void SetBusy(bool) override {}

@@ -41,7 +41,8 @@ CCliOptions::CCliOptions(const std::vector<std::string>& args, const std::vector
 
 bool CCliOptions::Has(const std::string& strOption) const
 {
-    return std::any_of(m_values.begin(), m_values.end(), [&](const auto& value) { return value.first == strOption; });
+    return std::any_of(m_values.begin(), m_values.end(),
+                       [&](const auto& value) { return value.first == strOption; });
 }
 
 std::string CCliOptions::Value(const std::string& strOption) const
@@ -73,4 +74,10 @@ bool CliNumber(const std::string& strText, uint64_t ulMax, uint64_t* pValue)
         return false;
     }
     return true;
+}
+
+int CliUsage(const char* pszUsage)
+{
+    std::fprintf(stderr, "usage: norvanta-cli %s\n", pszUsage);
+    return 2;
 }

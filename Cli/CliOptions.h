@@ -34,3 +34,7 @@ private:
 // Parses one number by the number entry rule; prints "Invalid data entry." with the text on
 // failure.
 bool CliNumber(const std::string& strText, uint64_t ulMax, uint64_t* pValue);
+
+// Prints "usage: norvanta-cli " and a command's usage line to standard error; returns the exit
+// status of bad usage, 2.
+int CliUsage(const char* pszUsage);

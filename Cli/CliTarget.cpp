@@ -17,14 +17,16 @@ SCliGlobals& CliGlobals()
 
 std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget()
 {
-    auto close = [](CTargetConnection* pConnection) {
+    auto close = [](CTargetConnection* pConnection)
+    {
         if (pConnection->IsConnected())
         {
             pConnection->Disconnect();
         }
         delete pConnection;
     };
-    std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> pConnection(new CTargetConnection, close);
+    std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> pConnection(new CTargetConnection,
+                                                                                 close);
     in_addr address{};
     if (inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address) != 1 || address.s_addr == 0)
     {
@@ -53,7 +55,8 @@ int CliFailure(int32_t nStatus)
         }
         else
         {
-            std::fprintf(stderr, "A RapidIO Error was encountered.  Additional information is not available.\n");
+            std::fprintf(stderr,
+                         "A RapidIO Error was encountered.  Additional information is not available.\n");
         }
     }
     return 1;

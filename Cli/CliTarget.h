@@ -11,9 +11,9 @@ class CTargetConnection;
 struct SCliGlobals
 {
     std::string strServer = "127.0.0.1"; // IPv4 address of the server
-    bool bUdp = false;                    // talk to it over UDP
-    bool bLarge = false;                  // 16-bit destination IDs
-    std::string strLog;                   // transaction log file
+    bool bUdp = false;                   // talk to it over UDP
+    bool bLarge = false;                 // 16-bit destination IDs
+    std::string strLog;                  // transaction log file
 };
 
 // The globals of this run, filled by main.

@@ -24,12 +24,6 @@ namespace
 {
 const char* const kTypeNames[] = {"undefined", "unrouted", "default", "port", "multicast", "special"};
 
-int Usage(const char* pszUsage)
-{
-    std::fprintf(stderr, "usage: norvanta-cli %s\n", pszUsage);
-    return 2;
-}
-
 // The device a command works on, once the target is open.
 struct SDevice
 {
@@ -59,7 +53,8 @@ public:
     {
         uint64_t ulDestID = 0xFFFFFFFFu;
         uint64_t ulHop = 0;
-        if (!m_pOptions->Number("--dest", 0xFFFFFFFFu, &ulDestID) || !m_pOptions->Number("--hop", 0xFF, &ulHop))
+        if (!m_pOptions->Number("--dest", 0xFFFFFFFFu, &ulDestID) ||
+            !m_pOptions->Number("--hop", 0xFF, &ulHop))
         {
             return 2;
         }
@@ -71,8 +66,8 @@ public:
             return 1;
         }
         HalSetLargeTransport(CliGlobals().bLarge ? 1 : 0);
-        const int32_t nStatus =
-            HalStatusToClient(GetDeviceAndVendor(0, device.ulDestID, device.uchHop, &device.wDevice, &device.wVendor));
+        const int32_t nStatus = HalStatusToClient(
+            GetDeviceAndVendor(0, device.ulDestID, device.uchHop, &device.wDevice, &device.wVendor));
         return nStatus == eRioOk ? 0 : CliFailure(nStatus);
     }
 
@@ -117,7 +112,7 @@ int RunRouteGet(const SCliInvocation& invocation)
     uint64_t ulTable = 0, ulID = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 2)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulTable) ||
         !CliNumber(command.Options().Positional()[1], 0xFFFF, &ulID))
@@ -132,8 +127,9 @@ int RunRouteGet(const SCliInvocation& invocation)
     NVXL_ROUTE_TYPE eType = eNVXL_RouteTypeUndefined;
     uint8_t uchPort = 0;
     uint32_t ulExtra = 0;
-    const int32_t nStatus = RouteGetEntry(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulTable),
-                                          static_cast<uint16_t>(ulID), &eType, &uchPort, &ulExtra);
+    const int32_t nStatus =
+        RouteGetEntry(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulTable),
+                      static_cast<uint16_t>(ulID), &eType, &uchPort, &ulExtra);
     if (nStatus != eRioOk)
     {
         return CliFailure(nStatus);
@@ -144,12 +140,13 @@ int RunRouteGet(const SCliInvocation& invocation)
 
 int RunRouteAdd(const SCliInvocation& invocation)
 {
-    const char* const pszUsage = "route add TABLE DESTID PORT [--type TYPE] [--extra N] [--dest ID] [--hop N]";
+    const char* const pszUsage =
+        "route add TABLE DESTID PORT [--type TYPE] [--extra N] [--dest ID] [--hop N]";
     CDeviceCommand command(invocation, {"--type", "--extra"});
     uint64_t ulTable = 0, ulID = 0, ulPort = 0, ulExtra = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 3)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     NVXL_ROUTE_TYPE eType = eNVXL_RouteTypePort;
     if (!CliNumber(command.Options().Positional()[0], 255, &ulTable) ||
@@ -165,14 +162,15 @@ int RunRouteAdd(const SCliInvocation& invocation)
         return nExit;
     }
     const SDevice& d = command.device;
-    const int32_t nStatus =
-        RouteAddEntry(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulTable),
-                      static_cast<uint16_t>(ulID), static_cast<uint8_t>(ulPort), eType, static_cast<uint32_t>(ulExtra));
+    const int32_t nStatus = RouteAddEntry(
+        d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulTable),
+        static_cast<uint16_t>(ulID), static_cast<uint8_t>(ulPort), eType, static_cast<uint32_t>(ulExtra));
     if (nStatus != eRioOk)
     {
         return CliFailure(nStatus);
     }
-    PrintEntry(static_cast<uint16_t>(ulID), eType, static_cast<uint8_t>(ulPort), static_cast<uint32_t>(ulExtra));
+    PrintEntry(static_cast<uint16_t>(ulID), eType, static_cast<uint8_t>(ulPort),
+               static_cast<uint32_t>(ulExtra));
     return 0;
 }
 
@@ -183,7 +181,7 @@ int RunRouteLoad(const SCliInvocation& invocation)
     uint64_t ulTable = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 1)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulTable))
     {
@@ -196,8 +194,8 @@ int RunRouteLoad(const SCliInvocation& invocation)
     const SDevice& d = command.device;
     uint32_t ulCount = 0;
     NVXL_ROUTE_ENTRY* pTable = nullptr;
-    const int32_t nStatus =
-        LoadRoutingTable(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulTable), &ulCount, &pTable);
+    const int32_t nStatus = LoadRoutingTable(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop,
+                                             static_cast<uint8_t>(ulTable), &ulCount, &pTable);
     if (nStatus != eRioOk)
     {
         std::free(pTable);
@@ -218,7 +216,7 @@ int RunRouteStore(const SCliInvocation& invocation)
     uint64_t ulTable = 0;
     if (!command.Options().Ok() || command.Options().Positional().empty())
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulTable))
     {
@@ -237,13 +235,15 @@ int RunRouteStore(const SCliInvocation& invocation)
         uint64_t ulID = 0, ulPort = 0;
         if (nEquals == std::string::npos)
         {
-            return Usage(pszUsage);
+            return CliUsage(pszUsage);
         }
-        if (!CliNumber(strPair.substr(0, nEquals), 0xFFFF, &ulID) || !CliNumber(strPair.substr(nEquals + 1), 255, &ulPort))
+        if (!CliNumber(strPair.substr(0, nEquals), 0xFFFF, &ulID) ||
+            !CliNumber(strPair.substr(nEquals + 1), 255, &ulPort))
         {
             return 2;
         }
-        table[ulID] = NVXL_ROUTE_ENTRY{static_cast<uint16_t>(ulID), static_cast<uint8_t>(ulPort), eNVXL_RouteTypePort, 0};
+        table[ulID] = NVXL_ROUTE_ENTRY{static_cast<uint16_t>(ulID), static_cast<uint8_t>(ulPort),
+                                       eNVXL_RouteTypePort, 0};
     }
     if (const int nExit = command.Open())
     {
@@ -273,7 +273,7 @@ int RunSpeedGet(const SCliInvocation& invocation)
     uint64_t ulPort = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 1)
     {
-        return Usage("speed get PORT [--dest ID] [--hop N]");
+        return CliUsage("speed get PORT [--dest ID] [--hop N]");
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulPort))
     {
@@ -285,8 +285,8 @@ int RunSpeedGet(const SCliInvocation& invocation)
     }
     const SDevice& d = command.device;
     uint32_t ulSpeed = 0;
-    const int32_t nStatus =
-        GetPortSpeedMHz(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulPort), &ulSpeed);
+    const int32_t nStatus = GetPortSpeedMHz(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop,
+                                            static_cast<uint8_t>(ulPort), &ulSpeed);
     if (nStatus != eRioOk)
     {
         return CliFailure(nStatus);
@@ -301,7 +301,7 @@ int RunSpeedSet(const SCliInvocation& invocation)
     uint64_t ulPort = 0, ulSpeed = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 2)
     {
-        return Usage("speed set PORT MHZ [--dest ID] [--hop N]");
+        return CliUsage("speed set PORT MHZ [--dest ID] [--hop N]");
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulPort) ||
         !CliNumber(command.Options().Positional()[1], 0xFFFFFFFFu, &ulSpeed))
@@ -328,12 +328,14 @@ int RunLock(const SCliInvocation& invocation, int nAction)
     CDeviceCommand command(invocation, {"--host", "--timeout"}, {"--break"});
     if (!command.Options().Ok() || !command.Options().Positional().empty())
     {
-        return Usage(nAction == 0   ? "lock acquire [--host ID] [--timeout SECONDS] [--break] [--dest ID] [--hop N]"
-                     : nAction == 1 ? "lock release [--host ID] [--dest ID] [--hop N]"
-                                    : "lock show [--dest ID] [--hop N]");
+        return CliUsage(nAction == 0
+                            ? "lock acquire [--host ID] [--timeout SECONDS] [--break] [--dest ID] [--hop N]"
+                        : nAction == 1 ? "lock release [--host ID] [--dest ID] [--hop N]"
+                                       : "lock show [--dest ID] [--hop N]");
     }
     uint64_t ulHost = 0x10000, ulTimeout = 0;
-    if (!command.Options().Number("--host", 0xFFFF, &ulHost) || !command.Options().Number("--timeout", 3600, &ulTimeout))
+    if (!command.Options().Number("--host", 0xFFFF, &ulHost) ||
+        !command.Options().Number("--timeout", 3600, &ulTimeout))
     {
         return 2;
     }
@@ -367,16 +369,25 @@ int RunLock(const SCliInvocation& invocation, int nAction)
     return 0;
 }
 
-int RunLockAcquire(const SCliInvocation& invocation) { return RunLock(invocation, 0); }
-int RunLockRelease(const SCliInvocation& invocation) { return RunLock(invocation, 1); }
-int RunLockShow(const SCliInvocation& invocation) { return RunLock(invocation, 2); }
+int RunLockAcquire(const SCliInvocation& invocation)
+{
+    return RunLock(invocation, 0);
+}
+int RunLockRelease(const SCliInvocation& invocation)
+{
+    return RunLock(invocation, 1);
+}
+int RunLockShow(const SCliInvocation& invocation)
+{
+    return RunLock(invocation, 2);
+}
 
 int RunPortsTrained(const SCliInvocation& invocation)
 {
     CDeviceCommand command(invocation, {});
     if (!command.Options().Ok() || !command.Options().Positional().empty())
     {
-        return Usage("ports trained [--dest ID] [--hop N]");
+        return CliUsage("ports trained [--dest ID] [--hop N]");
     }
     if (const int nExit = command.Open())
     {
@@ -385,8 +396,8 @@ int RunPortsTrained(const SCliInvocation& invocation)
     const SDevice& d = command.device;
     uint8_t abTrained[256] = {};
     uint32_t ulPorts = 256;
-    const int32_t nStatus = CTargetClient::Instance().ArePortsTrained(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop,
-                                                                      &ulPorts, abTrained);
+    const int32_t nStatus = CTargetClient::Instance().ArePortsTrained(d.wVendor, d.wDevice, 0, d.ulDestID,
+                                                                      d.uchHop, &ulPorts, abTrained);
     if (nStatus != eRioOk)
     {
         return CliFailure(nStatus);
@@ -404,7 +415,7 @@ int RunPortErrorsClear(const SCliInvocation& invocation)
     uint64_t ulPort = 0;
     if (!command.Options().Ok() || command.Options().Positional().size() != 1)
     {
-        return Usage("port errors clear PORT [--dest ID] [--hop N]");
+        return CliUsage("port errors clear PORT [--dest ID] [--hop N]");
     }
     if (!CliNumber(command.Options().Positional()[0], 255, &ulPort))
     {
@@ -416,8 +427,8 @@ int RunPortErrorsClear(const SCliInvocation& invocation)
     }
     const SDevice& d = command.device;
     uint32_t ulRemaining = 0;
-    const int32_t nStatus =
-        ClearPortErrors(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop, static_cast<uint8_t>(ulPort), &ulRemaining);
+    const int32_t nStatus = ClearPortErrors(d.wVendor, d.wDevice, 0, d.ulDestID, d.uchHop,
+                                            static_cast<uint8_t>(ulPort), &ulRemaining);
     if (nStatus != eRioOk)
     {
         return CliFailure(nStatus);

@@ -66,12 +66,6 @@ private:
     bool m_bGuide;
 };
 
-int Usage(const char* pszUsage)
-{
-    std::fprintf(stderr, "usage: norvanta-cli %s\n", pszUsage);
-    return 2;
-}
-
 // The IDs of a scan sequence option: numbers separated by commas, semicolons, full stops or blanks.
 bool ScanIDs(const std::string& strText, std::vector<uint32_t>* pIDs)
 {
@@ -151,7 +145,7 @@ int RunDiscover(const SCliInvocation& invocation)
         {
             std::fprintf(stderr, "%s\n", options.Error().c_str());
         }
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     const bool bLarge = CliGlobals().bLarge;
     const uint64_t ulMaxID = bLarge ? 0xFFFF : 0xFF;

@@ -21,12 +21,6 @@ std::unique_ptr<IUserInterface> MakeCliAnswers(bool bSkipUnused);
 
 namespace
 {
-int Usage(const char* pszUsage)
-{
-    std::fprintf(stderr, "usage: norvanta-cli %s\n", pszUsage);
-    return 2;
-}
-
 // Reads the map of a command; the map's own ID width is the one in force.
 bool LoadMap(const std::string& strPath, CNetworkDocument& map)
 {
@@ -85,7 +79,7 @@ int RunRoutesGenerate(const SCliInvocation& invocation)
     const CCliOptions options(invocation.args, {"--save"}, {"--download", "--skip-unused"});
     if (!options.Ok() || options.Positional().size() != 1)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     auto answers = MakeCliAnswers(options.Has("--skip-unused"));
     CNetworkDocument map;
@@ -129,7 +123,7 @@ int RunRoutesTransfer(const SCliInvocation& invocation, bool bUpload)
     const CCliOptions options(invocation.args, {}, {"--skip-unused"});
     if (!options.Ok() || options.Positional().size() != 1)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     auto answers = MakeCliAnswers(options.Has("--skip-unused"));
     CNetworkDocument map;
@@ -182,7 +176,7 @@ int RunRouteFind(const SCliInvocation& invocation)
     const CCliOptions options(invocation.args, {}, {"--modified"});
     if (!options.Ok() || options.Positional().size() != 2)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     uint64_t ulNode = 0;
     if (!CliNumber(options.Positional()[1], 0xFFFFFFFFu, &ulNode))

@@ -14,12 +14,6 @@
 
 namespace
 {
-int Usage(const char* pszUsage)
-{
-    std::fprintf(stderr, "usage: norvanta-cli %s\n", pszUsage);
-    return 2;
-}
-
 // The address options of a maintenance transaction: --dest (default the host's own device)
 // and --hop.
 bool TargetAddress(const CCliOptions& options, uint32_t* pulDestID, uint8_t* puchHopCount)
@@ -39,7 +33,7 @@ int RunIdentify(const SCliInvocation& invocation)
 {
     if (!invocation.args.empty())
     {
-        return Usage("identify");
+        return CliUsage("identify");
     }
     auto pConnection = OpenCliTarget();
     if (!pConnection)
@@ -59,21 +53,22 @@ int RunRead(const SCliInvocation& invocation)
     const CCliOptions options(invocation.args, {"--dest", "--hop", "--count", "--size", "--stride"}, {});
     if (!options.Ok() || options.Positional().size() != 1)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     uint64_t ulOffset = 0;
     uint64_t ulCount = 1;
     uint64_t ulSize = 4;
     uint32_t ulDestID = 0;
     uint8_t uchHop = 0;
-    if (!CliNumber(options.Positional()[0], 0xFFFFFFu, &ulOffset) || !options.Number("--count", 0x10000, &ulCount) ||
-        !options.Number("--size", 4, &ulSize) || !TargetAddress(options, &ulDestID, &uchHop))
+    if (!CliNumber(options.Positional()[0], 0xFFFFFFu, &ulOffset) ||
+        !options.Number("--count", 0x10000, &ulCount) || !options.Number("--size", 4, &ulSize) ||
+        !TargetAddress(options, &ulDestID, &uchHop))
     {
         return 2;
     }
     if (ulSize != 1 && ulSize != 2 && ulSize != 4)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     uint64_t ulStride = ulSize;
     if (!options.Number("--stride", 0xFFFFFF, &ulStride))
@@ -96,15 +91,18 @@ int RunRead(const SCliInvocation& invocation)
     int32_t nStatus = 0;
     if (ulSize == 4)
     {
-        nStatus = client.Maint_read(0, ulDestID, uchHop, ulOffset32, words.data(), ulWords, ulStride32, ulPriority);
+        nStatus =
+            client.Maint_read(0, ulDestID, uchHop, ulOffset32, words.data(), ulWords, ulStride32, ulPriority);
     }
     else if (ulSize == 2)
     {
-        nStatus = client.Maint_read(0, ulDestID, uchHop, ulOffset32, halves.data(), ulWords, ulStride32, ulPriority);
+        nStatus = client.Maint_read(0, ulDestID, uchHop, ulOffset32, halves.data(), ulWords, ulStride32,
+                                    ulPriority);
     }
     else
     {
-        nStatus = client.Maint_read(0, ulDestID, uchHop, ulOffset32, bytes.data(), ulWords, ulStride32, ulPriority);
+        nStatus =
+            client.Maint_read(0, ulDestID, uchHop, ulOffset32, bytes.data(), ulWords, ulStride32, ulPriority);
     }
     if (nStatus != eRioOk)
     {
@@ -134,14 +132,14 @@ int RunWrite(const SCliInvocation& invocation)
     const CCliOptions options(invocation.args, {"--dest", "--hop", "--stride"}, {});
     if (!options.Ok() || options.Positional().size() < 2)
     {
-        return Usage(pszUsage);
+        return CliUsage(pszUsage);
     }
     uint64_t ulOffset = 0;
     uint64_t ulStride = 4;
     uint32_t ulDestID = 0;
     uint8_t uchHop = 0;
-    if (!CliNumber(options.Positional()[0], 0xFFFFFFu, &ulOffset) || !options.Number("--stride", 0xFFFFFF, &ulStride) ||
-        !TargetAddress(options, &ulDestID, &uchHop))
+    if (!CliNumber(options.Positional()[0], 0xFFFFFFu, &ulOffset) ||
+        !options.Number("--stride", 0xFFFFFF, &ulStride) || !TargetAddress(options, &ulDestID, &uchHop))
     {
         return 2;
     }
@@ -160,10 +158,9 @@ int RunWrite(const SCliInvocation& invocation)
     {
         return 1;
     }
-    const int32_t nStatus =
-        CTargetClient::Instance().Maint_write(0, ulDestID, uchHop, static_cast<uint32_t>(ulOffset), words.data(),
-                                              static_cast<uint32_t>(words.size()), static_cast<uint32_t>(ulStride),
-                                              HalGetPriority());
+    const int32_t nStatus = CTargetClient::Instance().Maint_write(
+        0, ulDestID, uchHop, static_cast<uint32_t>(ulOffset), words.data(),
+        static_cast<uint32_t>(words.size()), static_cast<uint32_t>(ulStride), HalGetPriority());
     return nStatus == eRioOk ? 0 : CliFailure(nStatus);
 }
 
@@ -171,7 +168,7 @@ int RunSearch(const SCliInvocation& invocation)
 {
     if (!invocation.args.empty())
     {
-        return Usage("search");
+        return CliUsage("search");
     }
     CTargetList list;
     list.Load();

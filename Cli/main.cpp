@@ -25,8 +25,8 @@ extern const SCliCommand g_aRouteCommands[];
 
 namespace
 {
-const SCliCommand* const kCommandTables[] = {g_aTargetCommands, g_aDeviceCommands, g_aMapCommands,
-                                             g_aRegsCommands, g_aDiscoveryCommands, g_aRouteCommands};
+const SCliCommand* const kCommandTables[] = {g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,
+                                             g_aRegsCommands,   g_aDiscoveryCommands, g_aRouteCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
@@ -85,16 +85,17 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     std::vector<std::string> args(argv + 1, argv + argc);
     // The global options may stand anywhere; what is left is the command and its words.
-    const std::vector<std::string> valueGlobals = {"--server",    "--port",           "--local-port",
-                                                   "--log",       "--wait-ms",        "--broadcast",
-                                                   "--broadcast-port", "--reply-port"};
+    const std::vector<std::string> valueGlobals = {
+        "--server",  "--port",      "--local-port",     "--log",
+        "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
     for (size_t i = 0; i < args.size(); ++i)
     {
         const std::string& strWord = args[i];
-        const bool bValue = std::find(valueGlobals.begin(), valueGlobals.end(), strWord) != valueGlobals.end();
+        const bool bValue =
+            std::find(valueGlobals.begin(), valueGlobals.end(), strWord) != valueGlobals.end();
         const bool bFlag = std::find(flagGlobals.begin(), flagGlobals.end(), strWord) != flagGlobals.end();
         if (!bValue && !bFlag)
         {
@@ -155,7 +156,8 @@ int main(int argc, char** argv)
     }
     if (globals.bLarge)
     {
-        SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), QStringLiteral("16"));
+        SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
+                              QStringLiteral("16"));
     }
     ReloadLinkSettings();
     if (!globals.strLog.empty())

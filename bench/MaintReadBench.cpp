@@ -8,8 +8,8 @@
 #include "NVXLHal.h"
 #include "TargetConnection.h"
 
-#include <arpa/inet.h>
 #include <algorithm>
+#include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <netinet/in.h>
@@ -68,13 +68,14 @@ void BareSocket(benchmark::State& state)
     // The same message the client sends: header and body as two sends, then the reply's header,
     // body and data as three receives.
     const uint8_t abHeader[8] = {0, 0, 0, 3, 0, 0, 0, 36};
-    const uint8_t abBody[36] = {0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x60,
-                                0, 0, 0, 1, 0, 0, 0, 4, 0, 0, 0, 4, 0, 0, 0, 2};
+    const uint8_t abBody[36] = {0, 0,    0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                0, 0x60, 0, 0, 0,    1,    0,    0,    0, 4, 0, 0, 0, 4, 0, 0, 0, 2};
     uint8_t abReply[64];
     for (auto _ : state)
     {
-        if (::send(nSocket, abHeader, sizeof(abHeader), 0) != 8 || ::send(nSocket, abBody, sizeof(abBody), 0) != 36 ||
-            !RecvAll(nSocket, abReply, 8) || !RecvAll(nSocket, abReply + 8, 48) || !RecvAll(nSocket, abReply + 56, 4))
+        if (::send(nSocket, abHeader, sizeof(abHeader), 0) != 8 ||
+            ::send(nSocket, abBody, sizeof(abBody), 0) != 36 || !RecvAll(nSocket, abReply, 8) ||
+            !RecvAll(nSocket, abReply + 8, 48) || !RecvAll(nSocket, abReply + 56, 4))
         {
             state.SkipWithError("exchange failed");
             break;
@@ -167,6 +168,7 @@ int main(int argc, char** argv)
     std::printf("\nmaintenance read, one word, TCP loopback (medians of 7 alternating rounds):\n"
                 "client road %.1f us, bare socket %.1f us\n",
                 dClient / 1000, dBare / 1000);
-    std::printf("ratio client/bare: %.3f (target at most 1.25) %s\n", dRatio, dRatio <= 1.25 ? "MET" : "NOT MET");
+    std::printf("ratio client/bare: %.3f (target at most 1.25) %s\n", dRatio,
+                dRatio <= 1.25 ? "MET" : "NOT MET");
     return 0;
 }

@@ -26,8 +26,10 @@ public:
     virtual bool RegisterRead(uint32_t ulOffset, uint32_t* pulValue) = 0;
     virtual bool RegisterWrite(uint32_t ulOffset, uint32_t ulValue) = 0;
     // Maintenance transactions into the fabric.
-    virtual bool SrioMaintRead(uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset, uint32_t* pulValue) = 0;
-    virtual bool SrioMaintWrite(uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset, uint32_t ulValue) = 0;
+    virtual bool SrioMaintRead(uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
+                               uint32_t* pulValue) = 0;
+    virtual bool SrioMaintWrite(uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
+                                uint32_t ulValue) = 0;
     // NREAD and NWRITE of the 66-bit address forms; ulFlags carries priority, address
     // extension and type as the front end builds them.
     virtual bool DataRead(uint32_t ulDestID, uint32_t ulAddressHi, uint32_t ulAddressLo, uint32_t ulFlags,

@@ -13,7 +13,10 @@ namespace
 {
 CTargetClient* g_pClient = nullptr;
 
-bool ValidPriority(uint32_t ulPriority) { return ulPriority <= 2; }
+bool ValidPriority(uint32_t ulPriority)
+{
+    return ulPriority <= 2;
+}
 
 // Stores the transport flag again, as the HAL's callers may have passed one of their own.
 void KeepTransportFlag(uint32_t bLargeTransport)
@@ -24,9 +27,9 @@ void KeepTransportFlag(uint32_t bLargeTransport)
     }
 }
 
-NVXL_STATUS AdapterMaintRead(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                             void* pvData, uint32_t ulWordCount, uint32_t ulWordSize, uint32_t ulStride,
-                             uint32_t bLargeTransport, uint32_t ulPriority)
+NVXL_STATUS AdapterMaintRead(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                             uint32_t ulOffset, void* pvData, uint32_t ulWordCount, uint32_t ulWordSize,
+                             uint32_t ulStride, uint32_t bLargeTransport, uint32_t ulPriority)
 {
     if (!ValidPriority(ulPriority))
     {
@@ -37,8 +40,8 @@ NVXL_STATUS AdapterMaintRead(void*, uint8_t uchLocalPort, uint32_t ulDestID, uin
     switch (ulWordSize)
     {
     case 1:
-        nStatus = g_pClient->Maint_read(uchLocalPort, ulDestID, uchHopCount, ulOffset, static_cast<uint8_t*>(pvData),
-                                        ulWordCount, ulStride, ulPriority);
+        nStatus = g_pClient->Maint_read(uchLocalPort, ulDestID, uchHopCount, ulOffset,
+                                        static_cast<uint8_t*>(pvData), ulWordCount, ulStride, ulPriority);
         break;
     case 2:
         nStatus = g_pClient->Maint_read(uchLocalPort, ulDestID, uchHopCount, ulOffset,
@@ -54,9 +57,10 @@ NVXL_STATUS AdapterMaintRead(void*, uint8_t uchLocalPort, uint32_t ulDestID, uin
     return ClientStatusToHal(nStatus);
 }
 
-NVXL_STATUS AdapterMaintWrite(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                              const void* pvData, uint32_t ulWordCount, uint32_t ulWordSize, uint32_t ulStride,
-                              uint32_t bLargeTransport, uint32_t ulPriority)
+NVXL_STATUS AdapterMaintWrite(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                              uint32_t ulOffset, const void* pvData, uint32_t ulWordCount,
+                              uint32_t ulWordSize, uint32_t ulStride, uint32_t bLargeTransport,
+                              uint32_t ulPriority)
 {
     if (!ValidPriority(ulPriority))
     {
@@ -83,8 +87,8 @@ NVXL_STATUS AdapterMaintWrite(void*, uint8_t uchLocalPort, uint32_t ulDestID, ui
     switch (ulWordSize)
     {
     case 1:
-        nStatus = g_pClient->Maint_write(uchLocalPort, ulDestID, uchHopCount, ulOffset, static_cast<uint8_t*>(pvCopy),
-                                         ulWordCount, ulStride, ulPriority);
+        nStatus = g_pClient->Maint_write(uchLocalPort, ulDestID, uchHopCount, ulOffset,
+                                         static_cast<uint8_t*>(pvCopy), ulWordCount, ulStride, ulPriority);
         break;
     case 2:
         nStatus = g_pClient->Maint_write(uchLocalPort, ulDestID, uchHopCount, ulOffset,
@@ -107,13 +111,13 @@ NVXL_STATUS AdapterDataRead(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint
         return NVXL_ERR_INVALID_PARAM;
     }
     KeepTransportFlag(bLargeTransport);
-    return ClientStatusToHal(g_pClient->Nread(uchLocalPort, ulDestID, ulRioAddressHi, ulRioAddressLo, ulXferType,
-                                              ulPriority, pvData, ulByteCount));
+    return ClientStatusToHal(g_pClient->Nread(uchLocalPort, ulDestID, ulRioAddressHi, ulRioAddressLo,
+                                              ulXferType, ulPriority, pvData, ulByteCount));
 }
 
 NVXL_STATUS AdapterDataWrite(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulRioAddressHi,
-                             uint32_t ulRioAddressLo, uint32_t ulXferType, uint32_t ulPriority, const void* pvData,
-                             uint32_t ulByteCount, uint32_t bLargeTransport)
+                             uint32_t ulRioAddressLo, uint32_t ulXferType, uint32_t ulPriority,
+                             const void* pvData, uint32_t ulByteCount, uint32_t bLargeTransport)
 {
     if (!ValidPriority(ulPriority))
     {
@@ -126,15 +130,16 @@ NVXL_STATUS AdapterDataWrite(void*, uint8_t uchLocalPort, uint32_t ulDestID, uin
 
 NVXL_STATUS AdapterMessageSend(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority,
                                uint32_t bMultiPacket, uint32_t ulMailboxNum, const void* pvData,
-                               uint32_t ulPacketByteCount, uint32_t ulTotalByteCount, uint32_t bLargeTransport)
+                               uint32_t ulPacketByteCount, uint32_t ulTotalByteCount,
+                               uint32_t bLargeTransport)
 {
     if (!ValidPriority(ulPriority))
     {
         return NVXL_ERR_INVALID_PARAM;
     }
     KeepTransportFlag(bLargeTransport);
-    return ClientStatusToHal(g_pClient->Message(uchLocalPort, ulDestID, ulPriority, bMultiPacket != 0, ulMailboxNum,
-                                                pvData, ulPacketByteCount, ulTotalByteCount));
+    return ClientStatusToHal(g_pClient->Message(uchLocalPort, ulDestID, ulPriority, bMultiPacket != 0,
+                                                ulMailboxNum, pvData, ulPacketByteCount, ulTotalByteCount));
 }
 
 NVXL_STATUS AdapterDoorbellSend(void*, uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority,
@@ -148,9 +153,9 @@ NVXL_STATUS AdapterDoorbellSend(void*, uint8_t uchLocalPort, uint32_t ulDestID, 
     return ClientStatusToHal(g_pClient->Doorbell(uchLocalPort, ulDestID, ulPriority, wInfoWord));
 }
 
-NVXL_STATUS AdapterMessageQueue(void*, uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbTT, uint8_t* pbOverflow,
-                                uint32_t* pulSourceID, uint32_t* pulPriority, uint32_t* pulMailboxNum,
-                                uint32_t* pulSize, void* pvData)
+NVXL_STATUS AdapterMessageQueue(void*, uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbTT,
+                                uint8_t* pbOverflow, uint32_t* pulSourceID, uint32_t* pulPriority,
+                                uint32_t* pulMailboxNum, uint32_t* pulSize, void* pvData)
 {
     return ClientStatusToHal(g_pClient->MessageQueue(ulWhichQueue, ulCommand, pbTT, pbOverflow, pulSourceID,
                                                      pulPriority, pulMailboxNum, pulSize, pvData));
@@ -159,7 +164,8 @@ NVXL_STATUS AdapterMessageQueue(void*, uint32_t ulWhichQueue, uint32_t ulCommand
 NVXL_STATUS AdapterDoorbellQueue(void*, uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbValid,
                                  uint8_t* pbOverflow, uint16_t* pwInfoWord)
 {
-    return ClientStatusToHal(g_pClient->DoorbellQueue(ulWhichQueue, ulCommand, pbValid, pbOverflow, pwInfoWord));
+    return ClientStatusToHal(
+        g_pClient->DoorbellQueue(ulWhichQueue, ulCommand, pbValid, pbOverflow, pwInfoWord));
 }
 
 NVXL_STATUS AdapterMemoryRead(void*, uint32_t dwAddressHi, uint32_t dwAddressLo, uint32_t dwWordCount,
@@ -179,7 +185,10 @@ NVXL_STATUS AdapterGetRioErrors(void*, char* pszText, uint32_t ulSize)
     return ClientStatusToHal(g_pClient->GetRioErrors(pszText, ulSize));
 }
 
-void AdapterDebugOutput(void*, const char* pszText) { DebugPrint(eDebugMiddleware, "%s", pszText); }
+void AdapterDebugOutput(void*, const char* pszText)
+{
+    DebugPrint(eDebugMiddleware, "%s", pszText);
+}
 } // namespace
 
 void InstallHalAdapter(CTargetClient* pClient)

@@ -8,7 +8,8 @@ CServerCaps& CServerCaps::Instance()
 
 void CServerCaps::Fill(uint32_t ulInterfaceVersion, uint32_t ulMask)
 {
-    const auto grant = [ulMask](bool& bFlag, int nBit) {
+    const auto grant = [ulMask](bool& bFlag, int nBit)
+    {
         if (ulMask & (1u << nBit))
         {
             bFlag = true;

@@ -89,7 +89,10 @@ inline uint32_t GetBE32(const uint8_t* p)
     return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
            (static_cast<uint32_t>(p[2]) << 8) | static_cast<uint32_t>(p[3]);
 }
-inline uint16_t GetBE16(const uint8_t* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
+inline uint16_t GetBE16(const uint8_t* p)
+{
+    return static_cast<uint16_t>((p[0] << 8) | p[1]);
+}
 
 // The server's identity record (the body of NVT_IDENTIFYRESP), in host order.
 struct SServerInfo
@@ -97,17 +100,17 @@ struct SServerInfo
     uint32_t ulInterfaceVersion = 0; // a date in hexadecimal digits, such as 0x20070910
     uint16_t wDeviceID = 0;          // RapidIO identity of the host PE
     uint16_t wVendorID = 0;
-    uint16_t wShortDestID = 0;       // the host's small and large destination IDs
+    uint16_t wShortDestID = 0; // the host's small and large destination IDs
     uint16_t wLongDestID = 0;
-    uint32_t bLongDestIDValid = 0;   // 0: the host has no large destination ID
-    uint8_t uchStatus = 0;           // 1 ready on TCP, 2 busy, 3 not available, 4 ready on UDP
-    uint32_t ulNumLocalPorts = 0;    // RapidIO ports of the host
-    uint8_t uchServerMajor = 0;      // server version
+    uint32_t bLongDestIDValid = 0; // 0: the host has no large destination ID
+    uint8_t uchStatus = 0;         // 1 ready on TCP, 2 busy, 3 not available, 4 ready on UDP
+    uint32_t ulNumLocalPorts = 0;  // RapidIO ports of the host
+    uint8_t uchServerMajor = 0;    // server version
     uint8_t uchServerMinor = 0;
-    uint32_t ulDriverMajor = 0;      // version of the server's RapidIO driver
+    uint32_t ulDriverMajor = 0; // version of the server's RapidIO driver
     uint32_t ulDriverMinor = 0;
-    uint16_t wOSType = 0;            // 0 simulator, 1 Linux, 2 Neutrino, 3 DSP/BIOS, 4 SYS/BIOS
-    uint16_t wProcessorType = 0;     // 0 simulator, 1..3 processors
+    uint16_t wOSType = 0;                 // 0 simulator, 1 Linux, 2 Neutrino, 3 DSP/BIOS, 4 SYS/BIOS
+    uint16_t wProcessorType = 0;          // 0 simulator, 1..3 processors
     std::array<uint8_t, 96> abReserved{}; // two reserved areas, kept as they came
 };
 

@@ -3,9 +3,9 @@
 #include "ClientStatus.h"
 #include "HalAdapter.h"
 #include "HalWrappers.h"
+#include "LinkSettings.h"
 #include "NVXLHal.h"
 #include "NVXLStatus.h"
-#include "LinkSettings.h"
 #include "Preferences.h"
 #include "ServerCaps.h"
 #include "TargetLink.h"
@@ -77,7 +77,10 @@ void LogSignedBytes(const void* pvData, uint32_t ulByteCount)
     }
 }
 
-void LogFailed(int32_t nStatus) { WriteToLog("Failed %d\n", nStatus); }
+void LogFailed(int32_t nStatus)
+{
+    WriteToLog("Failed %d\n", nStatus);
+}
 } // namespace
 
 CTargetClient& CTargetClient::Instance()
@@ -86,12 +89,18 @@ CTargetClient& CTargetClient::Instance()
     return client;
 }
 
-CTargetClient::CTargetClient() { InstallHalAdapter(this); }
+CTargetClient::CTargetClient()
+{
+    InstallHalAdapter(this);
+}
 
-bool CTargetClient::Connected() const { return m_pLink && m_pLink->IsConnected(); }
+bool CTargetClient::Connected() const
+{
+    return m_pLink && m_pLink->IsConnected();
+}
 
-bool CTargetClient::SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint32_t ulBodySize, const void* pvData,
-                                uint32_t ulDataSize, uint32_t ulChunk)
+bool CTargetClient::SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint32_t ulBodySize,
+                                const void* pvData, uint32_t ulDataSize, uint32_t ulChunk)
 {
     uint8_t abHeader[kHeaderSize];
     EncodeHeader(abHeader, ulMessageID, ulBodySize + ulDataSize);
@@ -157,39 +166,44 @@ void CTargetClient::Drain(uint32_t ulLength)
 // ---------------------------------------------------------------------------------------------
 // Maintenance
 
-int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                  uint8_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority,
-                                  bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed, uint32_t* pulTick)
+int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                  uint32_t ulOffset, uint8_t* pData, uint32_t ulWordCount, uint32_t ulStride,
+                                  uint32_t ulPriority, bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed,
+                                  uint32_t* pulTick)
 {
-    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 1, ulStride, ulPriority,
-                        bTimed, ulLastTick, pulElapsed, pulTick);
+    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 1, ulStride,
+                        ulPriority, bTimed, ulLastTick, pulElapsed, pulTick);
 }
 
-int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                  uint16_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority,
-                                  bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed, uint32_t* pulTick)
+int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                  uint32_t ulOffset, uint16_t* pData, uint32_t ulWordCount, uint32_t ulStride,
+                                  uint32_t ulPriority, bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed,
+                                  uint32_t* pulTick)
 {
-    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 2, ulStride, ulPriority,
-                        bTimed, ulLastTick, pulElapsed, pulTick);
+    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 2, ulStride,
+                        ulPriority, bTimed, ulLastTick, pulElapsed, pulTick);
 }
 
-int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                  uint32_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority,
-                                  bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed, uint32_t* pulTick)
+int32_t CTargetClient::Maint_read(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                  uint32_t ulOffset, uint32_t* pData, uint32_t ulWordCount, uint32_t ulStride,
+                                  uint32_t ulPriority, bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed,
+                                  uint32_t* pulTick)
 {
-    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 4, ulStride, ulPriority,
-                        bTimed, ulLastTick, pulElapsed, pulTick);
+    return MaintReadAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 4, ulStride,
+                        ulPriority, bTimed, ulLastTick, pulElapsed, pulTick);
 }
 
-int32_t CTargetClient::MaintReadAny(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                    void* pvData, uint32_t ulWordCount, uint32_t ulWordSize, uint32_t ulStride,
-                                    uint32_t ulPriority, bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed,
-                                    uint32_t* pulTick)
+int32_t CTargetClient::MaintReadAny(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                    uint32_t ulOffset, void* pvData, uint32_t ulWordCount,
+                                    uint32_t ulWordSize, uint32_t ulStride, uint32_t ulPriority, bool bTimed,
+                                    uint32_t ulLastTick, uint32_t* pulElapsed, uint32_t* pulTick)
 {
-    WriteToLog("Maint_read %x %d %x %x %x ", ulDestID, ulPriority, uchHopCount, ulOffset, ulWordCount * ulWordSize);
+    WriteToLog("Maint_read %x %d %x %x %x ", ulDestID, ulPriority, uchHopCount, ulOffset,
+               ulWordCount * ulWordSize);
     WriteToLog("# ");
-    const int32_t nStatus = ReadTransaction(uchLocalPort, ulDestID, uchHopCount, ulOffset, pvData, ulWordCount,
-                                            ulWordSize, ulStride, ulPriority, bTimed, ulLastTick, pulElapsed, pulTick);
+    const int32_t nStatus =
+        ReadTransaction(uchLocalPort, ulDestID, uchHopCount, ulOffset, pvData, ulWordCount, ulWordSize,
+                        ulStride, ulPriority, bTimed, ulLastTick, pulElapsed, pulTick);
     if (nStatus != eRioOk)
     {
         return nStatus;
@@ -210,9 +224,10 @@ int32_t CTargetClient::MaintReadAny(uint8_t uchLocalPort, uint32_t ulDestID, uin
 }
 
 int32_t CTargetClient::ReadTransaction(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
-                                       uint32_t ulOffset, void* pvData, uint32_t ulWordCount, uint32_t ulWordSize,
-                                       uint32_t ulStride, uint32_t ulPriority, bool bTimed, uint32_t ulLastTick,
-                                       uint32_t* pulElapsed, uint32_t* pulTick)
+                                       uint32_t ulOffset, void* pvData, uint32_t ulWordCount,
+                                       uint32_t ulWordSize, uint32_t ulStride, uint32_t ulPriority,
+                                       bool bTimed, uint32_t ulLastTick, uint32_t* pulElapsed,
+                                       uint32_t* pulTick)
 {
     if (!Connected())
     {
@@ -317,7 +332,8 @@ int32_t CTargetClient::ReadTransaction(uint8_t uchLocalPort, uint32_t ulDestID, 
         LogFailed(eRioReceiveReadFailed);
         return eRioReceiveReadFailed;
     }
-    if (eReceived == EReceive::Short || ulMessageID != NVT_MAINTREADRESP || ulLength != ulDataSize + kMaintReadRespSize)
+    if (eReceived == EReceive::Short || ulMessageID != NVT_MAINTREADRESP ||
+        ulLength != ulDataSize + kMaintReadRespSize)
     {
         LogFailed(eRioIncorrectResponse);
         return eRioIncorrectResponse;
@@ -365,27 +381,33 @@ int32_t CTargetClient::ReadTransaction(uint8_t uchLocalPort, uint32_t ulDestID, 
     return nStatus;
 }
 
-int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                   uint8_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority)
+int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                   uint32_t ulOffset, uint8_t* pData, uint32_t ulWordCount, uint32_t ulStride,
+                                   uint32_t ulPriority)
 {
-    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 1, ulStride, ulPriority);
+    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 1, ulStride,
+                         ulPriority);
 }
 
-int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                   uint16_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority)
+int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                   uint32_t ulOffset, uint16_t* pData, uint32_t ulWordCount,
+                                   uint32_t ulStride, uint32_t ulPriority)
 {
-    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 2, ulStride, ulPriority);
+    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 2, ulStride,
+                         ulPriority);
 }
 
-int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulOffset,
-                                   uint32_t* pData, uint32_t ulWordCount, uint32_t ulStride, uint32_t ulPriority)
+int32_t CTargetClient::Maint_write(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
+                                   uint32_t ulOffset, uint32_t* pData, uint32_t ulWordCount,
+                                   uint32_t ulStride, uint32_t ulPriority)
 {
-    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 4, ulStride, ulPriority);
+    return MaintWriteAny(uchLocalPort, ulDestID, uchHopCount, ulOffset, pData, ulWordCount, 4, ulStride,
+                         ulPriority);
 }
 
 int32_t CTargetClient::MaintWriteAny(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
-                                     uint32_t ulOffset, void* pvData, uint32_t ulWordCount, uint32_t ulWordSize,
-                                     uint32_t ulStride, uint32_t ulPriority)
+                                     uint32_t ulOffset, void* pvData, uint32_t ulWordCount,
+                                     uint32_t ulWordSize, uint32_t ulStride, uint32_t ulPriority)
 {
     // The head's byte count is WordCount x 4 whatever the word size: replayed logs rely on it.
     WriteToLog("Maint_write %x %d %x %x %x ", ulDestID, ulPriority, uchHopCount, ulOffset, ulWordCount * 4);
@@ -401,8 +423,8 @@ int32_t CTargetClient::MaintWriteAny(uint8_t uchLocalPort, uint32_t ulDestID, ui
     }
     WriteToLog("# ");
     SwapWords(pvData, ulWordCount, ulWordSize);
-    const int32_t nStatus = WriteTransaction(uchLocalPort, ulDestID, uchHopCount, ulOffset, pvData, ulWordCount,
-                                             ulWordSize, ulStride, ulPriority);
+    const int32_t nStatus = WriteTransaction(uchLocalPort, ulDestID, uchHopCount, ulOffset, pvData,
+                                             ulWordCount, ulWordSize, ulStride, ulPriority);
     if (nStatus != eRioOk)
     {
         return nStatus;
@@ -500,7 +522,8 @@ int32_t CTargetClient::WriteTransaction(uint8_t uchLocalPort, uint32_t ulDestID,
     eReceived = ReceiveExact(abReply, sizeof(abReply));
     if (eReceived != EReceive::Ok)
     {
-        const int32_t nStatus = eReceived == EReceive::Failed ? eRioReceiveWriteFailed : eRioIncorrectResponse;
+        const int32_t nStatus =
+            eReceived == EReceive::Failed ? eRioReceiveWriteFailed : eRioIncorrectResponse;
         LogFailed(nStatus);
         return nStatus;
     }
@@ -574,14 +597,15 @@ int32_t CTargetClient::Nread(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t u
     }
     uint8_t abReply[kDataXferRespSize];
     uint32_t ulLength = 0;
-    int32_t nStatus =
-        ReceiveReply(NVT_DATAREADRESP, kAnyLength, abReply, sizeof(abReply), eRioReceiveDataReadFailed, &ulLength);
+    int32_t nStatus = ReceiveReply(NVT_DATAREADRESP, kAnyLength, abReply, sizeof(abReply),
+                                   eRioReceiveDataReadFailed, &ulLength);
     if (nStatus != eRioOk)
     {
         LogFailed(nStatus);
         return nStatus;
     }
-    if (abReply[0] != uchLocalPort || GetBE32(abReply + 4) != ulDestID || GetBE32(abReply + 24) != ulByteCount)
+    if (abReply[0] != uchLocalPort || GetBE32(abReply + 4) != ulDestID ||
+        GetBE32(abReply + 24) != ulByteCount)
     {
         LogFailed(eRioResponseMismatch);
         return eRioResponseMismatch;
@@ -636,14 +660,15 @@ int32_t CTargetClient::DataWrite(uint8_t uchLocalPort, uint32_t ulDestID, uint32
         return eRioSendDataWriteFailed;
     }
     uint8_t abReply[kDataXferRespSize];
-    const int32_t nStatus =
-        ReceiveReply(NVT_DATAWRITERESP, kDataXferRespSize, abReply, sizeof(abReply), eRioReceiveDataWriteFailed);
+    const int32_t nStatus = ReceiveReply(NVT_DATAWRITERESP, kDataXferRespSize, abReply, sizeof(abReply),
+                                         eRioReceiveDataWriteFailed);
     if (nStatus != eRioOk)
     {
         LogFailed(nStatus);
         return nStatus;
     }
-    if (abReply[0] != uchLocalPort || GetBE32(abReply + 4) != ulDestID || GetBE32(abReply + 24) != ulByteCount)
+    if (abReply[0] != uchLocalPort || GetBE32(abReply + 4) != ulDestID ||
+        GetBE32(abReply + 24) != ulByteCount)
     {
         LogFailed(eRioResponseMismatch);
         return eRioResponseMismatch;
@@ -657,8 +682,8 @@ int32_t CTargetClient::NreadEx(uint8_t, uint32_t ulDestID, uint32_t ulAddressExt
                                uint32_t ulRioAddressLo, uint32_t ulPriority, bool bFlag, void* pvData,
                                uint32_t* pulByteCount)
 {
-    WriteToLog("Nread %x 0 %x %x%08x%08x %x ", ulDestID, ulPriority, ulAddressExt, ulRioAddressHi, ulRioAddressLo,
-               *pulByteCount);
+    WriteToLog("Nread %x 0 %x %x%08x%08x %x ", ulDestID, ulPriority, ulAddressExt, ulRioAddressHi,
+               ulRioAddressLo, *pulByteCount);
     WriteToLog("# ");
     if (!m_pLink || m_pLink->eKind != eLinkPCIe || !m_pLink->pTsi721)
     {
@@ -676,8 +701,8 @@ int32_t CTargetClient::NreadEx(uint8_t, uint32_t ulDestID, uint32_t ulAddressExt
 }
 
 int32_t CTargetClient::DataWriteEx(uint8_t, uint32_t ulDestID, uint32_t ulAddressExt, uint32_t ulRioAddressHi,
-                                   uint32_t ulRioAddressLo, uint32_t ulPriority, uint32_t ulXferType, bool bFlag,
-                                   const void* pvData, uint32_t* pulByteCount)
+                                   uint32_t ulRioAddressLo, uint32_t ulPriority, uint32_t ulXferType,
+                                   bool bFlag, const void* pvData, uint32_t* pulByteCount)
 {
     if (m_pLink && m_pLink->eKind == eLinkPCIe && (ulPriority > 2 || ulXferType > 2))
     {
@@ -694,7 +719,8 @@ int32_t CTargetClient::DataWriteEx(uint8_t, uint32_t ulDestID, uint32_t ulAddres
         return eRioNullSocketWrite;
     }
     static const uint32_t aulTypeFlags[3] = {128, 64, 192};
-    const uint32_t ulFlags = ulPriority + aulTypeFlags[ulXferType] + (((bFlag ? 4u : 0u) | (ulAddressExt & 3)) * 4);
+    const uint32_t ulFlags =
+        ulPriority + aulTypeFlags[ulXferType] + (((bFlag ? 4u : 0u) | (ulAddressExt & 3)) * 4);
     if (!m_pLink->pTsi721->DataWrite(ulDestID, ulRioAddressHi, ulRioAddressLo, ulFlags, pvData, pulByteCount))
     {
         LogFailed(eRioTsi721DataWriteFailed);
@@ -704,9 +730,9 @@ int32_t CTargetClient::DataWriteEx(uint8_t, uint32_t ulDestID, uint32_t ulAddres
     return eRioOk;
 }
 
-int32_t CTargetClient::Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority, bool bMultiPacket,
-                               uint32_t ulMailboxNum, const void* pvData, uint32_t ulPacketByteCount,
-                               uint32_t ulTotalByteCount)
+int32_t CTargetClient::Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority,
+                               bool bMultiPacket, uint32_t ulMailboxNum, const void* pvData,
+                               uint32_t ulPacketByteCount, uint32_t ulTotalByteCount)
 {
     WriteToLog("Message %x %x %x %x ", ulDestID, ulMailboxNum, ulPacketByteCount, ulTotalByteCount);
     LogBytes(pvData, ulTotalByteCount);
@@ -737,7 +763,8 @@ int32_t CTargetClient::Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t
         LogFailed(nStatus);
         return nStatus;
     }
-    if (abReply[0] != uchLocalPort || GetBE32(abReply + 8) != ulDestID || GetBE32(abReply + 24) != ulTotalByteCount)
+    if (abReply[0] != uchLocalPort || GetBE32(abReply + 8) != ulDestID ||
+        GetBE32(abReply + 24) != ulTotalByteCount)
     {
         LogFailed(eRioResponseMismatch);
         return eRioResponseMismatch;
@@ -746,7 +773,8 @@ int32_t CTargetClient::Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t
     return static_cast<int32_t>(GetBE32(abReply + 28));
 }
 
-int32_t CTargetClient::Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority, uint16_t wInfoWord)
+int32_t CTargetClient::Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority,
+                                uint16_t wInfoWord)
 {
     WriteToLog("Doorbell %x %x # ", ulDestID, wInfoWord);
     if (!Connected())
@@ -765,8 +793,8 @@ int32_t CTargetClient::Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_
         return eRioSendDoorbellFailed;
     }
     uint8_t abReply[kDoorbellRespSize];
-    const int32_t nStatus =
-        ReceiveReply(NVT_DOORBELLRESP, kDoorbellRespSize, abReply, sizeof(abReply), eRioReceiveDoorbellFailed);
+    const int32_t nStatus = ReceiveReply(NVT_DOORBELLRESP, kDoorbellRespSize, abReply, sizeof(abReply),
+                                         eRioReceiveDoorbellFailed);
     if (nStatus != eRioOk)
     {
         LogFailed(nStatus);
@@ -781,9 +809,9 @@ int32_t CTargetClient::Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_
     return static_cast<int32_t>(GetBE32(abReply + 16));
 }
 
-int32_t CTargetClient::MessageQueue(uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbTT, uint8_t* pbOverflow,
-                                    uint32_t* pulSourceID, uint32_t* pulPriority, uint32_t* pulMailboxNum,
-                                    uint32_t* pulSize, void* pvData)
+int32_t CTargetClient::MessageQueue(uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbTT,
+                                    uint8_t* pbOverflow, uint32_t* pulSourceID, uint32_t* pulPriority,
+                                    uint32_t* pulMailboxNum, uint32_t* pulSize, void* pvData)
 {
     constexpr uint32_t kMaxMessage = 4096;
     if (!Connected())
@@ -868,8 +896,8 @@ int32_t CTargetClient::DoorbellQueue(uint32_t ulWhichQueue, uint32_t ulCommand, 
         return eRioSendDoorbellFailed;
     }
     uint8_t abReply[kDoorbellQueueRespSize];
-    const int32_t nStatus = ReceiveReply(NVT_DOORBELLQUEUERESP, kDoorbellQueueRespSize, abReply, sizeof(abReply),
-                                         eRioReceiveDoorbellFailed);
+    const int32_t nStatus = ReceiveReply(NVT_DOORBELLQUEUERESP, kDoorbellQueueRespSize, abReply,
+                                         sizeof(abReply), eRioReceiveDoorbellFailed);
     if (nStatus != eRioOk)
     {
         return nStatus;
@@ -929,8 +957,8 @@ int32_t CTargetClient::MemRead(uint32_t ulAddressHi, uint32_t ulAddressLo, uint3
     }
     const uint32_t ulDataSize = ulWordCount * ulWordSize;
     uint8_t abReply[kMemXferRespSize];
-    const int32_t nStatus = ReceiveReply(NVT_MEMREADRESP, kMemXferRespSize + ulDataSize, abReply, sizeof(abReply),
-                                         eRioReceiveMemReadFailed);
+    const int32_t nStatus = ReceiveReply(NVT_MEMREADRESP, kMemXferRespSize + ulDataSize, abReply,
+                                         sizeof(abReply), eRioReceiveMemReadFailed);
     if (nStatus != eRioOk)
     {
         LogFailed(nStatus);
@@ -994,7 +1022,8 @@ int32_t CTargetClient::MemWrite(uint32_t ulAddressHi, uint32_t ulAddressLo, uint
     return static_cast<int32_t>(GetBE32(abReply + 20));
 }
 
-int32_t CTargetClient::FlashRead(uint32_t ulAddressHi, uint32_t ulAddressLo, uint32_t ulByteCount, void* pvData)
+int32_t CTargetClient::FlashRead(uint32_t ulAddressHi, uint32_t ulAddressLo, uint32_t ulByteCount,
+                                 void* pvData)
 {
     if (!CServerCaps::Instance().bFlashRead)
     {
@@ -1064,8 +1093,8 @@ int32_t CTargetClient::FlashWrite(uint32_t ulAddressHi, uint32_t ulAddressLo, ui
         return eRioSendFlashWriteFailed;
     }
     uint8_t abReply[kFlashXferRespSize];
-    const int32_t nStatus =
-        ReceiveReply(NVT_FLASHWRITERESP, kFlashXferRespSize, abReply, sizeof(abReply), eRioReceiveFlashWriteFailed);
+    const int32_t nStatus = ReceiveReply(NVT_FLASHWRITERESP, kFlashXferRespSize, abReply, sizeof(abReply),
+                                         eRioReceiveFlashWriteFailed);
     if (nStatus != eRioOk)
     {
         LogFailed(nStatus);
@@ -1092,7 +1121,8 @@ int32_t CTargetClient::DataGen(const uint8_t* pRequest, uint8_t* pReply)
     {
         return kSendFailed;
     }
-    const int32_t nStatus = ReceiveReply(NVT_DATAGENRESP, kDataGenRespSize, pReply, kDataGenRespSize, kReceiveFailed);
+    const int32_t nStatus =
+        ReceiveReply(NVT_DATAGENRESP, kDataGenRespSize, pReply, kDataGenRespSize, kReceiveFailed);
     if (nStatus != eRioOk)
     {
         return nStatus;
@@ -1215,8 +1245,8 @@ int32_t CTargetClient::GetServerInfo(SServerInfo* pInfo, uint32_t* pulCapabiliti
         return eRioSendIdentifyFailed;
     }
     uint8_t abRecord[kIdentifyRespSize];
-    int32_t nStatus =
-        ReceiveReply(NVT_IDENTIFYRESP, kIdentifyRespSize, abRecord, sizeof(abRecord), eRioReceiveIdentifyFailed);
+    int32_t nStatus = ReceiveReply(NVT_IDENTIFYRESP, kIdentifyRespSize, abRecord, sizeof(abRecord),
+                                   eRioReceiveIdentifyFailed);
     if (nStatus != eRioOk)
     {
         return nStatus;
@@ -1266,7 +1296,8 @@ int32_t CTargetClient::ArePortsTrained(uint16_t wVendorID, uint16_t wDeviceID, u
     {
         // This switch keeps its port status in a register of its own per port.
         ulCount = 4;
-        const int32_t nStatus = Maint_read(uchLocalPort, ulDestID, uchHopCount, 0x10068, aulStatus, ulCount, 0x20000, 2);
+        const int32_t nStatus =
+            Maint_read(uchLocalPort, ulDestID, uchHopCount, 0x10068, aulStatus, ulCount, 0x20000, 2);
         if (nStatus != eRioOk)
         {
             return nStatus;

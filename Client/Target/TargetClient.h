@@ -47,24 +47,27 @@ public:
     int32_t Nread(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulRioAddressHi, uint32_t ulRioAddressLo,
                   uint32_t ulXferType, uint32_t ulPriority, void* pvData, uint32_t ulByteCount);
     // The data write: ulXferType 0 SWRITE, 1 NWRITE, 2 NWRITE_R.
-    int32_t DataWrite(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulRioAddressHi, uint32_t ulRioAddressLo,
-                      uint32_t ulXferType, uint32_t ulPriority, const void* pvData, uint32_t ulByteCount);
+    int32_t DataWrite(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulRioAddressHi,
+                      uint32_t ulRioAddressLo, uint32_t ulXferType, uint32_t ulPriority, const void* pvData,
+                      uint32_t ulByteCount);
     // The 66-bit address forms of the PCIe link; other links fail with -71 and -72.
     int32_t NreadEx(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulAddressExt, uint32_t ulRioAddressHi,
-                    uint32_t ulRioAddressLo, uint32_t ulPriority, bool bFlag, void* pvData, uint32_t* pulByteCount);
-    int32_t DataWriteEx(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulAddressExt, uint32_t ulRioAddressHi,
-                        uint32_t ulRioAddressLo, uint32_t ulPriority, uint32_t ulXferType, bool bFlag,
-                        const void* pvData, uint32_t* pulByteCount);
+                    uint32_t ulRioAddressLo, uint32_t ulPriority, bool bFlag, void* pvData,
+                    uint32_t* pulByteCount);
+    int32_t DataWriteEx(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulAddressExt,
+                        uint32_t ulRioAddressHi, uint32_t ulRioAddressLo, uint32_t ulPriority,
+                        uint32_t ulXferType, bool bFlag, const void* pvData, uint32_t* pulByteCount);
     // A RapidIO message of ulTotalByteCount bytes.
     int32_t Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority, bool bMultiPacket,
-                    uint32_t ulMailboxNum, const void* pvData, uint32_t ulPacketByteCount, uint32_t ulTotalByteCount);
+                    uint32_t ulMailboxNum, const void* pvData, uint32_t ulPacketByteCount,
+                    uint32_t ulTotalByteCount);
     // A RapidIO doorbell.
     int32_t Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulPriority, uint16_t wInfoWord);
     // The target's received messages: ulCommand 1 fetches the next one into pvData (room for 4096
     // bytes), 2 flushes the queue. Outputs may be null.
     int32_t MessageQueue(uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbTT, uint8_t* pbOverflow,
-                         uint32_t* pulSourceID, uint32_t* pulPriority, uint32_t* pulMailboxNum, uint32_t* pulSize,
-                         void* pvData);
+                         uint32_t* pulSourceID, uint32_t* pulPriority, uint32_t* pulMailboxNum,
+                         uint32_t* pulSize, void* pvData);
     // The target's received doorbells: ulCommand 1 fetches, 2 flushes.
     int32_t DoorbellQueue(uint32_t ulWhichQueue, uint32_t ulCommand, uint8_t* pbValid, uint8_t* pbOverflow,
                           uint16_t* pwInfoWord);
@@ -120,8 +123,8 @@ private:
     bool Connected() const;
     // Sends header, body and data as separate sends; data in pieces of at most ulChunk bytes when
     // ulChunk is not 0.
-    bool SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint32_t ulBodySize, const void* pvData = nullptr,
-                     uint32_t ulDataSize = 0, uint32_t ulChunk = 0);
+    bool SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint32_t ulBodySize,
+                     const void* pvData = nullptr, uint32_t ulDataSize = 0, uint32_t ulChunk = 0);
     EReceive ReceiveExact(void* pvBuffer, uint32_t ulLength);
     // Receives a header. Failed: nothing came; Short: part of it.
     EReceive ReceiveHeader(uint32_t* pulMessageID, uint32_t* pulLength);
@@ -131,8 +134,8 @@ private:
     // ulExpectedLength is kAnyLength, that Length; *pulLength gets the Length. Returns 0,
     // nReceiveFailed when nothing came, or -15.
     static constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
-    int32_t ReceiveReply(uint32_t ulExpectedID, uint32_t ulExpectedLength, uint8_t* pBody, uint32_t ulBodySize,
-                         int32_t nReceiveFailed, uint32_t* pulLength = nullptr);
+    int32_t ReceiveReply(uint32_t ulExpectedID, uint32_t ulExpectedLength, uint8_t* pBody,
+                         uint32_t ulBodySize, int32_t nReceiveFailed, uint32_t* pulLength = nullptr);
 
     CTargetLink* m_pLink = nullptr;
 };

@@ -54,7 +54,8 @@ QStringList ServerInfoLines(const SServerInfo& info)
           << QString::asprintf("Server Version\t%d.%d", info.uchServerMajor, info.uchServerMinor)
           << QString::asprintf("Driver Version\t%d.%d", static_cast<int>(info.ulDriverMajor),
                                static_cast<int>(info.ulDriverMinor))
-          << QString::asprintf("Interface Version\t%08lx", static_cast<unsigned long>(info.ulInterfaceVersion));
+          << QString::asprintf("Interface Version\t%08lx",
+                               static_cast<unsigned long>(info.ulInterfaceVersion));
     const CServerCaps& caps = CServerCaps::Instance();
     const std::pair<bool, const char*> kLines[] = {
         {caps.bMemoryRead, "Memory Read\tSupported"},
@@ -88,7 +89,10 @@ CTargetConnection::~CTargetConnection()
     }
 }
 
-bool CTargetConnection::IsConnected() const { return m_nChoice != 0 && m_link.IsConnected(); }
+bool CTargetConnection::IsConnected() const
+{
+    return m_nChoice != 0 && m_link.IsConnected();
+}
 
 bool CTargetConnection::OpenTarget(int32_t nChoice, uint32_t ulAddressWord)
 {
@@ -137,12 +141,13 @@ bool CTargetConnection::OpenTarget(int32_t nChoice, uint32_t ulAddressWord)
     const int nVersion = (info.uchServerMajor << 8) + info.uchServerMinor;
     if (nVersion < 520)
     {
-        ShowMessage(QString::asprintf(
-                        "Warning.  You are connecting to a server that is not fully compatible with this version of "
-                        "Norvanta.\r\n\r\nServer Version: %d.%d    Minimum Required Version: %d.%d\r\n\r\nSome "
-                        "Norvanta features may not be supported by the server.",
-                        info.uchServerMajor, info.uchServerMinor, 520 >> 8, 520 & 0xFF),
-                    EMessageKind::Warning);
+        ShowMessage(
+            QString::asprintf(
+                "Warning.  You are connecting to a server that is not fully compatible with this version of "
+                "Norvanta.\r\n\r\nServer Version: %d.%d    Minimum Required Version: %d.%d\r\n\r\nSome "
+                "Norvanta features may not be supported by the server.",
+                info.uchServerMajor, info.uchServerMinor, 520 >> 8, 520 & 0xFF),
+            EMessageKind::Warning);
     }
 
     m_nChoice = nChoice;

@@ -37,7 +37,10 @@ struct SBusy
 };
 } // namespace
 
-CTargetLink::CTargetLink() { Reset(); }
+CTargetLink::CTargetLink()
+{
+    Reset();
+}
 
 CTargetLink::~CTargetLink()
 {
@@ -121,8 +124,9 @@ bool CTargetLink::OpenTcp()
         const int nError = errno;
         if (nError == ECONNREFUSED)
         {
-            ShowMessage(QStringLiteral("Unable to connect to the Norvanta Server.\n\nThe server is either not currently "
-                                       "running, or it is busy with another\nNorvanta Client connection."));
+            ShowMessage(QStringLiteral(
+                "Unable to connect to the Norvanta Server.\n\nThe server is either not currently "
+                "running, or it is busy with another\nNorvanta Client connection."));
         }
         else
         {
@@ -202,15 +206,17 @@ bool CTargetLink::OpenDirect()
                         .arg(QStringLiteral("no serial line support is installed")));
         break;
     case eLinkJTAG:
-        ShowMessage(QStringLiteral("No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being "
-                                   "connected, or the FTDI D2XX\r\ndrivers not being installed properly."));
+        ShowMessage(QStringLiteral(
+            "No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being "
+            "connected, or the FTDI D2XX\r\ndrivers not being installed properly."));
         break;
     case eLinkI2C:
         ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
         break;
     case eLinkPCIe:
-        ShowMessage(QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
-                                   "installed the latest driver package from IDT."));
+        ShowMessage(
+            QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
+                           "installed the latest driver package from IDT."));
         break;
     default:
         break;
@@ -361,9 +367,10 @@ bool CTargetLink::SendBroadcast(const void* pvBuffer, uint32_t ulLength)
         return Send(pvBuffer, ulLength);
     }
     const sockaddr_in address = Address(LinkSettings().ulBroadcastAddress, LinkSettings().wBroadcastPort);
-    const ssize_t nSent = sSocket < 0 ? -1
-                                      : ::sendto(sSocket, pvBuffer, ulLength, 0,
-                                                 reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    const ssize_t nSent = sSocket < 0
+                              ? -1
+                              : ::sendto(sSocket, pvBuffer, ulLength, 0,
+                                         reinterpret_cast<const sockaddr*>(&address), sizeof(address));
     if (nSent != static_cast<ssize_t>(ulLength))
     {
         SocketMessage("Unable to transmit broadcast message to the Norvanta Server.", nSent < 0 ? errno : 0);
@@ -372,8 +379,8 @@ bool CTargetLink::SendBroadcast(const void* pvBuffer, uint32_t ulLength)
     return true;
 }
 
-bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds, uint32_t ulMicroSeconds,
-                                  uint32_t* pulSender)
+bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds,
+                                  uint32_t ulMicroSeconds, uint32_t* pulSender)
 {
     if (sSocket < 0 || !WaitReadable(ulSeconds, ulMicroSeconds))
     {
@@ -383,8 +390,8 @@ bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t 
     }
     sockaddr_in sender{};
     socklen_t nSenderSize = sizeof(sender);
-    const ssize_t nGot = ::recvfrom(sSocket, pvBuffer, *pulLength, 0, reinterpret_cast<sockaddr*>(&sender),
-                                    &nSenderSize);
+    const ssize_t nGot =
+        ::recvfrom(sSocket, pvBuffer, *pulLength, 0, reinterpret_cast<sockaddr*>(&sender), &nSenderSize);
     if (nGot < 0)
     {
         *pulLength = 0;

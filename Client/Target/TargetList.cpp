@@ -16,8 +16,8 @@ constexpr uint32_t kAnswerSize = kHeaderSize + kIdentifyRespSize;
 
 QString AddressText(uint32_t ulAddress)
 {
-    return QString::asprintf("%d.%d.%d.%d", ulAddress >> 24, (ulAddress >> 16) & 0xFF, (ulAddress >> 8) & 0xFF,
-                             ulAddress & 0xFF);
+    return QString::asprintf("%d.%d.%d.%d", ulAddress >> 24, (ulAddress >> 16) & 0xFF,
+                             (ulAddress >> 8) & 0xFF, ulAddress & 0xFF);
 }
 } // namespace
 
@@ -33,7 +33,7 @@ uint32_t STargetEntry::Address() const
 
 QStringList CTargetList::Columns()
 {
-    return {QStringLiteral("IP Address"),  QStringLiteral("Device ID"), QStringLiteral("Vendor ID"),
+    return {QStringLiteral("IP Address"),  QStringLiteral("Device ID"),   QStringLiteral("Vendor ID"),
             QStringLiteral("Shrt DestID"), QStringLiteral("Long DestID"), QStringLiteral("Prot"),
             QStringLiteral("Status")};
 }
@@ -41,10 +41,11 @@ QStringList CTargetList::Columns()
 QString CTargetList::ToStoredString(const STargetEntry& entry)
 {
     const bool bHasLong = entry.strLongID != QLatin1String("X");
-    return QString::asprintf("%s %s %s %s %c %s %d", entry.strAddress.toLatin1().constData(),
-                             entry.strDeviceID.toLatin1().constData(), entry.strVendorID.toLatin1().constData(),
-                             entry.strShortID.toLatin1().constData(), bHasLong ? 'Y' : 'N',
-                             bHasLong ? entry.strLongID.toLatin1().constData() : "65535", entry.IsUDP() ? 1 : 0);
+    return QString::asprintf(
+        "%s %s %s %s %c %s %d", entry.strAddress.toLatin1().constData(),
+        entry.strDeviceID.toLatin1().constData(), entry.strVendorID.toLatin1().constData(),
+        entry.strShortID.toLatin1().constData(), bHasLong ? 'Y' : 'N',
+        bHasLong ? entry.strLongID.toLatin1().constData() : "65535", entry.IsUDP() ? 1 : 0);
 }
 
 bool CTargetList::FromStoredString(const QString& strStored, STargetEntry* pEntry)
@@ -124,7 +125,8 @@ int CTargetList::LineOf(const QString& strAddress)
 
 bool CTargetList::Search(const std::function<void(const QString&)>& setTitle)
 {
-    const auto title = [&setTitle](const QString& strTitle) {
+    const auto title = [&setTitle](const QString& strTitle)
+    {
         if (setTitle)
         {
             setTitle(strTitle);
@@ -164,7 +166,8 @@ bool CTargetList::Search(const std::function<void(const QString&)>& setTitle)
         }
         if (ulLength != kAnswerSize)
         {
-            ShowMessage(QString::asprintf("RecvFrom failed:  read %d bytes.  Error %d", static_cast<int>(ulLength), 0));
+            ShowMessage(QString::asprintf("RecvFrom failed:  read %d bytes.  Error %d",
+                                          static_cast<int>(ulLength), 0));
             bComplete = false;
             break;
         }
@@ -184,7 +187,8 @@ bool CTargetList::Search(const std::function<void(const QString&)>& setTitle)
         entry.strDeviceID = QString::asprintf("%04Xh", info.wDeviceID);
         entry.strVendorID = QString::asprintf("%04Xh", info.wVendorID);
         entry.strShortID = QString::asprintf("%d", info.wShortDestID);
-        entry.strLongID = info.bLongDestIDValid ? QString::asprintf("%d", info.wLongDestID) : QStringLiteral("X");
+        entry.strLongID =
+            info.bLongDestIDValid ? QString::asprintf("%d", info.wLongDestID) : QStringLiteral("X");
         switch (info.uchStatus)
         {
         case 1:

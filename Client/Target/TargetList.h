@@ -11,13 +11,13 @@
 // One line of the list, with the columns the connection dialog shows.
 struct STargetEntry
 {
-    QString strAddress;  // "%d.%d.%d.%d"
-    QString strDeviceID; // "%04Xh"
-    QString strVendorID; // "%04Xh"
-    QString strShortID;  // "%d"
-    QString strLongID;   // "%d", or "X" when the target has no large DestID
-    QString strProt;     // "TCP", "UDP", "" or "?"
-    QString strStatus;   // "Ready", "Busy", "Not Avail", "Unknown", or empty for a remembered one
+    QString strAddress;    // "%d.%d.%d.%d"
+    QString strDeviceID;   // "%04Xh"
+    QString strVendorID;   // "%04Xh"
+    QString strShortID;    // "%d"
+    QString strLongID;     // "%d", or "X" when the target has no large DestID
+    QString strProt;       // "TCP", "UDP", "" or "?"
+    QString strStatus;     // "Ready", "Busy", "Not Avail", "Unknown", or empty for a remembered one
     bool bChecked = false; // answered the last search
 
     // The address in host order, 0 if the text is not one.

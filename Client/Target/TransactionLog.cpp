@@ -21,9 +21,15 @@ bool CreateLogFile(const QString& strPath)
     return true;
 }
 
-void EnableLogging(bool bEnable) { g_bLogEnabled = bEnable; }
+void EnableLogging(bool bEnable)
+{
+    g_bLogEnabled = bEnable;
+}
 
-bool IsLoggingEnabled() { return g_bLogEnabled; }
+bool IsLoggingEnabled()
+{
+    return g_bLogEnabled;
+}
 
 void WriteToLog(const char* pszFormat, ...)
 {

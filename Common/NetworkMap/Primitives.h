@@ -164,7 +164,7 @@ public:
     PEValidationState Health;
     QString BitmapNoSel; // full paths of the two icon files
     QString BitmapSel;
-    QString ErrorNote; // what discovery found wrong with an unknown device; not saved with the map
+    QString ErrorNote;   // what discovery found wrong with an unknown device; not saved with the map
     uint8_t uchUser = 0; // carried between the map and the middleware's records untouched; not saved
 
     // LongDestID with large transport, else ShortDestID.

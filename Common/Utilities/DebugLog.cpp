@@ -9,7 +9,7 @@
 
 namespace
 {
-const char* const kChannelKeys[eDebugChannelCount] = {"General", "FindRoute", "Discovery",
+const char* const kChannelKeys[eDebugChannelCount] = {"General", "FindRoute",  "Discovery",
                                                       "PerfMon", "Middleware", "JTAG"};
 
 struct SDebugState
@@ -32,7 +32,8 @@ void EnsureInit()
 
 QString DebugChannelKey(int nChannel)
 {
-    return nChannel >= 0 && nChannel < eDebugChannelCount ? QString::fromLatin1(kChannelKeys[nChannel]) : QString();
+    return nChannel >= 0 && nChannel < eDebugChannelCount ? QString::fromLatin1(kChannelKeys[nChannel])
+                                                          : QString();
 }
 
 void DebugInit()

@@ -1,6 +1,9 @@
 #include "NumberText.h"
 
-QString InvalidEntryText() { return QStringLiteral("Invalid data entry."); }
+QString InvalidEntryText()
+{
+    return QStringLiteral("Invalid data entry.");
+}
 
 namespace
 {

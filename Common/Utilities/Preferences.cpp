@@ -26,7 +26,10 @@ QSettings& Store(bool bPerUser)
     return *pStore;
 }
 
-QString KeyPath(const QString& strSection, const QString& strKey) { return strSection + QLatin1Char('/') + strKey; }
+QString KeyPath(const QString& strSection, const QString& strKey)
+{
+    return strSection + QLatin1Char('/') + strKey;
+}
 
 uint32_t g_ulGeneration = 0;
 
@@ -58,7 +61,10 @@ void SetPreferenceOverride(const QString& strSection, const QString& strKey, con
     ++g_ulGeneration;
 }
 
-uint32_t PreferenceGeneration() { return g_ulGeneration; }
+uint32_t PreferenceGeneration()
+{
+    return g_ulGeneration;
+}
 
 void ClearPreferenceOverrides()
 {
@@ -78,7 +84,8 @@ uint32_t GetPreference(const QString& strSection, const QString& strKey, uint32_
     return bOk ? static_cast<uint32_t>(llValue) : ulDefault;
 }
 
-QString GetPreference(const QString& strSection, const QString& strKey, const QString& strDefault, bool bPerUser)
+QString GetPreference(const QString& strSection, const QString& strKey, const QString& strDefault,
+                      bool bPerUser)
 {
     const QVariant value = Lookup(strSection, strKey, bPerUser);
     if (!value.isValid())

@@ -9,7 +9,8 @@
 constexpr int kMaxPreferenceString = 1024;
 
 // A 32-bit value, or ulDefault when the key is absent or not a number.
-uint32_t GetPreference(const QString& strSection, const QString& strKey, uint32_t ulDefault, bool bPerUser = true);
+uint32_t GetPreference(const QString& strSection, const QString& strKey, uint32_t ulDefault,
+                       bool bPerUser = true);
 // A string of at most 1024 bytes, or strDefault when the key is absent or longer.
 QString GetPreference(const QString& strSection, const QString& strKey, const QString& strDefault,
                       bool bPerUser = true);
@@ -19,7 +20,8 @@ QString GetPreference(const QString& strSection, const QString& strKey, const ch
 // returns false.
 bool SetPreference(const QString& strSection, const QString& strKey, uint32_t ulValue, bool bPerUser = true);
 // Stores a string.
-bool SetPreference(const QString& strSection, const QString& strKey, const QString& strValue, bool bPerUser = true);
+bool SetPreference(const QString& strSection, const QString& strKey, const QString& strValue,
+                   bool bPerUser = true);
 // Removes a key.
 void RemovePreference(const QString& strSection, const QString& strKey, bool bPerUser = true);
 // A per-machine value of another product of the same maker.

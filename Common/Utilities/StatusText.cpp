@@ -88,7 +88,8 @@ const SStatusText g_aStatusTexts[] = {
     {-103, "Another higher priority host was detected"},
     {-104, "One or more input parameters had an invalid value"},
     {-105, "The RapidIO fabric returned a Response Packet with ERROR status reported"},
-    {-106, "A device-specific hardware interface was unable to generate a maintenance transaction and reported an error"},
+    {-106, "A device-specific hardware interface was unable to generate a maintenance transaction and "
+           "reported an error"},
     {-107, "Another host has already locked the specified PE"},
     {-108, "Device Access Routine does not provide service for this device"},
     {-109, "Insufficient storage available in DAR private storage area"},
@@ -100,7 +101,8 @@ const SStatusText g_aStatusTexts[] = {
     {-303, "Norvanta Driver Error: Driver is not open"},
     {-304, "Norvanta Driver Error: Invalid parameter detected"},
     {-305, "Norvanta Driver Error: RapidIO error"},
-    {-306, "Norvanta Driver Error: Data Generation is not supported by the Norvanta Server that you are connected to"},
+    {-306, "Norvanta Driver Error: Data Generation is not supported by the Norvanta Server that you are "
+           "connected to"},
     {-307, "Norvanta Driver Error: Attempt to access Data Gen without initializing it first"},
     {-308, "Norvanta Driver Error: Data Generator processing error detected"},
     {-309, "Norvanta Driver Error: RapidIO Memory error detected"},

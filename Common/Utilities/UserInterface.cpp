@@ -27,13 +27,25 @@ CConsoleUserInterface g_consoleInterface;
 IUserInterface* g_pInterface = nullptr;
 } // namespace
 
-IUserInterface& UI() { return g_pInterface ? *g_pInterface : g_consoleInterface; }
+IUserInterface& UI()
+{
+    return g_pInterface ? *g_pInterface : g_consoleInterface;
+}
 
-void SetUserInterface(IUserInterface* pInterface) { g_pInterface = pInterface; }
+void SetUserInterface(IUserInterface* pInterface)
+{
+    g_pInterface = pInterface;
+}
 
-QString ApplicationTitle() { return QStringLiteral("Norvanta"); }
+QString ApplicationTitle()
+{
+    return QStringLiteral("Norvanta");
+}
 
-void ShowMessage(const QString& strText, EMessageKind eKind) { UI().ShowMessage(strText, ApplicationTitle(), eKind); }
+void ShowMessage(const QString& strText, EMessageKind eKind)
+{
+    UI().ShowMessage(strText, ApplicationTitle(), eKind);
+}
 
 int AskDontAsk(const QString& strKey, const QString& strText, const QString& strTitle)
 {

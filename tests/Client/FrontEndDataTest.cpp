@@ -16,22 +16,25 @@ class DataTest : public nvtest::FrontEndTest
 
 TEST_F(DataTest, NreadSendsRequestAndReceivesBytes)
 {
-    server.Expect(40, {Bytes("00000010 00000028"),
-                       Bytes("00000000 00000005 00000001 00000001 00000000 10000000 00000004 00000000 00000000"),
-                       Bytes("01 02 fe 04")});
+    server.Expect(40,
+                  {Bytes("00000010 00000028"),
+                   Bytes("00000000 00000005 00000001 00000001 00000000 10000000 00000004 00000000 00000000"),
+                   Bytes("01 02 fe 04")});
     Connect();
     uint8_t abData[4] = {};
     EXPECT_EQ(eRioOk, client.Nread(0, 5, 0, 0x10000000, 1, 1, abData, 4));
     EXPECT_EQ(Bytes("01 02 fe 04"), std::vector<uint8_t>(abData, abData + 4));
-    EXPECT_EQ(Bytes("0000000f 00000020 00000000 00000005 00000001 00000001 00000000 10000000 00000004 00000000"),
-              Sent());
+    EXPECT_EQ(
+        Bytes("0000000f 00000020 00000000 00000005 00000001 00000001 00000000 10000000 00000004 00000000"),
+        Sent());
     EXPECT_EQ("Nread 5 0 1 010000000 4 # 1 2 fe 4 Succeeded\n", Log());
 }
 
 TEST_F(DataTest, FailedNreadCarriesNoDataAndIsLoggedAsFailure)
 {
-    server.Expect(40, {Bytes("00000010 00000024"),
-                       Bytes("00000000 00000005 00000000 00000002 00000000 00000000 00000004 00000000 fffffecf")});
+    server.Expect(
+        40, {Bytes("00000010 00000024"),
+             Bytes("00000000 00000005 00000000 00000002 00000000 00000000 00000004 00000000 fffffecf")});
     Connect();
     uint8_t abData[4] = {9, 9, 9, 9};
     EXPECT_EQ(-305, client.Nread(0, 5, 0, 0, 0, 2, abData, 4));
@@ -41,22 +44,26 @@ TEST_F(DataTest, FailedNreadCarriesNoDataAndIsLoggedAsFailure)
 
 TEST_F(DataTest, DataWriteGoesInThreePartsAndLogsSucceededEvenWithTargetError)
 {
-    server.Expect(43, {Bytes("00000012 00000024"),
-                       Bytes("00000000 00000006 00000002 00000000 00000001 00000020 00000003 00000000 fffffecf")});
+    server.Expect(
+        43, {Bytes("00000012 00000024"),
+             Bytes("00000000 00000006 00000002 00000000 00000001 00000020 00000003 00000000 fffffecf")});
     Connect();
     const uint8_t abData[3] = {0xAA, 0x01, 0x80};
     EXPECT_EQ(-305, client.DataWrite(0, 6, 1, 0x20, 2, 0, abData, 3));
-    EXPECT_EQ(Bytes("00000011 00000023 00000000 00000006 00000002 00000000 00000001 00000020 00000003 00000000"
-                    "aa 01 80"),
-              Sent());
+    EXPECT_EQ(
+        Bytes("00000011 00000023 00000000 00000006 00000002 00000000 00000001 00000020 00000003 00000000"
+              "aa 01 80"),
+        Sent());
     EXPECT_EQ("Nwrite_R 6 0 100000020 3 aa 1 80 # Succeeded\n", Log());
 }
 
 TEST_F(DataTest, MessageAndDoorbell)
 {
-    server.Expect(8 + 28 + 2, {Bytes("00000016 00000020"),
-                               Bytes("00000000 00000000 00000003 00000001 00000002 00000002 00000002 00000000")});
-    server.Expect(8 + 16, {Bytes("00000018 00000014"), Bytes("00000000 00000003 00000000 beef0000 00000000")});
+    server.Expect(8 + 28 + 2,
+                  {Bytes("00000016 00000020"),
+                   Bytes("00000000 00000000 00000003 00000001 00000002 00000002 00000002 00000000")});
+    server.Expect(8 + 16,
+                  {Bytes("00000018 00000014"), Bytes("00000000 00000003 00000000 beef0000 00000000")});
     Connect();
     const uint8_t abMessage[2] = {0x11, 0x22};
     EXPECT_EQ(eRioOk, client.Message(0, 3, 1, false, 2, abMessage, 2, 2));
@@ -75,7 +82,8 @@ TEST_F(DataTest, MessageQueueFetchReadsTheMessageAndEmptyQueueHasNoData)
         message[i] = static_cast<uint8_t>(i);
     }
     server.Expect(16, {Bytes("0000001a 00000278"),
-                       Bytes("00000000 00000001 01010000 00000009 00000001 00000003 00000258 00000000"), message});
+                       Bytes("00000000 00000001 01010000 00000009 00000001 00000003 00000258 00000000"),
+                       message});
     server.Expect(16, {Bytes("0000001a 00000020"),
                        Bytes("00000000 00000001 00000000 00000000 00000000 00000000 00000000 00000000")});
     server.Expect(16, {Bytes("0000001c 00000010"), Bytes("00000001 00000001 00010102 00000000")});
@@ -91,7 +99,8 @@ TEST_F(DataTest, MessageQueueFetchReadsTheMessageAndEmptyQueueHasNoData)
     EXPECT_EQ(9u, ulSource);
     EXPECT_EQ(3u, ulMailbox);
     EXPECT_EQ(message, std::vector<uint8_t>(buffer.begin(), buffer.begin() + 600));
-    EXPECT_EQ(eRioOk, client.MessageQueue(0, 1, nullptr, nullptr, nullptr, nullptr, nullptr, &ulSize, buffer.data()));
+    EXPECT_EQ(eRioOk,
+              client.MessageQueue(0, 1, nullptr, nullptr, nullptr, nullptr, nullptr, &ulSize, buffer.data()));
     EXPECT_EQ(0u, ulSize);
     uint8_t bValid = 0;
     uint16_t wInfo = 0;
@@ -117,9 +126,10 @@ TEST_F(DataTest, MessageQueueRefusesAMessageLargerThanTheCallersBuffer)
 
 TEST_F(DataTest, MemoryReadAndWriteLogBytesAsSignedCharacters)
 {
-    server.Expect(28, {Bytes("0000001e 0000001a"), Bytes("00000000 00001000 00000001 00000002 00000000 00000000"),
-                       Bytes("80 7f")});
-    server.Expect(30, {Bytes("00000020 00000018"), Bytes("00000000 00001000 00000001 00000002 00000000 00000000")});
+    server.Expect(28, {Bytes("0000001e 0000001a"),
+                       Bytes("00000000 00001000 00000001 00000002 00000000 00000000"), Bytes("80 7f")});
+    server.Expect(
+        30, {Bytes("00000020 00000018"), Bytes("00000000 00001000 00000001 00000002 00000000 00000000")});
     Connect();
     uint8_t abData[2] = {};
     EXPECT_EQ(eRioOk, client.MemRead(0, 0x1000, 1, 2, abData));
@@ -128,7 +138,9 @@ TEST_F(DataTest, MemoryReadAndWriteLogBytesAsSignedCharacters)
     EXPECT_EQ(Bytes("0000001d 00000014 00000000 00001000 00000001 00000002 00000000"
                     "0000001f 00000016 00000000 00001000 00000001 00000002 00000000 807f"),
               Sent());
-    EXPECT_EQ("MemRead 000001000 1 2 # ffffff80 7f Succeeded\nMemWrite 000001000 1 2 ffffff80 7f # Succeeded\n", Log());
+    EXPECT_EQ(
+        "MemRead 000001000 1 2 # ffffff80 7f Succeeded\nMemWrite 000001000 1 2 ffffff80 7f # Succeeded\n",
+        Log());
 }
 
 TEST_F(DataTest, MemoryAndFlashNeedTheServersCapability)
@@ -144,7 +156,8 @@ TEST_F(DataTest, MemoryAndFlashNeedTheServersCapability)
 
 TEST_F(DataTest, FlashReadWriteAndTheirEchoCheck)
 {
-    server.Expect(24, {Bytes("00000024 00000016"), Bytes("00000000 00000040 00000002 00000000 00000000"), Bytes("c0de")});
+    server.Expect(24, {Bytes("00000024 00000016"), Bytes("00000000 00000040 00000002 00000000 00000000"),
+                       Bytes("c0de")});
     server.Expect(26, {Bytes("00000026 00000014"), Bytes("00000000 00000041 00000002 00000000 00000000")});
     Connect();
     uint8_t abData[2] = {};

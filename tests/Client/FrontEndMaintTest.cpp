@@ -14,10 +14,11 @@ class MaintTest : public nvtest::FrontEndTest
 
 TEST_F(MaintTest, ReadOfHostIdentitySendsExactMessageAndReturnsHostOrderWords)
 {
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
-                             "00000000 00000000 00000000"),
-                       Bytes("000500ff")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("000500ff")});
     Connect();
     uint32_t ulValue = 0;
     EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
@@ -31,10 +32,11 @@ TEST_F(MaintTest, ReadOfHostIdentitySendsExactMessageAndReturnsHostOrderWords)
 TEST_F(MaintTest, ReadCutsDestIDToTransportSizeButNotTheHostID)
 {
     // Small transport: 0x1234 goes as 0x34; the echo must carry what was sent.
-    server.Expect(44, {Bytes("00000004 00000032"),
-                       Bytes("00000000 00000034 05000000 00000000 00000014 00000001 00000002 00000002 00000001"
-                             "00000000 00000000 00000000"),
-                       Bytes("0810")});
+    server.Expect(44,
+                  {Bytes("00000004 00000032"),
+                   Bytes("00000000 00000034 05000000 00000000 00000014 00000001 00000002 00000002 00000001"
+                         "00000000 00000000 00000000"),
+                   Bytes("0810")});
     Connect();
     uint16_t wValue = 0;
     EXPECT_EQ(eRioOk, client.Maint_read(0, 0x1234, 5, 0x14, &wValue, 1, 2, 1));
@@ -48,11 +50,13 @@ TEST_F(MaintTest, ReadCutsDestIDToTransportSizeButNotTheHostID)
 
 TEST_F(MaintTest, ReadWithLargeTransportKeepsSixteenBitsAndSetsTheFlag)
 {
-    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), QStringLiteral("16"));
-    server.Expect(44, {Bytes("00000004 00000031"),
-                       Bytes("00000000 00001234 00000000 00000000 00000000 00000001 00000001 00000001 00000002"
-                             "00000000 00000000 00000000"),
-                       Bytes("ab")});
+    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
+                          QStringLiteral("16"));
+    server.Expect(44,
+                  {Bytes("00000004 00000031"),
+                   Bytes("00000000 00001234 00000000 00000000 00000000 00000001 00000001 00000001 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("ab")});
     Connect();
     uint8_t uchValue = 0;
     EXPECT_EQ(eRioOk, client.Maint_read(0, 0x51234, 0, 0, &uchValue, 1, 1, 2));
@@ -63,9 +67,10 @@ TEST_F(MaintTest, ReadWithLargeTransportKeepsSixteenBitsAndSetsTheFlag)
 
 TEST_F(MaintTest, ReadOfZeroWordsExpectsReplyOfLength48)
 {
-    server.Expect(44, {Bytes("00000004 00000030"),
-                       Bytes("00000000 ffffffff 00000000 00000000 00000000 00000000 00000004 00000004 00000002"
-                             "00000000 00000000 00000000")});
+    server.Expect(44,
+                  {Bytes("00000004 00000030"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000000 00000000 00000004 00000004 00000002"
+                         "00000000 00000000 00000000")});
     Connect();
     uint32_t ulValue = 0x55;
     EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0, &ulValue, 0, 4, 2));
@@ -74,11 +79,14 @@ TEST_F(MaintTest, ReadOfZeroWordsExpectsReplyOfLength48)
 
 TEST_F(MaintTest, ReadWithServerStatusStillConsumesItsDataSoTheNextTransactionWorks)
 {
-    const auto reply = [](const char* pszStatus, const char* pszData) {
+    const auto reply = [](const char* pszStatus, const char* pszData)
+    {
         return std::vector<std::vector<uint8_t>>{
             Bytes("00000004 00000034"),
-            Bytes(std::string("00000000 00000007 02000000 00000000 00000100 00000001 00000004 00000004 00000002"
-                              "00000000 00000000") + pszStatus),
+            Bytes(
+                std::string("00000000 00000007 02000000 00000000 00000100 00000001 00000004 00000004 00000002"
+                            "00000000 00000000") +
+                pszStatus),
             Bytes(pszData)};
     };
     server.Expect(44, reply("fffffeca", "cafef00d")); // -310
@@ -93,13 +101,15 @@ TEST_F(MaintTest, ReadWithServerStatusStillConsumesItsDataSoTheNextTransactionWo
 
 TEST_F(MaintTest, TimedReadHandsBackTheServersStamps)
 {
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 ffffffff 00000000 00001000 00000060 00000001 00000004 00000004 00000002"
-                             "000003e8 00002000 00000000"),
-                       Bytes("00000001")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00001000 00000060 00000001 00000004 00000004 00000002"
+                         "000003e8 00002000 00000000"),
+                   Bytes("00000001")});
     Connect();
     uint32_t ulValue = 0, ulElapsed = 0, ulTick = 0;
-    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2, true, 0x1000, &ulElapsed, &ulTick));
+    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2, true, 0x1000, &ulElapsed,
+                                        &ulTick));
     EXPECT_EQ(1000u, ulElapsed);
     EXPECT_EQ(0x2000u, ulTick);
     const auto sent = Sent();
@@ -117,7 +127,10 @@ struct SBrokenReply
 };
 
 // Names the case in test output instead of dumping its bytes.
-void PrintTo(const SBrokenReply& c, std::ostream* pStream) { *pStream << c.pszName; }
+void PrintTo(const SBrokenReply& c, std::ostream* pStream)
+{
+    *pStream << c.pszName;
+}
 
 class BrokenReadReplyTest : public nvtest::FrontEndTest, public ::testing::WithParamInterface<SBrokenReply>
 {
@@ -133,40 +146,51 @@ TEST_P(BrokenReadReplyTest, GivesItsStatus)
     EXPECT_EQ("Maint_read 9 2 1 60 4 # Failed " + std::to_string(GetParam().nStatus) + "\n", Log());
 }
 
-const char* const kGoodBody = "00000000 00000009 01000000 00000000 00000060 00000001 00000004 00000004 00000002"
-                              "00000000 00000000 00000000";
+const char* const kGoodBody =
+    "00000000 00000009 01000000 00000000 00000060 00000001 00000004 00000004 00000002"
+    "00000000 00000000 00000000";
 
 INSTANTIATE_TEST_SUITE_P(
     Replies, BrokenReadReplyTest,
     ::testing::Values(
         SBrokenReply{"Silence", {}, false, eRioReceiveReadFailed},
         SBrokenReply{"HangUp", {}, true, eRioReceiveReadFailed},
-        SBrokenReply{"WrongId", {Bytes("00000006 00000034"), Bytes(kGoodBody), Bytes("00000000")}, false,
+        SBrokenReply{"WrongId",
+                     {Bytes("00000006 00000034"), Bytes(kGoodBody), Bytes("00000000")},
+                     false,
                      eRioIncorrectResponse},
-        SBrokenReply{"WrongLength", {Bytes("00000004 00000038"), Bytes(kGoodBody), Bytes("00000000")}, false,
+        SBrokenReply{"WrongLength",
+                     {Bytes("00000004 00000038"), Bytes(kGoodBody), Bytes("00000000")},
+                     false,
                      eRioIncorrectResponse},
         SBrokenReply{"ShortHeader", {Bytes("00000004")}, false, eRioIncorrectResponse},
-        SBrokenReply{"ShortBody", {Bytes("00000004 00000034"), Bytes("00000000 00000009")}, false,
+        SBrokenReply{"ShortBody",
+                     {Bytes("00000004 00000034"), Bytes("00000000 00000009")},
+                     false,
                      eRioIncorrectResponse},
         SBrokenReply{"WrongDestEcho",
                      {Bytes("00000004 00000034"),
                       Bytes("00000000 0000000a 01000000 00000000 00000060 00000001 00000004 00000004 00000002"
                             "00000000 00000000 00000000"),
                       Bytes("00000000")},
-                     false, eRioResponseMismatch},
+                     false,
+                     eRioResponseMismatch},
         SBrokenReply{"WrongOffsetEcho",
                      {Bytes("00000004 00000034"),
                       Bytes("00000000 00000009 01000000 00000000 00000064 00000001 00000004 00000004 00000002"
                             "00000000 00000000 00000000"),
                       Bytes("00000000")},
-                     false, eRioResponseMismatch},
+                     false,
+                     eRioResponseMismatch},
         SBrokenReply{"WrongWordCountEcho",
                      {Bytes("00000004 00000034"),
                       Bytes("00000000 00000009 01000000 00000000 00000060 00000002 00000004 00000004 00000002"
                             "00000000 00000000 00000000"),
                       Bytes("00000000")},
-                     false, eRioIncorrectResponse},
-        SBrokenReply{"MissingData", {Bytes("00000004 00000034"), Bytes(kGoodBody)}, false, eRioReceiveReadFailed}),
+                     false,
+                     eRioIncorrectResponse},
+        SBrokenReply{
+            "MissingData", {Bytes("00000004 00000034"), Bytes(kGoodBody)}, false, eRioReceiveReadFailed}),
     [](const auto& info) { return std::string(info.param.pszName); });
 
 TEST_F(MaintTest, DroppedConnectionIsReportedWithTheServersText)
@@ -176,13 +200,15 @@ TEST_F(MaintTest, DroppedConnectionIsReportedWithTheServersText)
     uint32_t ulValue = 0;
     EXPECT_EQ(eRioReceiveReadFailed, client.Maint_read(0, 9, 1, 0x60, &ulValue, 1, 4, 2));
     ASSERT_EQ(1, ui.messages.size());
-    EXPECT_TRUE(ui.messages[0].startsWith(QStringLiteral("Norvanta Server has dropped the connection.\nError is ")));
+    EXPECT_TRUE(
+        ui.messages[0].startsWith(QStringLiteral("Norvanta Server has dropped the connection.\nError is ")));
 }
 
 TEST_F(MaintTest, WriteSendsHeaderBodyAndDataAndLeavesTheBufferAsItWas)
 {
-    server.Expect(48, {Bytes("00000006 00000024"),
-                       Bytes("00000000 00001234 03000000 0000006c 00000002 00000004 00000004 00000002 00000000")});
+    server.Expect(
+        48, {Bytes("00000006 00000024"),
+             Bytes("00000000 00001234 03000000 0000006c 00000002 00000004 00000004 00000002 00000000")});
     Connect();
     uint32_t aulWords[2] = {0xDEADBEEFu, 1};
     EXPECT_EQ(eRioOk, client.Maint_write(0, 0x1234, 3, 0x6C, aulWords, 2, 4, 2));
@@ -198,8 +224,9 @@ TEST_F(MaintTest, WriteSendsHeaderBodyAndDataAndLeavesTheBufferAsItWas)
 
 TEST_F(MaintTest, WriteOfBytesLogsFourBytesPerWordAndFailureLeavesWordsSwapped)
 {
-    server.Expect(42, {Bytes("00000006 00000024"),
-                       Bytes("00000000 00000001 00000000 00000010 00000001 00000002 00000002 00000002 ffffffed")});
+    server.Expect(
+        42, {Bytes("00000006 00000024"),
+             Bytes("00000000 00000001 00000000 00000010 00000001 00000002 00000002 00000002 ffffffed")});
     Connect();
     uint16_t wWord = 0x1234;
     EXPECT_EQ(-19 /* status from the target */, client.Maint_write(0, 1, 0, 0x10, &wWord, 1, 2, 2));
@@ -209,8 +236,9 @@ TEST_F(MaintTest, WriteOfBytesLogsFourBytesPerWordAndFailureLeavesWordsSwapped)
 
 TEST_F(MaintTest, WriteReplyEchoesAreChecked)
 {
-    server.Expect(44, {Bytes("00000006 00000024"),
-                       Bytes("00000000 00000001 00000000 00000020 00000001 00000004 00000004 00000002 00000000")});
+    server.Expect(
+        44, {Bytes("00000006 00000024"),
+             Bytes("00000000 00000001 00000000 00000020 00000001 00000004 00000004 00000002 00000000")});
     Connect();
     uint32_t ulWord = 5;
     EXPECT_EQ(eRioResponseMismatch, client.Maint_write(0, 1, 0, 0x10, &ulWord, 1, 4, 2));
@@ -219,10 +247,11 @@ TEST_F(MaintTest, WriteReplyEchoesAreChecked)
 TEST_F(MaintTest, NothingIsLoggedWhenLoggingIsOff)
 {
     EnableLogging(false);
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
-                             "00000000 00000000 00000000"),
-                       Bytes("00000001")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("00000001")});
     Connect();
     uint32_t ulValue = 0;
     EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
@@ -259,7 +288,8 @@ TEST(MaintGarbage, RandomRepliesAlwaysEndInAStatus)
     const SLinkSettings saved = LinkSettings();
     LinkSettings().ulWaitMilliseconds = 200;
     uint32_t ulSeed = 12345;
-    const auto next = [&ulSeed]() {
+    const auto next = [&ulSeed]()
+    {
         ulSeed = ulSeed * 1103515245u + 12345u;
         return (ulSeed >> 16) & 0x7FFF;
     };

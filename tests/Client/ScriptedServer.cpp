@@ -43,7 +43,8 @@ CScriptedServer::~CScriptedServer()
     }
 }
 
-void CScriptedServer::Expect(size_t nBytes, std::vector<std::vector<uint8_t>> answer, bool bHangUp, int nDelayMs)
+void CScriptedServer::Expect(size_t nBytes, std::vector<std::vector<uint8_t>> answer, bool bHangUp,
+                             int nDelayMs)
 {
     m_steps.push_back(SStep{nBytes, std::move(answer), bHangUp, nDelayMs});
 }

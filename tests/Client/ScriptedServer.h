@@ -18,17 +18,18 @@ class CScriptedServer
 public:
     struct SStep
     {
-        size_t nExpect = 0;                    // bytes to read from the client first
+        size_t nExpect = 0;                       // bytes to read from the client first
         std::vector<std::vector<uint8_t>> answer; // pieces to send back, one send each
-        bool bHangUp = false;                  // close the connection after the answer
-        int nDelayMs = 0;                      // wait before answering
+        bool bHangUp = false;                     // close the connection after the answer
+        int nDelayMs = 0;                         // wait before answering
     };
 
     CScriptedServer();
     ~CScriptedServer();
 
     // Adds a step; the steps run in order once a client connects.
-    void Expect(size_t nBytes, std::vector<std::vector<uint8_t>> answer = {}, bool bHangUp = false, int nDelayMs = 0);
+    void Expect(size_t nBytes, std::vector<std::vector<uint8_t>> answer = {}, bool bHangUp = false,
+                int nDelayMs = 0);
     // Starts listening on 127.0.0.1 and returns the port.
     uint16_t Start();
     // Waits for the script to end and returns everything the client sent.

@@ -22,8 +22,9 @@ namespace
 // The identity record of a server, as it stands in the message table.
 std::vector<uint8_t> IdentityRecord(const char* pszVersion, const char* pszServer)
 {
-    std::vector<uint8_t> record = Bytes(std::string(pszVersion) + " 80ab0038 00050105 00000001 01000000 00000004" +
-                                        pszServer + " 00000001 00000002 00000000");
+    std::vector<uint8_t> record =
+        Bytes(std::string(pszVersion) + " 80ab0038 00050105 00000001 01000000 00000004" + pszServer +
+              " 00000001 00000002 00000000");
     record.resize(136, 0);
     return record;
 }
@@ -53,12 +54,13 @@ TEST_F(ConnectionTest, OpensServerReadsIdentityAndCapabilities)
     EXPECT_EQ(4u, info.ulNumLocalPorts);
     EXPECT_EQ(0x3F3u, connection.Capabilities());
     EXPECT_TRUE(ui.messages.isEmpty());
-    EXPECT_EQ(QStringList({"Processor\tNorvanta Simulator", "OS\tNorvanta Simulator", "Server Version\t2.8",
-                           "Driver Version\t1.2", "Interface Version\t20071021", "Memory Read\tSupported",
-                           "Memory Write\tSupported", "Doorbell Transmission\tSupported",
-                           "Doorbell Reception\tSupported", "Message Transmission\tSupported",
-                           "Message Reception\tSupported", "Flash Read\tSupported", "Flash Write\tSupported"}),
-              ServerInfoLines(info));
+    EXPECT_EQ(
+        QStringList({"Processor\tNorvanta Simulator", "OS\tNorvanta Simulator", "Server Version\t2.8",
+                     "Driver Version\t1.2", "Interface Version\t20071021", "Memory Read\tSupported",
+                     "Memory Write\tSupported", "Doorbell Transmission\tSupported",
+                     "Doorbell Reception\tSupported", "Message Transmission\tSupported",
+                     "Message Reception\tSupported", "Flash Read\tSupported", "Flash Write\tSupported"}),
+        ServerInfoLines(info));
     connection.Disconnect();
     EXPECT_FALSE(connection.IsConnected());
     EXPECT_EQ(Bytes("00000009 00000000 00000021 00000000 00000007 00000000"), server.Finish());
@@ -75,10 +77,11 @@ TEST_F(ConnectionTest, OldServerIsWarnedAboutAndNeverAskedForCapabilities)
     ASSERT_TRUE(connection.OpenTarget(eConnEthernetTCP, 0x7F000001u));
     EXPECT_EQ(0u, connection.Capabilities());
     ASSERT_EQ(1, ui.messages.size());
-    EXPECT_EQ(QStringLiteral("Warning.  You are connecting to a server that is not fully compatible with this "
-                             "version of Norvanta.\r\n\r\nServer Version: 2.7    Minimum Required Version: "
-                             "2.8\r\n\r\nSome Norvanta features may not be supported by the server."),
-              ui.messages[0]);
+    EXPECT_EQ(
+        QStringLiteral("Warning.  You are connecting to a server that is not fully compatible with this "
+                       "version of Norvanta.\r\n\r\nServer Version: 2.7    Minimum Required Version: "
+                       "2.8\r\n\r\nSome Norvanta features may not be supported by the server."),
+        ui.messages[0]);
     EXPECT_EQ(QStringLiteral("OS\tUknown type 9\n"), ServerInfoLines(connection.ServerInfo())[1]);
     connection.Disconnect();
     EXPECT_EQ(Bytes("00000009 00000000 00000007 00000000"), server.Finish());
@@ -109,9 +112,10 @@ TEST_F(ConnectionTest, RefusedConnectionShowsTheServerNotRunningText)
     EXPECT_FALSE(connection.OpenTarget(eConnInternetTCP, 0x7F000001u));
     ::close(nBound);
     ASSERT_EQ(1, ui.messages.size());
-    EXPECT_EQ(QStringLiteral("Unable to connect to the Norvanta Server.\n\nThe server is either not currently "
-                             "running, or it is busy with another\nNorvanta Client connection."),
-              ui.messages[0]);
+    EXPECT_EQ(
+        QStringLiteral("Unable to connect to the Norvanta Server.\n\nThe server is either not currently "
+                       "running, or it is busy with another\nNorvanta Client connection."),
+        ui.messages[0]);
     EXPECT_FALSE(connection.IsConnected());
     EXPECT_FALSE(connection.OpenTarget(10, 0x7F000001u));
 }
@@ -291,7 +295,8 @@ TEST_F(DirectLinkTest, BridgeRoutesReadsByOffsetAndDestination)
     EXPECT_EQ(1u | ((4u | 2u) * 4), pFake->ulLastFlags);
     EXPECT_EQ(eRioOk, client.DataWriteEx(0, 7, 1, 0, 0x100, 2, 1, false, abMemory, &ulCount));
     EXPECT_EQ(2u + 64u + 4u, pFake->ulLastFlags);
-    EXPECT_EQ(eRioTsi721DataWriteFailed, client.DataWriteEx(0, 7, 1, 0, 0x100, 3, 1, false, abMemory, &ulCount));
+    EXPECT_EQ(eRioTsi721DataWriteFailed,
+              client.DataWriteEx(0, 7, 1, 0, 0x100, 3, 1, false, abMemory, &ulCount));
     client.SetLink(nullptr);
 }
 
@@ -303,8 +308,9 @@ TEST_F(DirectLinkTest, WideAddressFormsFailOnOtherLinks)
     uint32_t ulCount = 4;
     EXPECT_EQ(eRioNullSocketRead, client.NreadEx(0, 7, 0, 0, 0, 0, false, abData, &ulCount));
     EXPECT_EQ(eRioNullSocketWrite, client.DataWriteEx(0, 7, 0, 0, 0, 0, 0, false, abData, &ulCount));
-    EXPECT_EQ("Nread 7 0 0 00000000000000000 4 # Failed -71\nSwrite 7 0 00000000000000000 4 0 0 0 0 # Failed -71\n",
-              Log());
+    EXPECT_EQ(
+        "Nread 7 0 0 00000000000000000 4 # Failed -71\nSwrite 7 0 00000000000000000 4 0 0 0 0 # Failed -71\n",
+        Log());
 }
 
 class AdapterTest : public nvtest::FrontEndTest
@@ -314,14 +320,16 @@ class AdapterTest : public nvtest::FrontEndTest
 TEST_F(AdapterTest, HalReachesTheFrontEndAndStatusesAreConverted)
 {
     // A device identity read and a switch port read, the second failing with a driver error.
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 ffffffff 00000000 00000000 00000000 00000001 00000004 00000004 00000002"
-                             "00000000 00000000 00000000"),
-                       Bytes("80ab0038")});
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 ffffffff 00000000 00000000 00000014 00000001 00000004 00000004 00000002"
-                             "00000000 00000000 fffffecf"),
-                       Bytes("00000000")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000000 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("80ab0038")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000014 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 fffffecf"),
+                   Bytes("00000000")});
     Connect();
     uint16_t wDevice = 0, wVendor = 0;
     EXPECT_EQ(NVXL_OK, GetDeviceAndVendor(0, 0xFFFFFFFFu, 0, &wDevice, &wVendor));
@@ -335,8 +343,10 @@ TEST_F(AdapterTest, HalReachesTheFrontEndAndStatusesAreConverted)
     HalSetPriority(2);
     uint32_t ulWord = 0;
     EXPECT_EQ(NVXL_ERR_INVALID_PARAM, MaintRead(0, 0xFFFFFFFFu, 0, 0, &ulWord, 1, 3, 4));
-    EXPECT_EQ(Bytes("00000003 00000024 00000000 ffffffff 00000000 00000000 00000000 00000001 00000004 00000004 00000002"
-                    "00000003 00000024 00000000 ffffffff 00000000 00000000 00000014 00000001 00000004 00000004 00000002"),
+    EXPECT_EQ(Bytes("00000003 00000024 00000000 ffffffff 00000000 00000000 00000000 00000001 00000004 "
+                    "00000004 00000002"
+                    "00000003 00000024 00000000 ffffffff 00000000 00000000 00000014 00000001 00000004 "
+                    "00000004 00000002"),
               Sent());
 }
 
@@ -352,20 +362,22 @@ TEST_F(AdapterTest, HalWriteLeavesCallersBufferAsItWasEvenWhenTheWriteFails)
 
 TEST_F(AdapterTest, ArePortsTrainedReadsAllPortsInOneMessageAndStoresAtMostTheCallersCount)
 {
-    server.Expect(44, {Bytes("00000004 00000034"),
-                       Bytes("00000000 00000004 01000000 00000000 00000014 00000001 00000004 00000004 00000002"
-                             "00000000 00000000 00000000"),
-                       Bytes("00001003")});
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 00000004 01000000 00000000 00000014 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("00001003")});
     std::vector<uint8_t> status;
     for (int i = 0; i < 16; ++i)
     {
         const auto word = Bytes(i == 1 ? "00000002" : "00000001");
         status.insert(status.end(), word.begin(), word.end());
     }
-    server.Expect(44, {Bytes("00000004 00000070"),
-                       Bytes("00000000 00000004 01000000 00000000 00000158 00000010 00000004 00000020 00000002"
-                             "00000000 00000000 00000000"),
-                       status});
+    server.Expect(44,
+                  {Bytes("00000004 00000070"),
+                   Bytes("00000000 00000004 01000000 00000000 00000158 00000010 00000004 00000020 00000002"
+                         "00000000 00000000 00000000"),
+                   status});
     Connect();
     uint32_t ulNumPorts = 2;
     uint8_t abTrained[2] = {7, 7};
@@ -377,21 +389,22 @@ TEST_F(AdapterTest, ArePortsTrainedReadsAllPortsInOneMessageAndStoresAtMostTheCa
 
 TEST_F(AdapterTest, I2CWriteByteGivesUpAfterTenPolls)
 {
-    const auto writeReply = [](const char* pszOffset) {
+    const auto writeReply = [](const char* pszOffset)
+    {
         return std::vector<std::vector<uint8_t>>{
-            Bytes("00000006 00000024"),
-            Bytes(std::string("00000000 00000004 01000000 ") + pszOffset +
-                  " 00000001 00000004 00000004 00000002 00000000")};
+            Bytes("00000006 00000024"), Bytes(std::string("00000000 00000004 01000000 ") + pszOffset +
+                                              " 00000001 00000004 00000004 00000002 00000000")};
     };
     server.Expect(44, writeReply("000b700c"));
     server.Expect(44, writeReply("000b7000"));
     server.Expect(44, writeReply("000b7004"));
     for (int i = 0; i < 10; ++i)
     {
-        server.Expect(44, {Bytes("00000004 00000034"),
-                           Bytes("00000000 00000004 01000000 00000000 000b7004 00000001 00000004 00000004 00000002"
-                                 "00000000 00000000 00000000"),
-                           Bytes("00010000")});
+        server.Expect(
+            44, {Bytes("00000004 00000034"),
+                 Bytes("00000000 00000004 01000000 00000000 000b7004 00000001 00000004 00000004 00000002"
+                       "00000000 00000000 00000000"),
+                 Bytes("00010000")});
     }
     Connect();
     EXPECT_EQ(eRioFlashTimeout, client.I2CWriteByte(0, 4, 1, 0x2, 0x34, 0x5A));
@@ -457,8 +470,8 @@ private:
         wrongId[3] = 0x0B;
         Answer(0x7F000004u, wrongId);
         std::vector<uint8_t> second = answer;
-        second[8 + 16] = 4;  // ready on UDP
-        second[8 + 15] = 0;  // no large ID
+        second[8 + 16] = 4; // ready on UDP
+        second[8 + 15] = 0; // no large ID
         Answer(0x7F000003u, second);
         answer[8 + 16] = 2; // busy now
         Answer(0x7F000002u, answer);
@@ -485,8 +498,10 @@ TEST(TargetList, StoredFormRoundTripsAndIncompleteEntriesAreSkipped)
     EXPECT_FALSE(CTargetList::FromStoredString(QStringLiteral("10.0.0.7 80ABh 0038h 5 Y 261"), &back));
 
     SetPreference(QStringLiteral("TargetList"), QStringLiteral("NumTargets"), 2u);
-    SetPreference(QStringLiteral("TargetList"), QStringLiteral("Target0"), QStringLiteral("10.0.0.7 80ABh 0038h 5 Y 261"));
-    SetPreference(QStringLiteral("TargetList"), QStringLiteral("Target1"), QStringLiteral("10.0.0.8 1h 2h 3 Y 4 0"));
+    SetPreference(QStringLiteral("TargetList"), QStringLiteral("Target0"),
+                  QStringLiteral("10.0.0.7 80ABh 0038h 5 Y 261"));
+    SetPreference(QStringLiteral("TargetList"), QStringLiteral("Target1"),
+                  QStringLiteral("10.0.0.8 1h 2h 3 Y 4 0"));
     CTargetList list;
     list.Load();
     ASSERT_EQ(1, list.Entries().size());
@@ -538,7 +553,8 @@ TEST(TargetList, SearchListsEachAnsweringServerOnceAndSavesTheList)
     CTargetList reloaded;
     reloaded.Load();
     ASSERT_EQ(2, reloaded.Entries().size());
-    EXPECT_EQ(QStringLiteral("127.0.0.3 80ABh 0038h 5 N 65535 1"), CTargetList::ToStoredString(reloaded.Entries()[1]));
+    EXPECT_EQ(QStringLiteral("127.0.0.3 80ABh 0038h 5 N 65535 1"),
+              CTargetList::ToStoredString(reloaded.Entries()[1]));
     LinkSettings() = saved;
 }
 } // namespace

@@ -98,7 +98,8 @@ TEST_F(CliTest, SearchFindsTheSimulatorOnLoopback)
                    {"--broadcast", "127.255.255.255", "--broadcast-port", std::to_string(sim.BroadcastPort()),
                     "--reply-port", std::to_string(wReplyPort), "search"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
-    EXPECT_EQ(0u, result.strOut.find("IP Address\tDevice ID\tVendor ID\tShrt DestID\tLong DestID\tProt\tStatus\n"));
+    EXPECT_EQ(
+        0u, result.strOut.find("IP Address\tDevice ID\tVendor ID\tShrt DestID\tLong DestID\tProt\tStatus\n"));
     EXPECT_NE(std::string::npos, result.strOut.find("\n127.0.0.1\t"));
     EXPECT_NE(std::string::npos, result.strOut.find("\tTCP\tReady\n"));
 }
@@ -130,7 +131,8 @@ TEST_F(CliTest, NoServerGivesTheConnectionText)
     const SRunResult result =
         RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), {"--port", strPort, "identify"});
     EXPECT_EQ(1, result.nExitCode);
-    EXPECT_EQ("Unable to connect to the Norvanta Server.\n\nThe server is either not currently running, or it is busy "
+    EXPECT_EQ("Unable to connect to the Norvanta Server.\n\nThe server is either not currently running, or "
+              "it is busy "
               "with another\nNorvanta Client connection.\n",
               result.strErr);
 }
@@ -145,7 +147,10 @@ struct SFaultCase
 };
 
 // Names the case in test output instead of dumping its bytes.
-void PrintTo(const SFaultCase& c, std::ostream* pStream) { *pStream << c.pszName; }
+void PrintTo(const SFaultCase& c, std::ostream* pStream)
+{
+    *pStream << c.pszName;
+}
 
 class CliFaultTest : public CliTest, public ::testing::WithParamInterface<SFaultCase>
 {
@@ -157,7 +162,8 @@ TEST_P(CliFaultTest, ReadFailsWithItsTextAndTheServerRecovers)
     ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
     SRunResult result = Cli(sim, {"read", "60h"});
     EXPECT_EQ(1, result.nExitCode);
-    EXPECT_NE(std::string::npos, result.strErr.find(std::string(GetParam().pszError) + "\n")) << result.strErr;
+    EXPECT_NE(std::string::npos, result.strErr.find(std::string(GetParam().pszError) + "\n"))
+        << result.strErr;
     EXPECT_EQ("", result.strOut);
     result = Cli(sim, {"read", "60h"});
     EXPECT_EQ(0, result.nExitCode) << result.strErr;

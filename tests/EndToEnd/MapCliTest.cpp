@@ -16,13 +16,17 @@ SRunResult Cli(const std::vector<std::string>& args)
     return RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), args);
 }
 
-std::string DataFile(const char* pszName) { return nvtest::SourceDir() + "/tests/Common/NetworkMap/data/" + pszName; }
+std::string DataFile(const char* pszName)
+{
+    return nvtest::SourceDir() + "/tests/Common/NetworkMap/data/" + pszName;
+}
 
 TEST(MapCli, ShowAndCheckAGoodMap)
 {
     SRunResult result = Cli({"map", "show", DataFile("version16.nvm")});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
-    EXPECT_EQ(0u, result.strOut.find("Map version16.nvm: version 1.6, 16-bit transport\nActive map\nPEs: 1\n"));
+    EXPECT_EQ(0u,
+              result.strOut.find("Map version16.nvm: version 1.6, 16-bit transport\nActive map\nPEs: 1\n"));
     EXPECT_NE(std::string::npos, result.strOut.find("destID 101h  host link"));
     result = Cli({"map", "check", DataFile("version16.nvm")});
     EXPECT_EQ(0, result.nExitCode);
@@ -47,7 +51,8 @@ TEST(RegsCli, KnownDeviceHasItsOwnFileAndUnknownFallsToTheGenericOne)
     SRunResult result = Cli({"regs", "show", "374h", "38h"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
     EXPECT_EQ(0u, result.strOut.find("Device 0374h vendor 0038h: CPS-1848, register file 0_03740038\n"));
-    EXPECT_NE(std::string::npos, result.strOut.find("  0x000000  Device Identity CAR\n      [0:15] DeviceIdentity (R)\n"));
+    EXPECT_NE(std::string::npos,
+              result.strOut.find("  0x000000  Device Identity CAR\n      [0:15] DeviceIdentity (R)\n"));
     result = Cli({"regs", "show", "1234h", "38h"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
     EXPECT_EQ(0u, result.strOut.find("Device 1234h vendor 0038h: unknown device (generic endpoint)"));

@@ -38,7 +38,9 @@ std::vector<char*> ArgV(const std::string& strProgram, const std::vector<std::st
 uint16_t PortOf(const std::string& strLine, const std::string& strKey)
 {
     const size_t nAt = strLine.find(strKey + "=");
-    return nAt == std::string::npos ? 0 : static_cast<uint16_t>(std::stoul(strLine.substr(nAt + strKey.size() + 1)));
+    return nAt == std::string::npos
+               ? 0
+               : static_cast<uint16_t>(std::stoul(strLine.substr(nAt + strKey.size() + 1)));
 }
 
 int WaitExit(pid_t pid)
@@ -59,8 +61,10 @@ CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::
         strPath = SourceDir() + "/Simulator/topologies/" + strTopology;
     }
     static int nCount = 0;
-    m_strErrorFile = ProcessTempDir() + "/sim-stderr-" + std::to_string(::getpid()) + "-" + std::to_string(nCount++);
-    std::vector<std::string> args = {"--bind", "127.0.0.1", "--tcp-port", "0", "--udp-port", "0", "--broadcast-port", "0"};
+    m_strErrorFile =
+        ProcessTempDir() + "/sim-stderr-" + std::to_string(::getpid()) + "-" + std::to_string(nCount++);
+    std::vector<std::string> args = {"--bind",     "127.0.0.1", "--tcp-port",       "0",
+                                     "--udp-port", "0",         "--broadcast-port", "0"};
     args.insert(args.end(), extraArgs.begin(), extraArgs.end());
     args.push_back(strPath);
 
@@ -73,7 +77,8 @@ CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, anPipe[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, anPipe[0]);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_strErrorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_strErrorFile.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const std::string strProgram = BuiltProgram("Simulator/norvanta-sim");
     auto argv = ArgV(strProgram, args);
     const int nSpawn = posix_spawn(&m_pid, strProgram.c_str(), &actions, nullptr, argv.data(), environ);
@@ -111,7 +116,10 @@ CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::
     }
 }
 
-CSimProcess::~CSimProcess() { Stop(); }
+CSimProcess::~CSimProcess()
+{
+    Stop();
+}
 
 int CSimProcess::Stop()
 {
@@ -125,18 +133,24 @@ int CSimProcess::Stop()
     return nExit;
 }
 
-std::string CSimProcess::ErrorOutput() const { return ReadFile(m_strErrorFile); }
+std::string CSimProcess::ErrorOutput() const
+{
+    return ReadFile(m_strErrorFile);
+}
 
 SRunResult RunProgram(const std::string& strProgram, const std::vector<std::string>& args)
 {
     SRunResult result;
     static int nCount = 0;
-    const std::string strBase = ProcessTempDir() + "/run-" + std::to_string(::getpid()) + "-" + std::to_string(nCount++);
+    const std::string strBase =
+        ProcessTempDir() + "/run-" + std::to_string(::getpid()) + "-" + std::to_string(nCount++);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (strBase + ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (strBase + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (strBase + ".out").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (strBase + ".err").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
     auto argv = ArgV(strProgram, args);
     pid_t pid = -1;
     if (posix_spawn(&pid, strProgram.c_str(), &actions, nullptr, argv.data(), environ) == 0)

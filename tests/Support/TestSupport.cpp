@@ -43,7 +43,10 @@ const std::string& ProcessTempDir()
     return dir.strPath;
 }
 
-std::string SourceDir() { return NV_SOURCE_DIR; }
+std::string SourceDir()
+{
+    return NV_SOURCE_DIR;
+}
 
 std::string BinaryDir()
 {
@@ -51,7 +54,10 @@ std::string BinaryDir()
     return pszDir && *pszDir ? pszDir : NV_BINARY_DIR;
 }
 
-std::string BuiltProgram(const std::string& strRelative) { return BinaryDir() + "/" + strRelative; }
+std::string BuiltProgram(const std::string& strRelative)
+{
+    return BinaryDir() + "/" + strRelative;
+}
 
 std::string ReadFile(const std::string& strPath)
 {

@@ -20,8 +20,9 @@ TEST(StatusText, ClientTextsKeepTheirOwnWordingAndUnknownValuesSayTheirNumber)
     EXPECT_EQ(QStringLiteral("A memory allocation error occured within Norvanta"), RioErrorText(-40));
     EXPECT_EQ(QStringLiteral("Switch cannot suport requested routing"), RioErrorText(-110));
     EXPECT_EQ(QStringLiteral("Norvanta Driver Error: RapidIO Timeout detected"), RioErrorText(-310));
-    EXPECT_EQ(QStringLiteral("Norvanta DG Error: An unknown DG request ID was received by the Norvanta Server,"),
-              RioErrorText(-400));
+    EXPECT_EQ(
+        QStringLiteral("Norvanta DG Error: An unknown DG request ID was received by the Norvanta Server,"),
+        RioErrorText(-400));
     // -524 is the failed write but shares the read's text.
     EXPECT_EQ(RioErrorText(-523), RioErrorText(-524));
     EXPECT_EQ(QStringLiteral("Node not found"), RioErrorText(-10000));
@@ -37,11 +38,24 @@ TEST(NumberText, FollowsTheEntryRule)
         bool bValid;
         uint64_t ulValue;
     } cases[] = {
-        {"101", true, 101},      {"101b", true, 5},        {"101B", true, 5},       {"FF", true, 0xFF},
-        {"FFh", true, 0xFF},     {"ffH", true, 0xFF},      {"10d", true, 10},       {"1_000", true, 1000},
-        {" 1 2 ", true, 12},     {"12b", true, 0x12B},     {"1Ad", true, 0x1AD},    {"0x1F", true, 0x1F},
-        {"", false, 0},          {"  _ ", false, 0},       {"h", false, 0},         {"12G", false, 0},
-        {"FFFFFFFFFFFFFFFFh", true, UINT64_MAX},           {"1FFFFFFFFFFFFFFFFh", false, 0},
+        {"101", true, 101},
+        {"101b", true, 5},
+        {"101B", true, 5},
+        {"FF", true, 0xFF},
+        {"FFh", true, 0xFF},
+        {"ffH", true, 0xFF},
+        {"10d", true, 10},
+        {"1_000", true, 1000},
+        {" 1 2 ", true, 12},
+        {"12b", true, 0x12B},
+        {"1Ad", true, 0x1AD},
+        {"0x1F", true, 0x1F},
+        {"", false, 0},
+        {"  _ ", false, 0},
+        {"h", false, 0},
+        {"12G", false, 0},
+        {"FFFFFFFFFFFFFFFFh", true, UINT64_MAX},
+        {"1FFFFFFFFFFFFFFFFh", false, 0},
     };
     for (const auto& c : cases)
     {
@@ -64,11 +78,14 @@ TEST(NumberText, FollowsTheEntryRule)
 TEST(Preferences, EmptyStoreGivesDefaultsAndValuesSurviveAReread)
 {
     EXPECT_EQ(8u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u));
-    EXPECT_EQ(QStringLiteral("none"), GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), "none"));
+    EXPECT_EQ(QStringLiteral("none"),
+              GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), "none"));
     EXPECT_TRUE(SetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 16u));
-    EXPECT_TRUE(SetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), QStringLiteral("/opt/nv")));
+    EXPECT_TRUE(
+        SetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), QStringLiteral("/opt/nv")));
     EXPECT_EQ(16u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u));
-    EXPECT_EQ(QStringLiteral("/opt/nv"), GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), ""));
+    EXPECT_EQ(QStringLiteral("/opt/nv"),
+              GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), ""));
     // A text where a number belongs reads as the default.
     SetPreference(QStringLiteral("Preferences"), QStringLiteral("Broken"), QStringLiteral("abc"));
     EXPECT_EQ(3u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("Broken"), 3u));
@@ -81,11 +98,13 @@ TEST(Preferences, EmptyStoreGivesDefaultsAndValuesSurviveAReread)
 TEST(Preferences, OverlongStringReadsAsDefaultAndOverridesAreNotStored)
 {
     SetPreference(QStringLiteral("Preferences"), QStringLiteral("Long"), QString(1025, QLatin1Char('a')));
-    EXPECT_EQ(QStringLiteral("dflt"), GetPreference(QStringLiteral("Preferences"), QStringLiteral("Long"), "dflt"));
+    EXPECT_EQ(QStringLiteral("dflt"),
+              GetPreference(QStringLiteral("Preferences"), QStringLiteral("Long"), "dflt"));
     SetPreference(QStringLiteral("Preferences"), QStringLiteral("Edge"), QString(1024, QLatin1Char('a')));
     EXPECT_EQ(1024, GetPreference(QStringLiteral("Preferences"), QStringLiteral("Edge"), "dflt").size());
 
-    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("ServerPort"), QStringLiteral("2000"));
+    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("ServerPort"),
+                          QStringLiteral("2000"));
     EXPECT_EQ(2000u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("ServerPort"), 15000u));
     ClearPreferenceOverrides();
     EXPECT_EQ(15000u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("ServerPort"), 15000u));
@@ -95,13 +114,13 @@ TEST(Preferences, DontAskQuestionUsesTheStoredResponse)
 {
     nvtest::CRecordingUserInterface ui;
     ui.answers = {eAnswerNo};
-    EXPECT_EQ(eAnswerNo, AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
-                                    QStringLiteral("Norvanta")));
+    EXPECT_EQ(eAnswerNo, AskDontAsk(QStringLiteral("DiscoveryLog"),
+                                    QStringLiteral("Enable discovery logging?"), QStringLiteral("Norvanta")));
     EXPECT_EQ(QStringList({"Enable discovery logging?"}), ui.questions);
     SetPreference(QStringLiteral("Messages"), QStringLiteral("DiscoveryLogDontAsk"), 1u);
     SetPreference(QStringLiteral("Messages"), QStringLiteral("DiscoveryLogResponse"), 7u);
-    EXPECT_EQ(eAnswerNo, AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
-                                    QStringLiteral("Norvanta")));
+    EXPECT_EQ(eAnswerNo, AskDontAsk(QStringLiteral("DiscoveryLog"),
+                                    QStringLiteral("Enable discovery logging?"), QStringLiteral("Norvanta")));
     EXPECT_EQ(1, ui.questions.size());
 }
 
