@@ -119,3 +119,43 @@ TEST(DiscoveryCli, ALockHeldByASecondHostIsBroken)
     EXPECT_EQ(2, Cli(sim, {"discover"}).nExitCode) << "--save is required";
 }
 } // namespace
+
+namespace
+{
+TEST(DiscoveryCli, ALinkThatLostItsRateIsFoundAgainByTryingEverySpeed)
+{
+    nvtest::CSimProcess sim("untrained.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    // sw1's port 3 runs on lanes 12 to 15; at 2.5 Gbaud it shares no rate with ep3 (5 Gbaud only).
+    for (const char* pszLane : {"0xFF8C00", "0xFF8D00", "0xFF8E00", "0xFF8F00"})
+        ASSERT_EQ(0, Cli(sim, {"write", pszLane, "0x1E8A", "--dest", "0xFF", "--hop", "0"}).nExitCode);
+    SRunResult result = Cli(sim, {"ports", "trained", "--dest", "0xFF", "--hop", "0"});
+    ASSERT_TRUE(Has(result.strOut, "port 3: not trained\n")) << result.strOut;
+
+    // Without the speed trial the port is an empty one.
+    result = Cli(sim, {"discover", "--enumerate", "--discovery-log", "--no-layout", "--save",
+                       MapPath("untrained1.nvm")});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Found 2 switches, 2 endpoints")) << result.strOut;
+    EXPECT_FALSE(Has(result.strOut, "device 1003h"));
+
+    result = Cli(sim, {"discover", "--enumerate", "--try-speeds", "--discovery-log", "--no-layout", "--save",
+                       MapPath("untrained2.nvm")});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Looking in port 0 and out port 3 of PE 2\n"
+                                   "Port 3 is not trained at current speed\n"
+                                   "Setting the port speed to 1250 MHz to see if it trains...\n"
+                                   "Setting the port speed to 2500 MHz to see if it trains...\n"
+                                   "Setting the port speed to 3125 MHz to see if it trains...\n"
+                                   "Setting the port speed to 5000 MHz to see if it trains...\n"
+                                   "Port is now trained at 5000 MHz\n"))
+        << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Found 2 switches, 3 endpoints")) << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Memory device 1003h vendor FFF0h destID")) << result.strOut;
+    // ep1's link never trains: every rate is tried and the port stays at the last one written.
+    EXPECT_TRUE(Has(result.strOut, "Setting the port speed to 6250 MHz to see if it trains...\n"
+                                   "Port is not trained. Skipping it\n"));
+    result = Cli(sim, {"speed", "get", "3", "--dest", "0xFF", "--hop", "0"});
+    EXPECT_EQ("5000\n", result.strOut);
+}
+} // namespace
