@@ -1,6 +1,7 @@
 #include "HeadlessDemo.h"
 
 #include "MainFrameCore.h"
+#include "NetworkCommands.h"
 #include "UserInterface.h"
 
 #include <cstdio>
@@ -37,6 +38,7 @@ int RunHeadlessDemo(const QString& strMapPath)
 {
     CDemoUserInterface ui;
     CMainFrameCore frame;
+    InstallNetworkCommands(frame);
     Say(QStringLiteral("Connecting to the demo fabric..."));
     if (!frame.ConnectDemo())
     {

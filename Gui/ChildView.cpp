@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QEventLoop>
 #include <QMenu>
 #include <QPageLayout>
 #include <QPainter>
@@ -95,6 +96,7 @@ void CChildView::SyncSelection()
     {
         pObject->bSelected = false;
     }
+    std::vector<std::pair<bool, uint32_t>> selected;
     for (QGraphicsItem* pItem : m_pScene->selectedItems())
     {
         if (pItem->type() == eItemNode)
@@ -102,15 +104,56 @@ void CChildView::SyncSelection()
             CDrawPrimitive* pObject = static_cast<CNodeItem*>(pItem)->Object();
             pObject->bSelected = true;
             document.SelectedNodes.push_back({pObject->uUniqueID, static_cast<uint16_t>(pObject->eKind)});
+            selected.emplace_back(false, pObject->uUniqueID);
         }
         else if (pItem->type() == eItemEdge)
         {
             CDrawPrimitive* pObject = static_cast<CEdgeItem*>(pItem)->Object();
             pObject->bSelected = true;
             document.SelectedEdges.push_back({pObject->uUniqueID, 0});
+            selected.emplace_back(true, pObject->uUniqueID);
+        }
+    }
+    // Keep the order of picking: what stays selected keeps its place, new picks go last.
+    std::erase_if(m_SelectionOrder, [&selected](const auto& item)
+                  { return std::find(selected.begin(), selected.end(), item) == selected.end(); });
+    for (const auto& item : selected)
+    {
+        if (std::find(m_SelectionOrder.begin(), m_SelectionOrder.end(), item) == m_SelectionOrder.end())
+        {
+            m_SelectionOrder.push_back(item);
         }
     }
     emit selectionChangedInMap();
+}
+
+std::vector<SRouteSelectionItem> CChildView::RouteSelection() const
+{
+    const CNetworkDocument& document = m_core.Document();
+    std::vector<SRouteSelectionItem> items;
+    for (const auto& [bEdge, uUniqueID] : m_SelectionOrder)
+    {
+        const CDrawPrimitive* pObject =
+            (bEdge ? document.pCurrentEdges : document.pCurrentNodes)->FindByUniqueID(uUniqueID);
+        if (!pObject)
+        {
+            continue;
+        }
+        SRouteSelectionItem item;
+        if (bEdge)
+        {
+            const bool bLink = static_cast<const CDrawEdge*>(pObject)->eEdgeType == eEdgePEConn;
+            item.eKind = bLink ? SRouteSelectionItem::eConnection : SRouteSelectionItem::eOther;
+        }
+        else
+        {
+            item.eKind =
+                pObject->eKind == eDrawKindPE ? SRouteSelectionItem::ePE : SRouteSelectionItem::eOther;
+        }
+        item.iNodeNumber = pObject->iAssociatedPrimitive;
+        items.push_back(item);
+    }
+    return items;
 }
 
 std::unique_ptr<QMenu> CChildView::PopupAt(const QPoint& at, SCommandContext* pContext)
@@ -289,6 +332,36 @@ bool CChildView::PrintToPdf(const QString& strPath)
                      writer.title());
     scene.render(&painter, page.adjusted(0, dTitle, 0, 0), scene.MapRect());
     return painter.end();
+}
+
+bool CChildView::LayoutAndWait(CNetworkDocument& document)
+{
+    const QByteArray input = CAutoLayout::LayoutInput(document, CAutoLayout::AskNoOverlaps(), m_bHideNulls);
+    QString strProgram;
+    QString strError;
+    if (!CAutoLayout::FindProgram(&strProgram, &strError))
+    {
+        ShowMessage(strError);
+        return false;
+    }
+    QByteArray output;
+    bool bOk = false;
+    QEventLoop loop;
+    QThread* pThread =
+        QThread::create([&] { bOk = CAutoLayout::RunProgram(strProgram, input, &output, &strError); });
+    connect(pThread, &QThread::finished, &loop, &QEventLoop::quit);
+    pThread->start();
+    // Input from the person waits: the map being laid out isn't the one on the screen yet.
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    pThread->wait();
+    delete pThread;
+    if (!bOk)
+    {
+        ShowMessage(strError);
+        return false;
+    }
+    CAutoLayout::Apply(document, CAutoLayout::ParseOutput(output));
+    return true;
 }
 
 bool CChildView::StartAutoLayout()

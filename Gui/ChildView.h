@@ -5,12 +5,15 @@
 
 #include "MainFrameCore.h"
 #include "MapOptions.h"
+#include "RouteSearch.h"
 
 #include <QGraphicsView>
 #include <QPointer>
 #include <QThread>
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 class CMapScene;
 class QMenu;
@@ -54,6 +57,13 @@ public:
     // a worker thread, the new positions when it ends. False when it couldn't start.
     bool StartAutoLayout();
     bool LayoutRunning() const { return m_pLayoutThread != nullptr; }
+    // The automatic layout of a document that isn't shown yet (a discovered map), neato on a
+    // worker thread while the window goes on painting; returns when it is done. False when it
+    // failed, the failure having been shown.
+    bool LayoutAndWait(CNetworkDocument& document);
+
+    // The selected PEs and links in the order the person picked them, for manual routes.
+    std::vector<SRouteSelectionItem> RouteSelection() const;
 
 signals:
     void commandChosen(ECommand eCommand, const SCommandContext& context);
@@ -74,4 +84,6 @@ private:
     SMapOptions m_Options;
     bool m_bHideNulls = false;
     QPointer<QThread> m_pLayoutThread;
+    // Selected drawing objects, oldest pick first: whether it is an edge, and its unique ID.
+    std::vector<std::pair<bool, uint32_t>> m_SelectionOrder;
 };

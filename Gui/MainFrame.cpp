@@ -6,11 +6,13 @@
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
 #include "DefaultSettingsDlg.h"
+#include "EnumerationDlg.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
 #include "MapScene.h"
 #include "MenuBuilder.h"
 #include "NetBrowserDlgBar.h"
+#include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
@@ -381,6 +383,13 @@ void CMainFrame::InstallHandlers()
                OnMapChanged();
            }
        });
+    SNetworkCommandHooks hooks;
+    m_settingsChooser = [this](CEnumerationSettings& settings)
+    { return CEnumerationDlg(settings, this).exec() == QDialog::Accepted; };
+    hooks.chooseSettings = [this](CEnumerationSettings& settings) { return m_settingsChooser(settings); };
+    hooks.layout = [this](CNetworkDocument& document) { return m_pView->LayoutAndWait(document); };
+    hooks.selection = [this] { return m_pView->RouteSelection(); };
+    InstallNetworkCommands(m_core, hooks);
     on(eCmdUploadRegisters,
        [this](const SCommandContext&)
        {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "MainFrameCore.h"
+#include "NetworkCommands.h"
 
 #include <QMainWindow>
 
@@ -35,6 +36,11 @@ public:
     // How the connect command asks for a connection; the connection dialog unless replaced
     // (tests answer for the person here).
     void SetConnectionChooser(ConnectionChooser chooser) { m_chooser = std::move(chooser); }
+    // Replaces the discovery settings window (tests answer for the person).
+    void SetDiscoverySettingsChooser(DiscoverySettingsChooser chooser)
+    {
+        m_settingsChooser = std::move(chooser);
+    }
 
     // Runs a command as if chosen from a menu.
     void RunCommand(ECommand eCommand, const SCommandContext& context = {});
@@ -65,4 +71,5 @@ private:
     QMenu* m_pRecentMenu = nullptr;
     std::vector<QAction*> m_Actions;
     ConnectionChooser m_chooser;
+    DiscoverySettingsChooser m_settingsChooser;
 };

@@ -109,6 +109,18 @@ bool CQtUserInterface::AskNumber(const QString& strPrompt, const QString& strTit
     }
 }
 
+bool CQtUserInterface::AskText(const QString& strPrompt, const QString& strTitle, QString* pstrValue)
+{
+    bool bOk = false;
+    const QString strText =
+        QInputDialog::getText(m_pParent, strTitle, strPrompt, QLineEdit::Normal, *pstrValue, &bOk);
+    if (bOk)
+    {
+        *pstrValue = strText;
+    }
+    return bOk;
+}
+
 void CQtUserInterface::BeginWork(const QString& strTitle, bool bWithLog)
 {
     IUserInterface::BeginWork(strTitle, bWithLog);

@@ -24,6 +24,7 @@ public:
                        const QString& strDefaultName) override;
     QString ChooseDirectory(const QString& strPrompt) override;
     bool AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue) override;
+    bool AskText(const QString& strPrompt, const QString& strTitle, QString* pstrValue) override;
     void BeginWork(const QString& strTitle, bool bWithLog) override;
     void SetWorkProgress(const QString& strText) override;
     void AppendWorkLog(const QString& strLine) override;

@@ -31,7 +31,7 @@ void CEnumerationSettings::Load(bool bWide)
     bScanExistingIDs = Pref("ScanExistingIDs", 1);
     bAssignVDIDs = Pref("AssignVDIDs", 0);
     bUploadRegisters = Pref("EnumerateUploadRegisters", 0);
-    strScanSequence = GetPreference(kSection, QStringLiteral("ScanSeq"), QString());
+    ReloadScanSequence();
     strHostDestID = QString::number(GetPreference(kSection, QStringLiteral("EnumerateLocalDestID"), 1u));
     strStartingDestID =
         QString::number(GetPreference(kSection, QStringLiteral("EnumerateStartingDestID"), 5u));
@@ -76,7 +76,7 @@ void CEnumerationSettings::SetEnumerate(bool bOn)
     }
     else
     {
-        strScanSequence = GetPreference(kSection, QStringLiteral("ScanSeq"), QString());
+        ReloadScanSequence();
         bUploadEnabled = true;
         bAssignVDIDs = false;
         bUploadRoutingTables = !bBuildRoutingTables && Pref("EnumerateUploadRoutingTables", 0);
@@ -108,6 +108,26 @@ void CEnumerationSettings::SetUploadRegisters(bool bOn)
 {
     bUploadRegisters = bOn;
     Save("EnumerateUploadRegisters", bOn);
+}
+
+void CEnumerationSettings::ReloadScanSequence()
+{
+    strScanSequence = GetPreference(kSection, QStringLiteral("ScanSeq"), QString());
+    // A stored sequence that reads well is shown in the network's ID format; one that doesn't is
+    // shown as it was typed, for the check of OK to point at.
+    std::vector<uint32_t> ids;
+    for (const QString& strToken :
+         strScanSequence.split(QRegularExpression(QStringLiteral("[,;. ]")), Qt::SkipEmptyParts))
+    {
+        uint64_t ulValue = 0;
+        if (ids.size() >= static_cast<size_t>(kMaxScanIDs) || !NumberFromText(strToken, &ulValue))
+        {
+            return;
+        }
+        ids.push_back(static_cast<uint32_t>(ulValue > 0xFFFFu ? 0xFFFFu : ulValue));
+    }
+    scanIDs = ids;
+    strScanSequence = ScanSequenceText();
 }
 
 QString CEnumerationSettings::ScanSequenceText() const

@@ -69,5 +69,6 @@ public:
     uint32_t ulDestIDIncrement = 5;
 
 private:
+    void ReloadScanSequence();
     bool CheckID(const QString& strText, const char* pszFormatError, uint32_t* pulValue) const;
 };

@@ -62,6 +62,13 @@ public:
         (void)strPrompt, (void)strTitle, (void)pulValue;
         return false;
     }
+    // A line of text typed by the person, *pstrValue showing first; false when cancelled. The
+    // caller checks the text.
+    virtual bool AskText(const QString& strPrompt, const QString& strTitle, QString* pstrValue)
+    {
+        (void)strPrompt, (void)strTitle, (void)pstrValue;
+        return false;
+    }
 
     // The working window of a long operation: a title, a progress line, an optional log pane and
     // a Cancel button. It pumps the event loop whenever one of these is called.

@@ -1,5 +1,6 @@
-// norvanta-cli's device commands against norvanta-sim's demo fabric: routing tables, the device
-// lock between two hosts, port training and errors, and refusals of bad values.
+// norvanta-cli's device commands against norvanta-sim's demo fabric, whose switches are CPS-1848s:
+// routing tables, the device lock between two hosts, port training and errors, and refusals of
+// bad values.
 #include "SimProcess.h"
 #include "TestSupport.h"
 
@@ -38,10 +39,16 @@ TEST_F(DeviceCliTest, RoutingTableStoreAndLoadRoundTrip)
               "destid=0x0006 type=port port=2 extra=0x0\n"
               "destid=0x0020 type=port port=4 extra=0x0\n",
               result.strOut);
-    // A standard switch has no entry-by-entry access.
-    result = OnSwitch({"route", "get", "255", "5"});
-    EXPECT_EQ(1, result.nExitCode);
-    EXPECT_EQ("Action not supported for specified PE\n", result.strErr);
+    // The CPS-1848 also reads and writes entry by entry; an ID the store left out is unrouted, and
+    // the table of all ports stands for each port's.
+    result = OnSwitch({"route", "get", "255", "7"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("destid=0x0007 type=unrouted port=223 extra=0x0\n", result.strOut);
+    result = OnSwitch({"route", "add", "255", "7", "2"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    result = OnSwitch({"route", "get", "4", "7"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("destid=0x0007 type=port port=2 extra=0x0\n", result.strOut);
 }
 
 TEST_F(DeviceCliTest, LockIsTakenRefusedToALowerHostAndReleased)
@@ -68,10 +75,14 @@ TEST_F(DeviceCliTest, PortsTrainedAndErrorsCleared)
 {
     SRunResult result = OnSwitch({"ports", "trained"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
-    // sw1 has links on ports 0, 1, 2, 4 and 5 of its 8.
-    EXPECT_EQ("port 0: trained\nport 1: trained\nport 2: trained\nport 3: not trained\nport 4: trained\n"
-              "port 5: trained\nport 6: not trained\nport 7: not trained\n",
-              result.strOut);
+    // sw1, a CPS-1848, has links on ports 0, 1, 2, 4 and 5 of its 18.
+    std::string strExpected;
+    for (int iPort = 0; iPort < 18; ++iPort)
+    {
+        const bool bLinked = iPort <= 2 || iPort == 4 || iPort == 5;
+        strExpected += "port " + std::to_string(iPort) + (bLinked ? ": trained\n" : ": not trained\n");
+    }
+    EXPECT_EQ(strExpected, result.strOut);
     result = OnSwitch({"port", "errors", "clear", "1"});
     EXPECT_EQ(0, result.nExitCode) << result.strErr;
     EXPECT_EQ("remaining errors: 0x00000000\n", result.strOut);

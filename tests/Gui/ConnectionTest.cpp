@@ -4,10 +4,13 @@
 
 #include "ChildView.h"
 #include "DemoTarget.h"
+#include "EnumerationSettings.h"
 #include "LinkSettings.h"
 #include "MainFrame.h"
+#include "MapMerge.h"
 #include "MapScene.h"
 #include "NetBrowserDlgBar.h"
+#include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "Preferences.h"
 #include "RecordingUserInterface.h"
@@ -319,7 +322,8 @@ TEST(HeadlessDemoTest, TheDemoWithoutADisplaySavesAMapThatTheCommandLinePrints)
     for (const char* pszLine :
          {"Connected: 127. 0. 0. 1, TT=Small\n", "  Processor: Norvanta Simulator\n",
           "Host PE: Node 1, device 0001h, vendor FFF0h, Processor with Memory\n",
-          "  \"Standard Discovery\" is not available in this version of Norvanta yet.\n",
+          "Network > Standard Discovery\n  Enable discovery logging? [Yes]\n",
+          "  The routing tables have been generated.\n\nDo you want to download them to the target? [Yes]\n",
           "Disconnected: Not Connected\n"})
     {
         EXPECT_NE(std::string::npos, demo.strOut.find(pszLine)) << pszLine << demo.strOut;
@@ -327,9 +331,98 @@ TEST(HeadlessDemoTest, TheDemoWithoutADisplaySavesAMapThatTheCommandLinePrints)
     const nvtest::SRunResult map =
         nvtest::RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), {"map", "show", strMap});
     ASSERT_EQ(0, map.nExitCode) << map.strErr;
-    EXPECT_NE(std::string::npos, map.strOut.find("PEs: 1\n  Node 1  0001h/FFF0h  Processor with Memory"))
+    // The discovered fabric: the host, two CPS-1848s, the endpoints and the Null PEs of free ports.
+    EXPECT_NE(std::string::npos, map.strOut.find("PEs: 34\n  Node 1  0001h/FFF0h  Processor with Memory"))
+        << map.strOut;
+    EXPECT_NE(std::string::npos, map.strOut.find("Node 6  CPS-1848  Switch")) << map.strOut;
+    EXPECT_NE(std::string::npos, map.strOut.find("Memory  device 0002h vendor FFF0h  ports 1  destID 14h"))
         << map.strOut;
     // The demo's link is not in the file.
     EXPECT_EQ(std::string::npos, map.strOut.find("host link")) << map.strOut;
+}
+} // namespace
+
+namespace
+{
+TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    int nSettingsShown = 0;
+    m_pFrame->SetDiscoverySettingsChooser(
+        [&nSettingsShown](CEnumerationSettings& settings)
+        {
+            ++nSettingsShown;
+            settings.SetEnumerate(true);
+            return settings.Validate() == CEnumerationSettings::eFieldNone;
+        });
+    m_pFrame->RunCommand(eCmdStandardDiscovery);
+    EXPECT_EQ(1, nSettingsShown);
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join(QLatin1Char('|')).toStdString();
+    EXPECT_EQ(QStringList({"Enable discovery logging?", "Skip routing table upload for unused ports?",
+                           "Elliminate PE overlaps?"}),
+              m_pUI->questions);
+    EXPECT_EQ(QStringList{"Standard Discovery"}, m_pUI->workTitles);
+
+    // The demo fabric: the host, two CPS-1848s, four endpoints, and a Null PE on every free port.
+    const CNetworkDocument& document = Core().Document();
+    std::vector<const CPEPrimitive*> switches;
+    int nEndpoints = 0;
+    int nPEs = 0;
+    for (const auto& pPE : document.ActivePEs)
+    {
+        ++nPEs;
+        if (pPE->uType & kPETypeSwitch)
+        {
+            switches.push_back(pPE.get());
+        }
+        else if (!(pPE->uType & kPETypeNull))
+        {
+            ++nEndpoints;
+        }
+    }
+    ASSERT_EQ(2u, switches.size());
+    EXPECT_EQ(0x0374, switches[0]->DeviceID);
+    EXPECT_EQ(5, nEndpoints);
+    EXPECT_TRUE(Core().IsModified());
+    ASSERT_NE(nullptr, Core().HostPE()) << "the host PE keeps the open link";
+
+    // Every PE is drawn once and listed in the browser; the layout moved them off the grid.
+    EXPECT_EQ(nPEs, m_pFrame->MapWindow()->MapScene()->NodeCount());
+    EXPECT_EQ(document.ActiveConnections.GetCount(), m_pFrame->MapWindow()->MapScene()->EdgeCount());
+    EXPECT_EQ(nPEs, m_pFrame->Browser()->Tree()->topLevelItemCount());
+    const CDrawPE* pSwitchNode =
+        document.FindView(kExpandedViewID)->pNodes.FindPENode(switches[1]->iNodeNumber);
+    ASSERT_NE(nullptr, pSwitchNode);
+    EXPECT_NE(DefaultGridPosition(switches[1]->iNodeNumber), QPoint(pSwitchNode->iXPos, pSwitchNode->iYPos));
+
+    // Generate All, and Yes to the download: sw1 sends ep4 (14h) over the first parallel link.
+    m_pUI->questions.clear();
+    m_pFrame->RunCommand(eCmdGenerateAllTables);
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join(QLatin1Char('|')).toStdString();
+    EXPECT_EQ(
+        QStringList({"The routing tables have been generated.\n\nDo you want to download them to the target?",
+                     "Skip routing table download for unused ports?"}),
+        m_pUI->questions);
+    const CPEPrimitive* pSw1 = switches[0];
+    ASSERT_FALSE(pSw1->RoutingTables.empty());
+    const CRoutingTable* pTable = pSw1->RoutingTables[0].get();
+    ASSERT_NE(nullptr, pTable);
+    uint8_t uchPort = 0;
+    ASSERT_GE(pTable->FindEntry(0x14, &uchPort), 0);
+    EXPECT_EQ(4, uchPort);
+    EXPECT_FALSE(pTable->bModified) << "downloaded";
+    // The hardware has them: the route search, which follows downloaded tables only, reaches ep4.
+    const CPEPrimitive* pEp4 = nullptr;
+    for (const auto& pPE : document.ActivePEs)
+    {
+        pEp4 = pPE->ShortDestID == 0x14 && !(pPE->uType & kPETypeSwitch) ? pPE.get() : pEp4;
+    }
+    ASSERT_NE(nullptr, pEp4);
+    uint32_t ulDestID = 0;
+    uint8_t uchHop = 0;
+    ASSERT_EQ(0, MapRouteToPE(document, pEp4->iNodeNumber, &ulDestID, &uchHop));
+    EXPECT_EQ(0x14u, ulDestID);
+    EXPECT_EQ(2, uchHop);
 }
 } // namespace

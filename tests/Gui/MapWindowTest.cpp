@@ -235,15 +235,15 @@ TEST_F(MapWindowTest, DraggingANodeMovesItInTheMapAndItsLinksFollow)
 
 TEST_F(MapWindowTest, CommandsNotYetThereSayIt)
 {
-    m_pFrame->RunCommand(eCmdStandardDiscovery);
-    m_pFrame->RunCommand(eCmdGenerateAllTables);
-    EXPECT_EQ(QStringList({"\"Standard Discovery\" is not available in this version of Norvanta yet.",
-                           "\"Generate All\" is not available in this version of Norvanta yet."}),
+    m_pFrame->RunCommand(eCmdPassiveDiscovery);
+    m_pFrame->RunCommand(eCmdHealthMonitoring);
+    EXPECT_EQ(QStringList({"\"Passive Discovery\" is not available in this version of Norvanta yet.",
+                           "\"System Health Monitoring\" is not available in this version of Norvanta yet."}),
               m_pUI->messages);
-    // Discovery hooks in with one call.
+    // A subsystem hooks in with one call.
     int nRuns = 0;
-    m_pFrame->Core().SetCommandHandler(eCmdStandardDiscovery, [&nRuns](const SCommandContext&) { ++nRuns; });
-    QAction* pAction = m_pFrame->Action(eCmdStandardDiscovery);
+    m_pFrame->Core().SetCommandHandler(eCmdPassiveDiscovery, [&nRuns](const SCommandContext&) { ++nRuns; });
+    QAction* pAction = m_pFrame->Action(eCmdPassiveDiscovery);
     ASSERT_NE(nullptr, pAction);
     pAction->trigger();
     EXPECT_EQ(1, nRuns);

@@ -51,6 +51,17 @@ public:
         numbers.pop_front();
         return true;
     }
+    bool AskText(const QString& strPrompt, const QString&, QString* pstrValue) override
+    {
+        choices << strPrompt;
+        shownTexts << *pstrValue;
+        if (texts.empty())
+        {
+            return false;
+        }
+        *pstrValue = TakeText();
+        return true;
+    }
     void BeginWork(const QString& strTitle, bool bWithLog) override
     {
         IUserInterface::BeginWork(strTitle, bWithLog);
@@ -64,7 +75,8 @@ public:
     std::deque<int> answers;
     int nBeeps = 0;
     QStringList choices;          // titles and prompts of file, directory and number requests
-    std::deque<QString> texts;    // answers to file and directory requests (empty: cancelled)
+    std::deque<QString> texts;    // answers to file, directory and text requests (none left: cancelled)
+    QStringList shownTexts;       // what text requests showed at first
     std::deque<uint64_t> numbers; // answers to number requests (none left: cancelled)
     QStringList workTitles;       // working windows opened
     QStringList workLines;        // their progress and log lines
