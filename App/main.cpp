@@ -1,12 +1,15 @@
 // norvanta: the desktop application. Without options it opens the main window; --demo connects
 // it to the built-in demo fabric at once; --headless-demo MAP runs the demo without a window and
-// saves its map; --screenshot PNG (with --demo) saves a picture of the window and ends.
+// saves its map; --screenshot PNG (with --demo) discovers the demo fabric, saves a picture of the
+// window and ends.
 #include "ChildView.h"
 #include "DebugKeyFile.h"
+#include "EnumerationSettings.h"
 #include "HeadlessDemo.h"
 #include "MainFrame.h"
 #include "NetBrowserDlgBar.h"
 #include "Preferences.h"
+#include "UserInterface.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -19,6 +22,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 
 namespace
 {
@@ -34,6 +38,19 @@ bool HasArgument(int argc, char** argv, const char* pszOption)
     }
     return false;
 }
+
+// The screenshot runs unattended: every question is answered Yes and nothing waits for a click.
+class CUnattendedInterface final : public IUserInterface
+{
+public:
+    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
+    {
+        std::fprintf(stderr, "%s\n", qPrintable(strText));
+    }
+    int Ask(const QString&, const QString&, bool) override { return eAnswerYes; }
+    void Beep() override {}
+    void SetBusy(bool) override {}
+};
 
 // Debug flags of a key file for today stand before anything writes to the log.
 void ApplyTodaysDebugKey()
@@ -83,42 +100,56 @@ int main(int argc, char** argv)
 
     CMainFrame frame;
     frame.show();
+    CUnattendedInterface unattended;
+    std::function<void()> takeScreenshot;
+    if (parser.isSet(screenshot))
+    {
+        SetUserInterface(&unattended);
+        frame.SetDiscoverySettingsChooser(
+            [](CEnumerationSettings& settings)
+            { return settings.Validate() == CEnumerationSettings::eFieldNone; });
+        frame.MapWindow()->SetHideNulls(true);
+        takeScreenshot = [&frame, strPath = parser.value(screenshot)]
+        {
+            // The host PE's registers open, as a person would have them after a first look around.
+            if (QTreeWidgetItem* pHost = frame.Browser()->ExpandNode(0))
+            {
+                for (int i = 0; i < pHost->childCount(); ++i)
+                {
+                    QTreeWidgetItem* pChild = pHost->child(i);
+                    if (pChild->text(0) == QLatin1String("Registers") && pChild->childCount() > 0)
+                    {
+                        pChild->setExpanded(true);
+                        pChild->child(0)->setExpanded(true);
+                    }
+                }
+            }
+            const bool bSaved = frame.grab().save(strPath);
+            std::printf("%s %s\n", bSaved ? "saved" : "could not save", qPrintable(strPath));
+            frame.Core().Disconnect();
+            QCoreApplication::exit(bSaved ? 0 : 1);
+        };
+    }
     if (parser.isSet(demo))
     {
         QTimer::singleShot(0, &frame,
-                           [&frame]
+                           [&frame, &takeScreenshot]
                            {
-                               if (frame.Core().ConnectDemo())
+                               if (frame.Core().ConnectDemo() && takeScreenshot)
                                {
-                                   frame.MapWindow()->ZoomToFit();
+                                   // The picture shows the fabric as a first discovery draws it.
+                                   frame.RunCommand(eCmdStandardDiscovery);
+                               }
+                               frame.MapWindow()->ZoomToFit();
+                               if (takeScreenshot)
+                               {
+                                   QTimer::singleShot(500, &frame, takeScreenshot);
                                }
                            });
     }
-    if (parser.isSet(screenshot))
+    else if (takeScreenshot)
     {
-        const QString strPath = parser.value(screenshot);
-        QTimer::singleShot(
-            1500, &frame,
-            [&frame, strPath]
-            {
-                // The host PE's registers open, as a person would have them after a first look around.
-                if (QTreeWidgetItem* pHost = frame.Browser()->ExpandNode(0))
-                {
-                    for (int i = 0; i < pHost->childCount(); ++i)
-                    {
-                        QTreeWidgetItem* pChild = pHost->child(i);
-                        if (pChild->text(0) == QLatin1String("Registers") && pChild->childCount() > 0)
-                        {
-                            pChild->setExpanded(true);
-                            pChild->child(0)->setExpanded(true);
-                        }
-                    }
-                }
-                const bool bSaved = frame.grab().save(strPath);
-                std::printf("%s %s\n", bSaved ? "saved" : "could not save", qPrintable(strPath));
-                frame.Core().Disconnect();
-                QCoreApplication::exit(bSaved ? 0 : 1);
-            });
+        QTimer::singleShot(1500, &frame, takeScreenshot);
     }
     return application.exec();
 }

@@ -16,6 +16,9 @@
 #include "NetworkMap.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
+#include "RoutingTableDlg.h"
+#include "RoutingTableEditor.h"
+#include "RoutingTableEditorDlg.h"
 
 #include <QCloseEvent>
 #include <QInputDialog>
@@ -390,6 +393,33 @@ void CMainFrame::InstallHandlers()
     hooks.layout = [this](CNetworkDocument& document) { return m_pView->LayoutAndWait(document); };
     hooks.selection = [this] { return m_pView->RouteSelection(); };
     InstallNetworkCommands(m_core, hooks);
+    on(eCmdTableEdit,
+       [this](const SCommandContext& context)
+       {
+           CPEPrimitive* pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
+           if (pPE && (pPE->uType & kPETypeSwitch) &&
+               EditRoutingTables(this, m_core.Document(), *pPE, m_core.IsConnected()))
+           {
+               m_core.SetModified();
+               OnMapChanged();
+           }
+       });
+    on(eCmdLinkRoutingTable,
+       [this](const SCommandContext& context)
+       {
+           const CNetworkDocument& document = m_core.Document();
+           const CConnectionPrimitive* pLink =
+               document.pCurrentConnections->GetByNodeNumber(context.iConnection);
+           const CPEPrimitive* pSwitch = nullptr;
+           int iTable = 0;
+           if (!pLink || !LinkRoutingTable(document, *pLink, &pSwitch, &iTable))
+           {
+               ShowMessage(QStringLiteral("Neither end of this link is a switch: it has no routing table."),
+                           EMessageKind::Information);
+               return;
+           }
+           ShowRoutingTable(this, *pSwitch, iTable);
+       });
     on(eCmdUploadRegisters,
        [this](const SCommandContext&)
        {

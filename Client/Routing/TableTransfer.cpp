@@ -342,6 +342,15 @@ bool SetDefaultPortFromText(const CNetworkDocument& map, CPEPrimitive& pe, const
     return true;
 }
 
+QString RouteIDText(uint16_t wID, int nBase, int iIDBits)
+{
+    if (nBase == 2)
+    {
+        return QStringLiteral("%1b").arg(wID, iIDBits == 16 ? 16 : 8, 2, QLatin1Char('0'));
+    }
+    return nBase == 10 ? QString::asprintf("%d", wID) : QString::asprintf("%Xh", wID);
+}
+
 QStringList RoutingTableLines(const CRoutingTable* pTable, bool bShowDefault, uint8_t uchDefaultPort,
                               int nBase, int iIDBits)
 {
@@ -349,14 +358,6 @@ QStringList RoutingTableLines(const CRoutingTable* pTable, bool bShowDefault, ui
     {
         return {QStringLiteral("No routes")};
     }
-    auto idText = [nBase, iIDBits](uint16_t wID)
-    {
-        if (nBase == 2)
-        {
-            return QStringLiteral("%1b").arg(wID, iIDBits == 16 ? 16 : 8, 2, QLatin1Char('0'));
-        }
-        return nBase == 16 ? QString::asprintf("%Xh", wID) : QString::asprintf("%d", wID);
-    };
     QStringList lines;
     if (bShowDefault)
     {
@@ -364,7 +365,7 @@ QStringList RoutingTableLines(const CRoutingTable* pTable, bool bShowDefault, ui
     }
     for (const SRouteEntry& entry : pTable->Entries())
     {
-        const QByteArray id = idText(entry.DestID).toLatin1();
+        const QByteArray id = RouteIDText(entry.DestID, nBase, iIDBits).toLatin1();
         if (entry.eType == eRouteMulticast)
         {
             lines << QString::asprintf("  %s >> Mask %d", id.constData(), entry.Port);

@@ -42,6 +42,10 @@ int UploadAllTables(CNetworkDocument& map, bool bSkipUnused);
 bool ReadDefaultPort(const CNetworkDocument& map, CPEPrimitive& pe, QString* pstrShown);
 bool SetDefaultPortFromText(const CNetworkDocument& map, CPEPrimitive& pe, const QString& strText);
 
+// A destination ID as the routing table windows show it: "%sb" with 8 or 16 digits in binary,
+// "%Xh" in hexadecimal, "%d" in decimal. Every form reads back through the number parser.
+QString RouteIDText(uint16_t wID, int nBase, int iIDBits);
+
 // The lines of the routing table view: "  ? >> %d" for a default port, then one line per entry.
 // nBase is the number format in force (2, 10 or 16); iIDBits the ID width. "No routes" for a null
 // table.
