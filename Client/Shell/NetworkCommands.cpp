@@ -4,6 +4,7 @@
 #include "Discovery.h"
 #include "EnumerationSettings.h"
 #include "FFRoutes.h"
+#include "LinkCommands.h"
 #include "MainFrameCore.h"
 #include "NetBrowser.h"
 #include "RouteSearch.h"
@@ -206,6 +207,31 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
                 MapChanged(frame);
             }
         });
+
+    frame.SetCommandHandler(eCmdLinkStatus,
+                            [&frame](const SCommandContext& context)
+                            {
+                                if (NeedTarget(frame))
+                                {
+                                    LinkStatusCommand(frame.Document(), context.iConnection);
+                                }
+                            });
+    frame.SetCommandHandler(eCmdResyncAckIDs,
+                            [&frame](const SCommandContext& context)
+                            {
+                                if (NeedTarget(frame))
+                                {
+                                    ResyncAckIDsCommand(frame.Document(), context.iConnection);
+                                }
+                            });
+    frame.SetCommandHandler(eCmdSetPortSpeed,
+                            [&frame](const SCommandContext& context)
+                            {
+                                if (NeedTarget(frame))
+                                {
+                                    SetPortSpeedCommand(frame.Document(), context.iConnection);
+                                }
+                            });
 
     auto routes = [&frame, hooks](bool bForward, bool bReverse)
     {

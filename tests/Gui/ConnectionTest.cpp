@@ -426,3 +426,85 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
     EXPECT_EQ(2, uchHop);
 }
 } // namespace
+
+namespace
+{
+// The link between two PEs of the map at the given ports, or -1.
+int LinkBetween(const CNetworkDocument& document, int iNode1, int iPort1, int iNode2, int iPort2)
+{
+    for (const auto& pLink : document.ActiveConnections)
+    {
+        if ((pLink->iPE1 == iNode1 && pLink->iPE1Port == iPort1 && pLink->iPE2 == iNode2 &&
+             pLink->iPE2Port == iPort2) ||
+            (pLink->iPE2 == iNode1 && pLink->iPE2Port == iPort1 && pLink->iPE1 == iNode2 &&
+             pLink->iPE1Port == iPort2))
+        {
+            return pLink->iNodeNumber;
+        }
+    }
+    return -1;
+}
+
+TEST_F(ConnectionTest, LinkCommandsWorkOnTheEndNearerTheHost)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    m_pFrame->SetDiscoverySettingsChooser(
+        [](CEnumerationSettings& settings)
+        {
+            settings.SetTryAllClockRates(false);
+            return settings.Validate() == CEnumerationSettings::eFieldNone;
+        });
+    m_pFrame->RunCommand(eCmdStandardDiscovery);
+    ASSERT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join(QLatin1Char('|')).toStdString();
+    const CNetworkDocument& document = Core().Document();
+    std::vector<int> switches;
+    int iEp1 = -1;
+    for (const auto& pPE : document.ActivePEs)
+    {
+        if (pPE->uType & kPETypeSwitch)
+        {
+            switches.push_back(pPE->iNodeNumber);
+        }
+        iEp1 = pPE->ShortDestID == 0x05 && !(pPE->uType & kPETypeSwitch) ? pPE->iNodeNumber : iEp1;
+    }
+    ASSERT_EQ(2u, switches.size());
+    // Given as sw2's end first: the command still reads sw1's port 5, one hop nearer.
+    const int iParallel = LinkBetween(document, switches[1], 5, switches[0], 5);
+    ASSERT_GE(iParallel, 0);
+    SCommandContext context;
+    context.iConnection = iParallel;
+    m_pFrame->RunCommand(eCmdLinkStatus, context);
+    ASSERT_EQ(1, m_pUI->messages.size());
+    const QString strStatus = m_pUI->messages.takeFirst();
+    for (const char* pszLine :
+         {"Port Type:\t\tSerial RapidIO\n", "Port State:\t\tOK\n", "Current Port Width:\tx4\n",
+          "Port Disabled:\t\tNo\n", "Output Port Enabled:\tYes\n", "Port Speed:\t\t5000 MHz"})
+    {
+        EXPECT_TRUE(strStatus.contains(QLatin1String(pszLine))) << pszLine << strStatus.toStdString();
+    }
+
+    // The CPS-1848 has no ackID repair of its own.
+    m_pFrame->RunCommand(eCmdResyncAckIDs, context);
+    ASSERT_EQ(1, m_pUI->messages.size());
+    EXPECT_TRUE(m_pUI->messages.takeFirst().startsWith(
+        "Unable to re-synch AckIDs.  The following\nerror was reported:\n\n"));
+
+    // sw1's port 1 to ep1 at 5 Gbaud: the warning is Yes, both ends offer the rate, the link
+    // comes back at it.
+    const int iToEp1 = LinkBetween(document, switches[0], 1, iEp1, 0);
+    ASSERT_GE(iToEp1, 0);
+    context.iConnection = iToEp1;
+    m_pUI->numbers = {5000};
+    m_pUI->questions.clear();
+    m_pFrame->RunCommand(eCmdSetPortSpeed, context);
+    EXPECT_EQ(
+        QStringList{"NOTE:  Not changing the port speed of the link partner will cause the link to go down"},
+        m_pUI->questions);
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join(QLatin1Char('|')).toStdString();
+    m_pFrame->RunCommand(eCmdLinkStatus, context);
+    ASSERT_EQ(1, m_pUI->messages.size());
+    EXPECT_TRUE(m_pUI->messages[0].contains("Port Speed:\t\t5000 MHz")) << m_pUI->messages[0].toStdString();
+    EXPECT_TRUE(m_pUI->messages[0].contains("Port State:\t\tOK")) << m_pUI->messages[0].toStdString();
+}
+} // namespace
