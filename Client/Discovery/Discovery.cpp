@@ -229,7 +229,8 @@ int32_t StandardDiscovery(SDiscoveryRequest request, CNetworkDocument& map, cons
 }
 
 int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkDocument& map,
-                                 const CPEPrimitive* pHostPE, bool bConnected, const LayoutFn& pfnLayout)
+                                 const CPEPrimitive* pHostPE, bool bConnected, const LayoutFn& pfnLayout,
+                                 const RegisterUploadFn& pfnUploadRegisters)
 {
     SDiscoveryRequest request;
     request.bLog = AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
@@ -254,6 +255,10 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     if (nStatus != 0)
     {
         return nStatus;
+    }
+    if (settings.bUploadRegisters && pfnUploadRegisters)
+    {
+        pfnUploadRegisters(map);
     }
     if (settings.bBuildRoutingTables)
     {

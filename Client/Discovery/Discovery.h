@@ -8,6 +8,7 @@
 #include "NetworkDocument.h"
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 // What one discovery is asked to do: the settings word's choices and the IDs.
@@ -69,5 +70,9 @@ int32_t StandardDiscovery(SDiscoveryRequest request, CNetworkDocument& map, cons
 // "Standard Discovery", the question about unused ports, the discovery, and on success what the
 // settings ask for afterwards (route generation and download, table upload) and the check of
 // unique IDs, shown as "Warning: %s". Returns the discovery's status.
+// pfnUploadRegisters reads the registers of every PE when the settings ask for it; the register
+// library belongs to the shell, which supplies it.
+using RegisterUploadFn = std::function<void(CNetworkDocument& map)>;
 int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkDocument& map,
-                                 const CPEPrimitive* pHostPE, bool bConnected, const LayoutFn& pfnLayout);
+                                 const CPEPrimitive* pHostPE, bool bConnected, const LayoutFn& pfnLayout,
+                                 const RegisterUploadFn& pfnUploadRegisters = {});

@@ -302,6 +302,37 @@ int32_t HostOnlyRoute(const CNetworkDocument& document, int iNode, uint32_t* pul
     return kNoRoute;
 }
 
+std::vector<SCheckedRegister> AllRegisters(const CNetworkDocument& document)
+{
+    std::vector<SCheckedRegister> registers;
+    for (const auto& pPE : *document.pCurrentPEs)
+    {
+        if (pPE->bDeleted || (pPE->uType & (kPETypeNull | kPETypeUnknown)))
+        {
+            continue;
+        }
+        CRegisterFileInfo* pInfo = GetRegisterInfoCache().GetFileInfo(pPE->DeviceID, pPE->ManufID,
+                                                                      (pPE->uType & kPETypeSwitch) != 0);
+        for (int b = 0; pInfo && b < pInfo->GetNumBlocks(); ++b)
+        {
+            const CRegisterBlock& block = *pInfo->GetBlock(b);
+            for (int s = 0; s < std::max(1, block.GetNumSets()); ++s)
+            {
+                const RegisterSetInfo* pSet = block.GetSet(s);
+                for (int r = 0; r < block.GetNumRegisters(); ++r)
+                {
+                    const CRegister& reg = *block.GetRegister(r);
+                    if (!reg.bMemSpaceIO)
+                    {
+                        registers.push_back({pPE->iNodeNumber, reg.uByteOffset + (pSet ? pSet->uOffset : 0)});
+                    }
+                }
+            }
+        }
+    }
+    return registers;
+}
+
 int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
 {
     CTargetClient& client = CTargetClient::Instance();
@@ -309,6 +340,9 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
     UI().BeginWork(QStringLiteral("Upload Registers"), false);
     UI().SetWorkProgress(QStringLiteral("Working...Please wait."));
     QString strFailure;
+    int iRoutedNode = -1;
+    uint32_t ulDestID = 0;
+    uint8_t uchHopCount = 0;
     for (const SCheckedRegister& reg : registers)
     {
         if (UI().WorkCancelled())
@@ -320,17 +354,20 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
         {
             continue;
         }
-        uint32_t ulDestID = 0;
-        uint8_t uchHopCount = 0;
-        int32_t nStatus = PERouteFinder()(document, reg.iNode, &ulDestID, &uchHopCount);
-        if (nStatus != eRioOk)
+        // The way to a PE is found once for a run of its registers: finding it may write routes.
+        if (reg.iNode != iRoutedNode)
         {
-            strFailure = BrowserFailureText(
-                nStatus, QStringLiteral("attempting to find a route to Node %1").arg(reg.iNode + 1));
-            break;
+            const int32_t nStatus = PERouteFinder()(document, reg.iNode, &ulDestID, &uchHopCount);
+            if (nStatus != eRioOk)
+            {
+                strFailure = BrowserFailureText(
+                    nStatus, QStringLiteral("attempting to find a route to Node %1").arg(reg.iNode + 1));
+                break;
+            }
+            iRoutedNode = reg.iNode;
         }
         uint32_t ulValue = 0;
-        nStatus = client.Maint_read(0, ulDestID, uchHopCount, reg.uOffset, &ulValue, 1, 4, 0);
+        const int32_t nStatus = client.Maint_read(0, ulDestID, uchHopCount, reg.uOffset, &ulValue, 1, 4, 0);
         if (nStatus != eRioOk)
         {
             strFailure = BrowserFailureText(

@@ -70,3 +70,6 @@ int32_t HostOnlyRoute(const CNetworkDocument& document, int iNode, uint32_t* pul
 // working window. The first failure is shown in the browser's form and ends the command. Returns
 // the number of registers read.
 int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);
+// Every register of every PE that the register library describes (memory-space registers left
+// out), PE by PE in map order.
+std::vector<SCheckedRegister> AllRegisters(const CNetworkDocument& document);

@@ -122,8 +122,9 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
         {
             frame.SetTransportSize(settings.b16BitIDs ? 16 : 8);
         }
+        auto uploadRegisters = [](CNetworkDocument& map) { UploadRegisters(map, AllRegisters(map)); };
         if (StandardDiscoveryCommand(settings, frame.Document(), frame.HostPE(), frame.IsConnected(),
-                                     hooks.layout) == 0)
+                                     hooks.layout, uploadRegisters) == 0)
         {
             AutosizeMap(frame.Document());
             MapChanged(frame);

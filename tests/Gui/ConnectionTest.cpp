@@ -354,6 +354,8 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
         {
             ++nSettingsShown;
             settings.SetEnumerate(true);
+            settings.SetUploadRegisters(true);
+            settings.SetTryAllClockRates(false);
             return settings.Validate() == CEnumerationSettings::eFieldNone;
         });
     m_pFrame->RunCommand(eCmdStandardDiscovery);
@@ -362,7 +364,7 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
     EXPECT_EQ(QStringList({"Enable discovery logging?", "Skip routing table upload for unused ports?",
                            "Elliminate PE overlaps?"}),
               m_pUI->questions);
-    EXPECT_EQ(QStringList{"Standard Discovery"}, m_pUI->workTitles);
+    EXPECT_EQ(QStringList({"Standard Discovery", "Upload Registers"}), m_pUI->workTitles);
 
     // The demo fabric: the host, two CPS-1848s, four endpoints, and a Null PE on every free port.
     const CNetworkDocument& document = Core().Document();
@@ -386,6 +388,12 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
     EXPECT_EQ(5, nEndpoints);
     EXPECT_TRUE(Core().IsModified());
     ASSERT_NE(nullptr, Core().HostPE()) << "the host PE keeps the open link";
+    // The registers of every PE were read after the walk, the far switch's too.
+    const SRegisterValue* pIdentity = switches[1]->SavedRegisters.Find(0x0);
+    ASSERT_NE(nullptr, pIdentity);
+    EXPECT_EQ(0x03740038u, pIdentity->uValue);
+    ASSERT_NE(nullptr, Core().HostPE()->SavedRegisters.Find(0x60));
+    EXPECT_EQ(0x00010001u, Core().HostPE()->SavedRegisters.Find(0x60)->uValue);
 
     // Every PE is drawn once and listed in the browser; the layout moved them off the grid.
     EXPECT_EQ(nPEs, m_pFrame->MapWindow()->MapScene()->NodeCount());
