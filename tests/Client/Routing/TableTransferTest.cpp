@@ -156,3 +156,46 @@ TEST_F(CTableTest, ManualRoutesGoIntoTheTablesOfTheSwitchesOnTheWay)
 }
 } // namespace
 } // namespace nvtest
+
+namespace nvtest
+{
+namespace
+{
+TEST_F(CTableTest, FlashingWritesTheTableIntoTheSwitchsEepromImage)
+{
+    // A Tsi578 with a serial EEPROM: flashing appends the port routes of every port's table as
+    // register-write records.
+    Load(std::string(kHostLine) +
+         "device sw1 switch model=tsi578 eeprom=8K\ndevice ep1 endpoint device=0x1001 memory\n"
+         "device ep2 endpoint device=0x1002 memory\n"
+         "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n");
+    Discover();
+    ASSERT_EQ(1, GenerateRoutes(m_map));
+    CPEPrimitive* pSw1 = Switch("1fff000578d");
+    ASSERT_TRUE(pSw1);
+    ASSERT_TRUE(pSw1->bHasPerPortRoutingTables);
+    int nEntries = 0;
+    for (const auto& pTable : pSw1->RoutingTables)
+    {
+        for (int i = 0; pTable && i < pTable->GetNumEntries(); ++i)
+        {
+            nEntries += pTable->GetEntry(i).eType == eRoutePort ? 1 : 0;
+        }
+    }
+    ASSERT_GT(nEntries, 2);
+
+    EXPECT_TRUE(DownloadPETables(m_map, *pSw1, true, true, false)) << "with the image started afresh";
+    EXPECT_TRUE(m_ui.messages.isEmpty()) << m_ui.messages.join(QLatin1Char('|')).toStdString();
+    EXPECT_EQ(QStringList{"Flashing routing tables. Please wait..."}, m_ui.workTitles);
+    EXPECT_FALSE(pSw1->RoutingTables[0]->bModified);
+    // The image's header counts two records (a DestID and a port register write) per route.
+    uint8_t header[4] = {0, 0, 0, 0};
+    ASSERT_EQ(NVXL_OK, HalReadEEPROM(0x000D, 0x0578, 0, 0xFF, 0, 4, 0, header));
+    EXPECT_EQ(2 * nEntries, (header[0] << 8) | header[1]);
+    // Flashing doesn't touch the live table: nothing routes ep2's ID yet.
+    const CPEPrimitive* pEp2 = m_map.ActivePEs.GetPEByUniqueID("1fff000578d201002fff0");
+    ASSERT_TRUE(pEp2);
+    EXPECT_EQ(0u, IdentityAt(pEp2->ShortDestID, 1) & 0xFFFF0000u);
+}
+} // namespace
+} // namespace nvtest
