@@ -1,108 +1,12 @@
 #include "SimFixture.h"
 
-#include "NVXLStatus.h"
 #include "nvsim/Topology.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 namespace nvtest
 {
-namespace
-{
-nvsim::CSimFabric& FabricOf(void* pvContext)
-{
-    return *static_cast<nvsim::CSimFabric*>(pvContext);
-}
-
-NVXL_STATUS SimMaintRead(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
-                         uint32_t ulOffset, void* pvData, uint32_t ulWordCount, uint32_t ulWordSize,
-                         uint32_t ulStride, uint32_t bLargeTransport, uint32_t)
-{
-    std::vector<uint32_t> aulWords(ulWordCount);
-    const int32_t nStatus =
-        FabricOf(pvContext).MaintRead(uchLocalPort, ulDestID, uchHopCount, ulOffset, aulWords.data(),
-                                      ulWordCount, ulWordSize, ulStride, bLargeTransport != 0);
-    for (uint32_t i = 0; i < ulWordCount; i++)
-    {
-        if (ulWordSize == 1)
-            static_cast<uint8_t*>(pvData)[i] = static_cast<uint8_t>(aulWords[i]);
-        else if (ulWordSize == 2)
-            static_cast<uint16_t*>(pvData)[i] = static_cast<uint16_t>(aulWords[i]);
-        else
-            static_cast<uint32_t*>(pvData)[i] = aulWords[i];
-    }
-    return ClientStatusToHal(nStatus);
-}
-
-NVXL_STATUS SimMaintWrite(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
-                          uint32_t ulOffset, const void* pvData, uint32_t ulWordCount, uint32_t ulWordSize,
-                          uint32_t ulStride, uint32_t bLargeTransport, uint32_t)
-{
-    std::vector<uint32_t> aulWords(ulWordCount);
-    for (uint32_t i = 0; i < ulWordCount; i++)
-    {
-        if (ulWordSize == 1)
-            aulWords[i] = static_cast<const uint8_t*>(pvData)[i];
-        else if (ulWordSize == 2)
-            aulWords[i] = static_cast<const uint16_t*>(pvData)[i];
-        else
-            aulWords[i] = static_cast<const uint32_t*>(pvData)[i];
-    }
-    return ClientStatusToHal(FabricOf(pvContext).MaintWrite(uchLocalPort, ulDestID, uchHopCount, ulOffset,
-                                                            aulWords.data(), ulWordCount, ulWordSize,
-                                                            ulStride, bLargeTransport != 0));
-}
-
-NVXL_STATUS SimDataRead(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulHi,
-                        uint32_t ulLo, uint32_t, uint32_t, void* pvData, uint32_t ulByteCount,
-                        uint32_t bLargeTransport)
-{
-    return ClientStatusToHal(FabricOf(pvContext).DataRead(uchLocalPort, ulDestID, ulHi, ulLo,
-                                                          static_cast<uint8_t*>(pvData), ulByteCount,
-                                                          bLargeTransport != 0));
-}
-
-NVXL_STATUS SimDataWrite(void* pvContext, uint8_t uchLocalPort, uint32_t ulDestID, uint32_t ulHi,
-                         uint32_t ulLo, uint32_t ulXferType, uint32_t, const void* pvData,
-                         uint32_t ulByteCount, uint32_t bLargeTransport)
-{
-    return ClientStatusToHal(FabricOf(pvContext).DataWrite(uchLocalPort, ulDestID, ulHi, ulLo, ulXferType,
-                                                           static_cast<const uint8_t*>(pvData), ulByteCount,
-                                                           bLargeTransport != 0));
-}
-
-// Server host memory travels unswapped, as the client passes it on.
-NVXL_STATUS SimMemoryRead(void* pvContext, uint32_t ulHi, uint32_t ulLo, uint32_t ulWordCount,
-                          uint32_t ulWordSize, void* pvData)
-{
-    return ClientStatusToHal(FabricOf(pvContext).MemRead((uint64_t{ulHi} << 32) | ulLo, ulWordCount,
-                                                         ulWordSize, static_cast<uint8_t*>(pvData)));
-}
-
-NVXL_STATUS SimMemoryWrite(void* pvContext, uint32_t ulHi, uint32_t ulLo, uint32_t ulWordCount,
-                           uint32_t ulWordSize, const void* pvData)
-{
-    return ClientStatusToHal(FabricOf(pvContext).MemWrite((uint64_t{ulHi} << 32) | ulLo, ulWordCount,
-                                                          ulWordSize, static_cast<const uint8_t*>(pvData)));
-}
-
-NVXL_STATUS SimGetRioErrors(void* pvContext, char* pszText, uint32_t ulSize)
-{
-    std::string strText;
-    for (const nvsim::SRioError& error : FabricOf(pvContext).GetRioErrors())
-        strText += error.strText + "\n";
-    if (ulSize > 0)
-    {
-        const size_t nCopy = std::min<size_t>(strText.size(), ulSize - 1);
-        std::memcpy(pszText, strText.data(), nCopy);
-        pszText[nCopy] = '\0';
-    }
-    return NVXL_OK;
-}
-} // namespace
-
 void CFamilySimTest::Load(const std::string& strTopology)
 {
     std::string strError;
@@ -114,21 +18,13 @@ void CFamilySimTest::Load(const std::string& strTopology)
     HalRegisterDeviceFamilies();
     s_aulWaits.clear();
     HalSetSleepHook(&CFamilySimTest::RecordWait);
-    NVXL_TRANSPORT transport{};
-    transport.pfnMaintRead = SimMaintRead;
-    transport.pfnMaintWrite = SimMaintWrite;
-    transport.pfnDataRead = SimDataRead;
-    transport.pfnDataWrite = SimDataWrite;
-    transport.pfnMemoryRead = SimMemoryRead;
-    transport.pfnMemoryWrite = SimMemoryWrite;
-    transport.pfnGetRioErrors = SimGetRioErrors;
-    transport.pvContext = m_pFabric.get();
-    NVXL_SetTransport(&transport);
+    m_pTransport = std::make_unique<CSimTransport>(*m_pFabric);
+    m_pTransport->Install();
 }
 
 void CFamilySimTest::TearDown()
 {
-    NVXL_SetTransport(nullptr);
+    m_pTransport.reset();
     HalSetSleepHook(nullptr);
     HalInitialize();
 }

@@ -1,12 +1,11 @@
 // Common set-up of the tests of the HAL's device families against the simulator: a fabric from
-// topology text, a transport table whose functions carry the HAL's transactions into that
-// fabric in process (converting its client statuses), every family registered, and the HAL's
-// waits recorded instead of taken.
+// topology text with the in-process transport carrying the HAL's transactions into it, every
+// family registered, and the HAL's waits recorded instead of taken.
 #pragma once
 
 #include "HalTestHooks.h"
 #include "NVXLHal.h"
-#include "NVXLTransport.h"
+#include "SimTransport.h"
 #include "nvsim/Fabric.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +48,7 @@ private:
     static void RecordWait(uint32_t ulMilliseconds) { s_aulWaits.push_back(ulMilliseconds); }
 
     std::unique_ptr<nvsim::CSimFabric> m_pFabric;
+    std::unique_ptr<CSimTransport> m_pTransport;
 };
 } // namespace nvtest
 
