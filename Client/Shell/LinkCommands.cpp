@@ -24,49 +24,39 @@ const char* YesNo(bool bOn)
     return bOn ? "Yes" : "No";
 }
 
+// The texts of the bits of a register that are set, joined by commas.
+struct SBitText
+{
+    uint32_t ulMask;
+    const char* pszText;
+};
+template <size_t N> QStringList SetBits(uint32_t ulValue, const SBitText (&bits)[N])
+{
+    QStringList texts;
+    for (const SBitText& bit : bits)
+    {
+        if (ulValue & bit.ulMask)
+        {
+            texts << QLatin1String(bit.pszText);
+        }
+    }
+    return texts;
+}
+
 QString SupportedWidths(uint32_t ulControl)
 {
     // Port Width Support (bits 31..30) and Extended Port Width Support (bits 13..12), over the
     // single lane that every port has.
-    QStringList widths{QStringLiteral("x1")};
-    if (ulControl & 0x80000000u)
-    {
-        widths << QStringLiteral("x2");
-    }
-    if (ulControl & 0x40000000u)
-    {
-        widths << QStringLiteral("x4");
-    }
-    if (ulControl & 0x00002000u)
-    {
-        widths << QStringLiteral("x8");
-    }
-    if (ulControl & 0x00001000u)
-    {
-        widths << QStringLiteral("x16");
-    }
-    return widths.join(QStringLiteral(", "));
+    static const SBitText kWidths[] = {
+        {0x80000000u, "x2"}, {0x40000000u, "x4"}, {0x00002000u, "x8"}, {0x00001000u, "x16"}};
+    return (QStringList{QStringLiteral("x1")} + SetBits(ulControl, kWidths)).join(QStringLiteral(", "));
 }
 
 QString InitializedWidth(uint32_t ulControl)
 {
-    switch ((ulControl >> 27) & 7u)
-    {
-    case 0:
-        return QStringLiteral("x1 (lane 0)");
-    case 1:
-        return QStringLiteral("x1 (lane R)");
-    case 2:
-        return QStringLiteral("x4");
-    case 3:
-        return QStringLiteral("x2");
-    case 4:
-        return QStringLiteral("x8");
-    case 5:
-        return QStringLiteral("x16");
-    default:
-        return QStringLiteral("Reserved");
-    }
+    static const char* const kWidths[8] = {"x1 (lane 0)", "x1 (lane R)", "x4",       "x2",
+                                           "x8",          "x16",         "Reserved", "Reserved"};
+    return QLatin1String(kWidths[(ulControl >> 27) & 7u]);
 }
 
 QString WidthOverride(uint32_t ulControl)
@@ -88,60 +78,85 @@ QString WidthOverride(uint32_t ulControl)
 
 QString PortState(uint32_t ulStatus)
 {
-    QStringList states;
-    if (ulStatus & 0x1u)
-    {
-        states << QStringLiteral("Uninitialized");
-    }
-    if (ulStatus & 0x2u)
-    {
-        states << QStringLiteral("OK");
-    }
-    if (ulStatus & 0x4u)
-    {
-        states << QStringLiteral("Error");
-    }
-    if (ulStatus & 0x100u)
-    {
-        states << QStringLiteral("Input error-stopped");
-    }
-    if (ulStatus & 0x10000u)
-    {
-        states << QStringLiteral("Output error-stopped");
-    }
-    if (ulStatus & 0x01000000u)
-    {
-        states << QStringLiteral("Output dropping packets");
-    }
+    // The state bits of the Port n Error and Status CSR.
+    static const SBitText kStates[] = {{0x1u, "Uninitialized"},
+                                       {0x2u, "OK"},
+                                       {0x4u, "Error"},
+                                       {0x100u, "Input error-stopped"},
+                                       {0x10000u, "Output error-stopped"},
+                                       {0x01000000u, "Output dropping packets"}};
+    const QStringList states = SetBits(ulStatus, kStates);
     return states.isEmpty() ? QStringLiteral("Unknown") : states.join(QStringLiteral(", "));
 }
 
-// Finds the way to a PE as every command on the hardware does, showing why there is none.
-bool Reach(const CNetworkDocument& document, const CPEPrimitive& pe, uint32_t* pulDestID, uint8_t* puchHop)
+// A port of the hardware that a link command works on: the link's near end and the way to it.
+struct SLinkPort
 {
-    const int32_t nStatus = MapRouteToPE(document, pe.iNodeNumber, pulDestID, puchHop);
+    const CPEPrimitive* pPE = nullptr;
+    int iPort = 0;
+    uint32_t ulDestID = 0;
+    uint8_t uchHop = 0;
+};
+
+// Finds the link's near end and the way to it as every command on the hardware does, showing why
+// there is none.
+bool ReachNearEnd(const CNetworkDocument& document, int iConnection, SLinkPort* pPort)
+{
+    int32_t nStatus = kNoRouteStatus;
+    if (NearLinkEnd(document, iConnection, &pPort->pPE, &pPort->iPort))
+    {
+        nStatus = MapRouteToPE(document, pPort->pPE->iNodeNumber, &pPort->ulDestID, &pPort->uchHop);
+    }
     if (nStatus == kNoRouteStatus)
     {
         ShowMessage(QStringLiteral("Unable to find a route to that PE.\n"));
-        return false;
     }
-    if (nStatus != 0)
+    else if (nStatus != 0)
     {
         ShowMessage(QStringLiteral("Unable to configure routing tables.\n"));
-        return false;
     }
-    return true;
+    return nStatus == 0;
 }
 
-// The link's near end, or the message that there is none.
-bool CommandEnd(const CNetworkDocument& document, int iConnection, const CPEPrimitive** ppPE, int* piPort)
+// The status of the port as lines of text ("Port Type:\t\tSerial RapidIO" first): widths, state
+// and the enable bits of its control register. False when its registers can't be read.
+bool LinkStatusText(const SLinkPort& port, QString* pstrText)
 {
-    if (NearLinkEnd(document, iConnection, ppPE, piPort))
+    const CPEPrimitive& pe = *port.pPE;
+    uint16_t wBlock = 0;
+    uint32_t ulWords[2] = {0, 0};
+    if (GetExtFeaturesPtr(0, port.ulDestID, port.uchHop, &wBlock) != 0 || wBlock == 0 ||
+        CTargetClient::Instance().Maint_read(0, port.ulDestID, port.uchHop,
+                                             wBlock + kPortErrorStatus +
+                                                 kPortStride * static_cast<uint32_t>(port.iPort),
+                                             ulWords, 2, 4, 0) != 0)
     {
-        return true;
+        ShowMessage(QStringLiteral("Unable to access PE."));
+        return false;
     }
-    ShowMessage(QStringLiteral("Unable to find a route to that PE.\n"));
-    return false;
+    const uint32_t ulStatus = ulWords[0];
+    const uint32_t ulControl = ulWords[1];
+    QStringList lines;
+    lines << QStringLiteral("Port Type:\t\tSerial RapidIO")
+          << QStringLiteral("Port State:\t\t%1").arg(PortState(ulStatus))
+          << QStringLiteral("Power Up Port Width:\t%1").arg(SupportedWidths(ulControl))
+          << QStringLiteral("Current Port Width:\t%1").arg(InitializedWidth(ulControl))
+          << QStringLiteral("Override Width:\t\t%1").arg(WidthOverride(ulControl))
+          << QString::asprintf("Port Disabled:\t\t%s", YesNo(ulControl & 0x00800000u))
+          << QString::asprintf("Output Port Enabled:\t%s", YesNo(ulControl & 0x00400000u))
+          << QString::asprintf("Input Port Enabled:\t%s", YesNo(ulControl & 0x00200000u))
+          << QString::asprintf("Error Checking Disabled:\t%s", YesNo(ulControl & 0x00100000u))
+          << QString::asprintf("Multicast Enabled:\t%s", YesNo(ulControl & 0x00080000u))
+          << QString::asprintf("Enumeration Boundary:\t%s", YesNo(ulControl & 0x00020000u));
+    uint32_t ulSpeed = 0;
+    if (GetPortSpeedMHz(pe.ManufID, pe.DeviceID, 0, port.ulDestID, port.uchHop,
+                        static_cast<uint8_t>(port.iPort), &ulSpeed) == 0 &&
+        ulSpeed != 0)
+    {
+        lines << QString::asprintf("Port Speed:\t\t%u MHz", ulSpeed);
+    }
+    *pstrText = lines.join(QLatin1Char('\n'));
+    return true;
 }
 } // namespace
 
@@ -182,74 +197,28 @@ bool NearLinkEnd(const CNetworkDocument& document, int iConnection, const CPEPri
     return iBest >= 0;
 }
 
-bool LinkStatusText(const CNetworkDocument& document, const CPEPrimitive& pe, int iPort, QString* pstrText)
-{
-    uint32_t ulDestID = 0;
-    uint8_t uchHop = 0;
-    if (!Reach(document, pe, &ulDestID, &uchHop))
-    {
-        return false;
-    }
-    uint16_t wBlock = 0;
-    uint32_t ulWords[2] = {0, 0};
-    if (GetExtFeaturesPtr(0, ulDestID, uchHop, &wBlock) != 0 || wBlock == 0 ||
-        CTargetClient::Instance().Maint_read(
-            0, ulDestID, uchHop, wBlock + kPortErrorStatus + kPortStride * static_cast<uint32_t>(iPort),
-            ulWords, 2, 4, 0) != 0)
-    {
-        ShowMessage(QStringLiteral("Unable to access PE."));
-        return false;
-    }
-    const uint32_t ulStatus = ulWords[0];
-    const uint32_t ulControl = ulWords[1];
-    QStringList lines;
-    lines << QStringLiteral("Port Type:\t\tSerial RapidIO")
-          << QStringLiteral("Port State:\t\t%1").arg(PortState(ulStatus))
-          << QStringLiteral("Power Up Port Width:\t%1").arg(SupportedWidths(ulControl))
-          << QStringLiteral("Current Port Width:\t%1").arg(InitializedWidth(ulControl))
-          << QStringLiteral("Override Width:\t\t%1").arg(WidthOverride(ulControl))
-          << QString::asprintf("Port Disabled:\t\t%s", YesNo(ulControl & 0x00800000u))
-          << QString::asprintf("Output Port Enabled:\t%s", YesNo(ulControl & 0x00400000u))
-          << QString::asprintf("Input Port Enabled:\t%s", YesNo(ulControl & 0x00200000u))
-          << QString::asprintf("Error Checking Disabled:\t%s", YesNo(ulControl & 0x00100000u))
-          << QString::asprintf("Multicast Enabled:\t%s", YesNo(ulControl & 0x00080000u))
-          << QString::asprintf("Enumeration Boundary:\t%s", YesNo(ulControl & 0x00020000u));
-    uint32_t ulSpeed = 0;
-    if (GetPortSpeedMHz(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHop, static_cast<uint8_t>(iPort),
-                        &ulSpeed) == 0 &&
-        ulSpeed != 0)
-    {
-        lines << QString::asprintf("Port Speed:\t\t%u MHz", ulSpeed);
-    }
-    *pstrText = lines.join(QLatin1Char('\n'));
-    return true;
-}
-
 void LinkStatusCommand(const CNetworkDocument& document, int iConnection)
 {
-    const CPEPrimitive* pPE = nullptr;
-    int iPort = 0;
+    SLinkPort port;
     QString strText;
-    if (CommandEnd(document, iConnection, &pPE, &iPort) && LinkStatusText(document, *pPE, iPort, &strText))
+    if (ReachNearEnd(document, iConnection, &port) && LinkStatusText(port, &strText))
     {
-        UI().ShowMessage(strText,
-                         QString::asprintf("Link Status - Node %d, Port %d", pPE->iNodeNumber + 1, iPort),
-                         EMessageKind::Information);
+        UI().ShowMessage(
+            strText,
+            QString::asprintf("Link Status - Node %d, Port %d", port.pPE->iNodeNumber + 1, port.iPort),
+            EMessageKind::Information);
     }
 }
 
 void ResyncAckIDsCommand(const CNetworkDocument& document, int iConnection)
 {
-    const CPEPrimitive* pPE = nullptr;
-    int iPort = 0;
-    uint32_t ulDestID = 0;
-    uint8_t uchHop = 0;
-    if (!CommandEnd(document, iConnection, &pPE, &iPort) || !Reach(document, *pPE, &ulDestID, &uchHop))
+    SLinkPort port;
+    if (!ReachNearEnd(document, iConnection, &port))
     {
         return;
     }
-    const int32_t nStatus =
-        ResyncAckIDs(pPE->ManufID, pPE->DeviceID, 0, ulDestID, uchHop, static_cast<uint8_t>(iPort));
+    const int32_t nStatus = ResyncAckIDs(port.pPE->ManufID, port.pPE->DeviceID, 0, port.ulDestID, port.uchHop,
+                                         static_cast<uint8_t>(port.iPort));
     if (nStatus == kAckIDsAlreadySynched)
     {
         ShowMessage(QStringLiteral("AckIDs are not out of synch on this port."), EMessageKind::Information);
@@ -267,29 +236,24 @@ void ResyncAckIDsCommand(const CNetworkDocument& document, int iConnection)
 
 void SetPortSpeedCommand(const CNetworkDocument& document, int iConnection)
 {
-    const CPEPrimitive* pPE = nullptr;
-    int iPort = 0;
-    uint32_t ulDestID = 0;
-    uint8_t uchHop = 0;
-    if (!CommandEnd(document, iConnection, &pPE, &iPort) || !Reach(document, *pPE, &ulDestID, &uchHop))
+    SLinkPort port;
+    if (!ReachNearEnd(document, iConnection, &port))
     {
         return;
     }
+    const CPEPrimitive& pe = *port.pPE;
+    const uint8_t uchPort = static_cast<uint8_t>(port.iPort);
     uint32_t ulSpeed = 0;
-    if (GetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, ulDestID, uchHop, static_cast<uint8_t>(iPort),
-                        &ulSpeed) != 0)
+    if (GetPortSpeedMHz(pe.ManufID, pe.DeviceID, 0, port.ulDestID, port.uchHop, uchPort, &ulSpeed) != 0)
     {
         ulSpeed = 0;
     }
     uint64_t ulNew = ulSpeed;
     const QString strTitle =
-        QString::asprintf("Set Port Speed - Node %d, Port %d", pPE->iNodeNumber + 1, iPort);
+        QString::asprintf("Set Port Speed - Node %d, Port %d", pe.iNodeNumber + 1, port.iPort);
     if (!UI().AskNumber(QStringLiteral("Port speed in MHz (1250, 2500, 3125, 5000 or 6250):"), strTitle,
-                        &ulNew))
-    {
-        return;
-    }
-    if (AskDontAsk(
+                        &ulNew) ||
+        AskDontAsk(
             QStringLiteral("LPSCWarning"),
             QStringLiteral(
                 "NOTE:  Not changing the port speed of the link partner will cause the link to go down"),
@@ -297,8 +261,8 @@ void SetPortSpeedCommand(const CNetworkDocument& document, int iConnection)
     {
         return;
     }
-    const int32_t nStatus = SetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, ulDestID, uchHop,
-                                            static_cast<uint8_t>(iPort), static_cast<uint32_t>(ulNew));
+    const int32_t nStatus = SetPortSpeedMHz(pe.ManufID, pe.DeviceID, 0, port.ulDestID, port.uchHop, uchPort,
+                                            static_cast<uint32_t>(ulNew));
     if (nStatus != 0)
     {
         ShowMessage(RioErrorText(nStatus));

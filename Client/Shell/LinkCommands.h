@@ -5,15 +5,9 @@
 
 #include "NetworkDocument.h"
 
-#include <QString>
-
 // The end of a link that the host reaches with fewer hops (the first end on a tie); false when
 // the link isn't on the map or neither end is.
 bool NearLinkEnd(const CNetworkDocument& document, int iConnection, const CPEPrimitive** ppPE, int* piPort);
-
-// The status of a port as lines of text ("Port Type:\t\tSerial RapidIO" first): widths, state and
-// the enable bits of its control register. False when the port's registers can't be read.
-bool LinkStatusText(const CNetworkDocument& document, const CPEPrimitive& pe, int iPort, QString* pstrText);
 
 // The commands: each shows its outcome or its failure.
 void LinkStatusCommand(const CNetworkDocument& document, int iConnection);

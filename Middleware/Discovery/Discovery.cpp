@@ -73,6 +73,21 @@ void NvxlSetUniqueID(NVXL_PE* pPE, const char* pszParentID, uint32_t ulParentPor
     memcpy(pPE->szUniqueID, szID, sizeof pPE->szUniqueID);
 }
 
+NVXL_STATUS NvxlWriteDestID(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID, uint8_t uchHopCount,
+                            uint32_t bLong, uint32_t ulID, const char* pszLongLog, const char* pszShortLog,
+                            uint16_t* pwShort, uint16_t* pwLong)
+{
+    if (bLong)
+    {
+        *pwLong = (uint16_t)ulID;
+        NVXL_DiscoveryDebugPrint(pszLongLog, *pwLong);
+        return HalSetDeviceID(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, NULL, pwLong);
+    }
+    *pwShort = (uint16_t)(ulID & 0xFFu);
+    NVXL_DiscoveryDebugPrint(pszShortLog, *pwShort);
+    return HalSetDeviceID(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, pwShort, NULL);
+}
+
 void NVXL_InitPE(NVXL_PE* pPE)
 {
     memset(pPE, 0, sizeof *pPE);
@@ -115,18 +130,23 @@ NVXL_CONNECTION* NewConnection(NVXL_NETWORK* pNetwork)
 
 // A full network ends the discovery: going on would leave devices that were configured but have no
 // record, and a map that silently lacks part of the fabric.
+static NVXL_STATUS ReportFull(const char* pszWhat, uint32_t ulCapacity)
+{
+    char szDoing[160];
+    snprintf(szDoing, sizeof szDoing,
+             "attempting to record more %s than the %u that a discovery can hold (the rest of the network "
+             "was not walked)",
+             pszWhat, ulCapacity);
+    NvxlReport(1, szDoing, NVXL_ERR_NO_MEMORY);
+    return NVXL_ERR_NO_MEMORY;
+}
+
 NVXL_STATUS NvxlNewPE(NVXL_PE** ppPE)
 {
     *ppPE = NewPE(g_sDiscovery.pNewNetwork);
     if (*ppPE)
         return NVXL_OK;
-    char szDoing[160];
-    snprintf(szDoing, sizeof szDoing,
-             "attempting to record more PEs than the %u that a discovery can hold (the rest of the network "
-             "was not walked)",
-             g_sDiscovery.pNewNetwork ? g_sDiscovery.pNewNetwork->ulMaxPEs : 0u);
-    NvxlReport(1, szDoing, NVXL_ERR_NO_MEMORY);
-    return NVXL_ERR_NO_MEMORY;
+    return ReportFull("PEs", g_sDiscovery.pNewNetwork ? g_sDiscovery.pNewNetwork->ulMaxPEs : 0u);
 }
 
 NVXL_STATUS NvxlNewConnection(NVXL_CONNECTION** ppConnection)
@@ -134,13 +154,8 @@ NVXL_STATUS NvxlNewConnection(NVXL_CONNECTION** ppConnection)
     *ppConnection = NewConnection(g_sDiscovery.pNewNetwork);
     if (*ppConnection)
         return NVXL_OK;
-    char szDoing[160];
-    snprintf(szDoing, sizeof szDoing,
-             "attempting to record more connections than the %u that a discovery can hold (the rest of the "
-             "network was not walked)",
-             g_sDiscovery.pNewNetwork ? g_sDiscovery.pNewNetwork->ulMaxConnections : 0u);
-    NvxlReport(1, szDoing, NVXL_ERR_NO_MEMORY);
-    return NVXL_ERR_NO_MEMORY;
+    return ReportFull("connections",
+                      g_sDiscovery.pNewNetwork ? g_sDiscovery.pNewNetwork->ulMaxConnections : 0u);
 }
 
 NVXL_PE* FindPE(const NVXL_NETWORK* pNetwork, uint32_t ulNode)
@@ -311,18 +326,8 @@ static NVXL_STATUS SetUpHostPE(uint32_t* pbLocked)
     const uint16_t wOrigShort = wShort, wOrigLong = wLong;
     if (NvxlFlag(NVXL_DISCOVER_ENUMERATE))
     {
-        if (bLong)
-        {
-            wLong = (uint16_t)g_sDiscovery.ulHostDestID;
-            NVXL_DiscoveryDebugPrint("Set long DestID:%04x\n", wLong);
-            nStatus = HalSetDeviceID(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, NULL, &wLong);
-        }
-        else
-        {
-            wShort = (uint16_t)(g_sDiscovery.ulHostDestID & 0xFFu);
-            NVXL_DiscoveryDebugPrint("Set short DestID:%02x\n", wShort);
-            nStatus = HalSetDeviceID(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &wShort, NULL);
-        }
+        nStatus = NvxlWriteDestID(wVendor, wDevice, NVXL_HOST_DESTID, 0, bLong, g_sDiscovery.ulHostDestID,
+                                  "Set long DestID:%04x\n", "Set short DestID:%02x\n", &wShort, &wLong);
         if (NvxlReport(1, "attempting to set the host PE's destination ID", nStatus))
             return nStatus;
         if (NvxlFlag(NVXL_DISCOVER_ASSIGN_VDIDS))

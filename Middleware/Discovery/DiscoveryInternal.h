@@ -106,6 +106,12 @@ extern "C"
      * characters. */
     void NvxlSetUniqueID(NVXL_PE* pPE, const char* pszParentID, uint32_t ulParentPort, uint32_t ulEntryPort,
                          uint32_t ulDeviceID, uint32_t ulVendorID);
+    /* Writes a destination ID of the transport's width to a device: ulID into *pwLong with bLong,
+     * its low byte into *pwShort otherwise, logged with the format of that width; the other output
+     * is left as it is. Returns the HAL's status of the write. */
+    NVXL_STATUS NvxlWriteDestID(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID,
+                                uint8_t uchHopCount, uint32_t bLong, uint32_t ulID, const char* pszLongLog,
+                                const char* pszShortLog, uint16_t* pwShort, uint16_t* pwLong);
     /* Type flags of a PE from its PE Features register. */
     uint32_t NvxlTypeFlags(uint32_t ulFeatures);
 

@@ -350,18 +350,8 @@ static NVXL_STATUS EndpointSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16
                        nStatus))
             return nStatus;
         ulID = g_sDiscovery.ulNextDestID;
-        if (bLong)
-        {
-            wLong = (uint16_t)ulID;
-            NVXL_DiscoveryDebugPrint("Set Long DestID:%04x\n", wLong);
-            nStatus = HalSetDeviceID(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, NULL, &wLong);
-        }
-        else
-        {
-            wShort = (uint16_t)(ulID & 0xFFu);
-            NVXL_DiscoveryDebugPrint("Set Short DestID:%02x\n", wShort);
-            nStatus = HalSetDeviceID(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, &wShort, NULL);
-        }
+        nStatus = NvxlWriteDestID(wVendorID, wDeviceID, *pulDestID, uchHopCount, bLong, ulID,
+                                  "Set Long DestID:%04x\n", "Set Short DestID:%02x\n", &wShort, &wLong);
         if (NvxlReport(1, "attempting to set the most recently discovered endpoint's destination ID",
                        nStatus))
             return nStatus;
@@ -583,20 +573,10 @@ static NVXL_STATUS SwitchSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16_t
         if (NvxlFlag(NVXL_DISCOVER_ENUMERATE))
         {
             const uint32_t ulNextID = g_sDiscovery.ulNextDestID;
-            uint16_t wWritten;
-            NVXL_STATUS nWrite;
-            if (bLong)
-            {
-                wWritten = (uint16_t)ulNextID;
-                NVXL_DiscoveryDebugPrint("Set long DestID:%04x\n", wWritten);
-                nWrite = HalSetDeviceID(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, NULL, &wWritten);
-            }
-            else
-            {
-                wWritten = (uint16_t)(ulNextID & 0xFFu);
-                NVXL_DiscoveryDebugPrint("Set long DestID:%02x\n", wWritten);
-                nWrite = HalSetDeviceID(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, &wWritten, NULL);
-            }
+            uint16_t wWritten = 0;
+            const NVXL_STATUS nWrite =
+                NvxlWriteDestID(wVendorID, wDeviceID, *pulDestID, uchHopCount, bLong, ulNextID,
+                                "Set long DestID:%04x\n", "Set long DestID:%02x\n", &wWritten, &wWritten);
             *pulDestID = ulNextID;
             nStatus = BuildRoute((uint16_t)ulNextID, 1);
             if (NvxlReport(1, "setting up temporary routing table entries", nStatus))
