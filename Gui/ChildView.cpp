@@ -336,32 +336,22 @@ bool CChildView::PrintToPdf(const QString& strPath)
 
 bool CChildView::LayoutAndWait(CNetworkDocument& document)
 {
-    const QByteArray input = CAutoLayout::LayoutInput(document, CAutoLayout::AskNoOverlaps(), m_bHideNulls);
-    QString strProgram;
-    QString strError;
-    if (!CAutoLayout::FindProgram(&strProgram, &strError))
+    auto runOnWorker =
+        [](const QString& strProgram, const QByteArray& input, QByteArray* pOutput, QString* pstrError)
     {
-        ShowMessage(strError);
-        return false;
-    }
-    QByteArray output;
-    bool bOk = false;
-    QEventLoop loop;
-    QThread* pThread =
-        QThread::create([&] { bOk = CAutoLayout::RunProgram(strProgram, input, &output, &strError); });
-    connect(pThread, &QThread::finished, &loop, &QEventLoop::quit);
-    pThread->start();
-    // Input from the person waits: the map being laid out isn't the one on the screen yet.
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    pThread->wait();
-    delete pThread;
-    if (!bOk)
-    {
-        ShowMessage(strError);
-        return false;
-    }
-    CAutoLayout::Apply(document, CAutoLayout::ParseOutput(output));
-    return true;
+        bool bOk = false;
+        QEventLoop loop;
+        QThread* pThread =
+            QThread::create([&] { bOk = CAutoLayout::RunProgram(strProgram, input, pOutput, pstrError); });
+        connect(pThread, &QThread::finished, &loop, &QEventLoop::quit);
+        pThread->start();
+        // Input from the person waits: the map being laid out isn't the one on the screen yet.
+        loop.exec(QEventLoop::ExcludeUserInputEvents);
+        pThread->wait();
+        delete pThread;
+        return bOk;
+    };
+    return CAutoLayout::Run(document, m_bHideNulls, runOnWorker);
 }
 
 bool CChildView::StartAutoLayout()

@@ -275,13 +275,13 @@ bool CAutoLayout::AskNoOverlaps()
                       ApplicationTitle()) == eAnswerYes;
 }
 
-bool CAutoLayout::Run(CNetworkDocument& document, bool bHideNulls)
+bool CAutoLayout::Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner)
 {
     const QByteArray input = LayoutInput(document, AskNoOverlaps(), bHideNulls);
     QString strProgram;
     QString strError;
     QByteArray output;
-    if (!FindProgram(&strProgram, &strError) || !RunProgram(strProgram, input, &output, &strError))
+    if (!FindProgram(&strProgram, &strError) || !runner(strProgram, input, &output, &strError))
     {
         ShowMessage(strError);
         return false;

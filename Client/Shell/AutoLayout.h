@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <vector>
 
 class CNetworkDocument;
@@ -42,9 +43,12 @@ public:
     static bool RunProgram(const QString& strProgram, const QByteArray& input, QByteArray* pOutput,
                            QString* pstrError);
 
-    // The whole layout on the calling thread, with the "Elliminate PE overlaps?" question and
-    // the failure messages. For callers without an event loop to keep alive.
-    static bool Run(CNetworkDocument& document, bool bHideNulls);
+    // How neato is run: RunProgram itself, or a caller's way of waiting for it.
+    using ProgramRunner = std::function<bool(const QString& strProgram, const QByteArray& input,
+                                             QByteArray* pOutput, QString* pstrError)>;
+    // The whole layout, with the "Elliminate PE overlaps?" question and the failure messages. By
+    // default neato runs on the calling thread, for callers without an event loop to keep alive.
+    static bool Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner = RunProgram);
     // Asks the overlap question (key NoOverlaps); true for Yes.
     static bool AskNoOverlaps();
 };

@@ -14,7 +14,7 @@ const std::vector<SQuestionKey>& DefaultSettingsQuestions()
 {
     static const std::vector<SQuestionKey> questions = {
         {"UseDefaultHostID", "Use the default host ID", true},
-        {"SkipDownloadToUnusedPorts", "Skip routing table download to unused ports", true},
+        {"SkipDownloadToUnusedPorts", "Skip routing table download for unused ports", true},
         {"SkipUploadFromUnusedPorts", "Skip routing table upload for unused ports", true},
         {"UseWorkingMapAsGuide", "Use the working map as layout guide", true},
         {"UseTemplateMapAsGuide", "Use the template map as layout guide", true},
