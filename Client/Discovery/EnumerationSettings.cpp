@@ -115,19 +115,34 @@ void CEnumerationSettings::ReloadScanSequence()
     strScanSequence = GetPreference(kSection, QStringLiteral("ScanSeq"), QString());
     // A stored sequence that reads well is shown in the network's ID format; one that doesn't is
     // shown as it was typed, for the check of OK to point at.
+    if (ParseScanSequence(&scanIDs, nullptr))
+    {
+        strScanSequence = ScanSequenceText();
+    }
+}
+
+bool CEnumerationSettings::ParseScanSequence(std::vector<uint32_t>* pIDs, bool* pbOutOfRange) const
+{
     std::vector<uint32_t> ids;
+    bool bOutOfRange = false;
     for (const QString& strToken :
          strScanSequence.split(QRegularExpression(QStringLiteral("[,;. ]")), Qt::SkipEmptyParts))
     {
         uint64_t ulValue = 0;
         if (ids.size() >= static_cast<size_t>(kMaxScanIDs) || !NumberFromText(strToken, &ulValue))
         {
-            return;
+            return false;
         }
+        // Each ID is kept as 16 bits; a wider one still counts as out of range.
+        bOutOfRange = bOutOfRange || ulValue > (b16BitIDs ? 65535u : 255u);
         ids.push_back(static_cast<uint32_t>(ulValue > 0xFFFFu ? 0xFFFFu : ulValue));
     }
-    scanIDs = ids;
-    strScanSequence = ScanSequenceText();
+    *pIDs = ids;
+    if (pbOutOfRange)
+    {
+        *pbOutOfRange = bOutOfRange;
+    }
+    return true;
 }
 
 QString CEnumerationSettings::ScanSequenceText() const
@@ -162,21 +177,12 @@ bool CEnumerationSettings::CheckID(const QString& strText, const char* pszFormat
 
 CEnumerationSettings::EField CEnumerationSettings::Validate()
 {
-    const QStringList tokens =
-        strScanSequence.split(QRegularExpression(QStringLiteral("[,;. ]")), Qt::SkipEmptyParts);
     std::vector<uint32_t> ids;
     bool bOutOfRange = false;
-    for (const QString& strToken : tokens)
+    if (!ParseScanSequence(&ids, &bOutOfRange))
     {
-        uint64_t ulValue = 0;
-        if (ids.size() >= static_cast<size_t>(kMaxScanIDs) || !NumberFromText(strToken, &ulValue))
-        {
-            ShowMessage(QStringLiteral("Invalid data entry."));
-            return eFieldScanSequence;
-        }
-        // Each ID is kept as 16 bits; a wider one still counts as out of range.
-        bOutOfRange = bOutOfRange || ulValue > (b16BitIDs ? 65535u : 255u);
-        ids.push_back(static_cast<uint32_t>(ulValue > 0xFFFFu ? 0xFFFFu : ulValue));
+        ShowMessage(QStringLiteral("Invalid data entry."));
+        return eFieldScanSequence;
     }
     SetPreference(kSection, QStringLiteral("ScanSeq"), strScanSequence);
     if (bOutOfRange &&

@@ -70,5 +70,8 @@ public:
 
 private:
     void ReloadScanSequence();
+    // The IDs of the scan sequence text, each kept as 16 bits; false when a token isn't a number
+    // or there are too many. *pbOutOfRange (may be null) tells whether one is beyond the ID width.
+    bool ParseScanSequence(std::vector<uint32_t>* pIDs, bool* pbOutOfRange) const;
     bool CheckID(const QString& strText, const char* pszFormatError, uint32_t* pulValue) const;
 };
