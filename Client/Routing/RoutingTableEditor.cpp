@@ -4,7 +4,6 @@
 #include "HalWrappers.h"
 #include "NumberText.h"
 #include "Preferences.h"
-#include "StatusText.h"
 #include "TableTransfer.h"
 #include "UserInterface.h"
 
@@ -13,9 +12,6 @@
 
 namespace
 {
-// The HAL's number for the one table of a switch without per-port tables.
-constexpr uint8_t kAllTables = 255;
-
 bool IsSwitch(const CPEPrimitive* pPE)
 {
     return pPE && !pPE->bDeleted && (pPE->uType & kPETypeSwitch) != 0;
@@ -61,11 +57,6 @@ CRoutingTableEditor::CRoutingTableEditor(CNetworkDocument& map, CPEPrimitive& pe
 int CRoutingTableEditor::TableCount() const
 {
     return m_pe.bHasPerPortRoutingTables ? std::clamp(m_pe.iNumLocalPorts, 0, kMaxPorts) : 1;
-}
-
-uint8_t CRoutingTableEditor::HalTable() const
-{
-    return m_pe.bHasPerPortRoutingTables ? static_cast<uint8_t>(m_iTable) : kAllTables;
 }
 
 QStringList CRoutingTableEditor::TableNames() const
@@ -198,15 +189,10 @@ bool CRoutingTableEditor::Upload()
     {
         return false;
     }
-    std::unique_ptr<CRoutingTable>& pTable = m_pe.RoutingTables[static_cast<size_t>(m_iTable)];
-    const int32_t nStatus =
-        UploadTable(m_pe.ManufID, m_pe.DeviceID, 0, ulDestID, uchHopCount, HalTable(), &pTable);
-    if (nStatus != 0)
+    if (!FetchPETable(m_pe, ulDestID, uchHopCount, m_iTable))
     {
-        ShowMessage(RioErrorText(nStatus));
         return false;
     }
-    pTable->bModified = false;
     m_bMapChanged = true;
     ClearFields();
     uint8_t uchDefault = 0;
@@ -221,30 +207,12 @@ bool CRoutingTableEditor::Upload()
     return true;
 }
 
-bool CRoutingTableEditor::SendTable(int iTable, uint32_t ulDestID, uint8_t uchHopCount)
-{
-    CRoutingTable* pTable = m_pe.RoutingTables[static_cast<size_t>(iTable)].get();
-    const uint8_t uchTable = m_pe.bHasPerPortRoutingTables ? static_cast<uint8_t>(iTable) : kAllTables;
-    // An absent table goes as an empty one, so that the switch keeps nothing the map doesn't show.
-    const int32_t nStatus =
-        DownloadTable(m_pe.ManufID, m_pe.DeviceID, 0, ulDestID, uchHopCount, uchTable, pTable, false);
-    if (nStatus != 0)
-    {
-        ShowMessage(RioErrorText(nStatus));
-        return false;
-    }
-    if (pTable)
-    {
-        pTable->bModified = false;
-    }
-    return true;
-}
-
 bool CRoutingTableEditor::Download()
 {
     uint32_t ulDestID = 0;
     uint8_t uchHopCount = 0;
-    return ReachPE(m_map, m_pe, &ulDestID, &uchHopCount) && SendTable(m_iTable, ulDestID, uchHopCount);
+    return ReachPE(m_map, m_pe, &ulDestID, &uchHopCount) &&
+           SendPETable(m_pe, ulDestID, uchHopCount, m_iTable, false);
 }
 
 bool CRoutingTableEditor::Close()
@@ -288,7 +256,7 @@ bool CRoutingTableEditor::Close()
     }
     for (int i = iFirst; i < TableCount(); ++i)
     {
-        if (isModified(i) && !SendTable(i, ulDestID, uchHopCount))
+        if (isModified(i) && !SendPETable(m_pe, ulDestID, uchHopCount, i, false))
         {
             return false;
         }

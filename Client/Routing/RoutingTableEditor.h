@@ -82,9 +82,7 @@ public:
 
 private:
     int TableCount() const;
-    uint8_t HalTable() const;
     void ClearFields();
-    bool SendTable(int iTable, uint32_t ulDestID, uint8_t uchHopCount);
 
     CNetworkDocument& m_map;
     CPEPrimitive& m_pe;

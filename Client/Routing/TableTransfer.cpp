@@ -125,6 +125,38 @@ int32_t DownloadTable(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPo
                                       ulCount, pData);
 }
 
+bool SendPETable(CPEPrimitive& pe, uint32_t ulDestID, uint8_t uchHopCount, int iTable, bool bFlash)
+{
+    CRoutingTable* pTable = pe.RoutingTables[static_cast<size_t>(iTable)].get();
+    const uint8_t uchTable = pe.bHasPerPortRoutingTables ? static_cast<uint8_t>(iTable) : kAllTables;
+    const int32_t nStatus =
+        DownloadTable(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHopCount, uchTable, pTable, bFlash);
+    if (nStatus != 0)
+    {
+        ShowFailure(nStatus);
+        return false;
+    }
+    if (pTable)
+    {
+        pTable->bModified = false;
+    }
+    return true;
+}
+
+bool FetchPETable(CPEPrimitive& pe, uint32_t ulDestID, uint8_t uchHopCount, int iTable)
+{
+    std::unique_ptr<CRoutingTable>& pTable = pe.RoutingTables[static_cast<size_t>(iTable)];
+    const uint8_t uchTable = pe.bHasPerPortRoutingTables ? static_cast<uint8_t>(iTable) : kAllTables;
+    const int32_t nStatus = UploadTable(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHopCount, uchTable, &pTable);
+    if (nStatus != 0)
+    {
+        ShowFailure(nStatus);
+        return false;
+    }
+    pTable->bModified = false;
+    return true;
+}
+
 bool IsUnusedPort(const CNetworkDocument& map, const CPEPrimitive& pe, int iPort)
 {
     for (const auto& pConnection : *map.pCurrentConnections)
@@ -181,18 +213,9 @@ bool DownloadPETables(const CNetworkDocument& map, CPEPrimitive& pe, bool bFlash
         {
             continue;
         }
-        CRoutingTable* pTable = pe.RoutingTables[static_cast<size_t>(i)].get();
-        const int32_t nStatus =
-            DownloadTable(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHop,
-                          tables.bPerPort ? static_cast<uint8_t>(i) : kAllTables, pTable, bFlash);
-        if (nStatus != 0)
+        if (!SendPETable(pe, ulDestID, uchHop, i, bFlash))
         {
-            ShowFailure(nStatus);
             return false;
-        }
-        if (pTable)
-        {
-            pTable->bModified = false;
         }
     }
     return true;
@@ -216,15 +239,10 @@ bool UploadPETables(const CNetworkDocument& map, CPEPrimitive& pe, bool bSkipUnu
         {
             continue;
         }
-        std::unique_ptr<CRoutingTable>& pTable = pe.RoutingTables[static_cast<size_t>(i)];
-        const int32_t nStatus = UploadTable(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHop,
-                                            tables.bPerPort ? static_cast<uint8_t>(i) : kAllTables, &pTable);
-        if (nStatus != 0)
+        if (!FetchPETable(pe, ulDestID, uchHop, i))
         {
-            ShowFailure(nStatus);
             return false;
         }
-        pTable->bModified = false;
     }
     uint8_t uchDefault = 0;
     if (GetDefaultRoute(pe.ManufID, pe.DeviceID, 0, ulDestID, uchHop, &uchDefault) == 0)

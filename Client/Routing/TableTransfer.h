@@ -20,6 +20,12 @@ int32_t UploadTable(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPort
 int32_t DownloadTable(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPort, uint32_t ulDestID,
                       uint8_t uchHopCount, uint8_t uchTable, const CRoutingTable* pTable, bool bFlash);
 
+// One table of a switch (its slot in the PE's tables) to the hardware, a null one as an empty
+// table, or to its boot store with bFlash; or from the hardware into the map. Either clears the
+// table's modified mark on success and shows a failure.
+bool SendPETable(CPEPrimitive& pe, uint32_t ulDestID, uint8_t uchHopCount, int iTable, bool bFlash);
+bool FetchPETable(CPEPrimitive& pe, uint32_t ulDestID, uint8_t uchHopCount, int iTable);
+
 // Whether a port of a PE leads to an empty or unknown place on the map. A port without a
 // connection, or whose far PE isn't on the map, is not unused.
 bool IsUnusedPort(const CNetworkDocument& map, const CPEPrimitive& pe, int iPort);
