@@ -2,7 +2,6 @@
 
 #include "MainFrameCore.h"
 #include "NetworkCommands.h"
-#include "UserInterface.h"
 
 #include <cstdio>
 
@@ -13,26 +12,18 @@ void Say(const QString& strLine)
     std::printf("%s\n", strLine.toLocal8Bit().constData());
 }
 
-// Tells the scenario's messages on standard output as they come, and answers its questions
-// with Yes, as a person trying the demo would.
-class CDemoUserInterface final : public IUserInterface
-{
-public:
-    CDemoUserInterface() { SetUserInterface(this); }
-    ~CDemoUserInterface() override { SetUserInterface(nullptr); }
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
-    {
-        Say(QStringLiteral("  ") + strText);
-    }
-    int Ask(const QString& strText, const QString&, bool) override
-    {
-        Say(QStringLiteral("  ") + strText + QStringLiteral(" [Yes]"));
-        return eAnswerYes;
-    }
-    void Beep() override {}
-    void SetBusy(bool) override {}
-};
 } // namespace
+
+void CDemoUserInterface::ShowMessage(const QString& strText, const QString&, EMessageKind)
+{
+    Say(QStringLiteral("  ") + strText);
+}
+
+int CDemoUserInterface::Ask(const QString& strText, const QString&, bool)
+{
+    Say(QStringLiteral("  ") + strText + QStringLiteral(" [Yes]"));
+    return eAnswerYes;
+}
 
 int RunHeadlessDemo(const QString& strMapPath)
 {

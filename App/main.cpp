@@ -9,7 +9,6 @@
 #include "MainFrame.h"
 #include "NetBrowserDlgBar.h"
 #include "Preferences.h"
-#include "UserInterface.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -23,6 +22,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <optional>
 
 namespace
 {
@@ -38,19 +38,6 @@ bool HasArgument(int argc, char** argv, const char* pszOption)
     }
     return false;
 }
-
-// The screenshot runs unattended: every question is answered Yes and nothing waits for a click.
-class CUnattendedInterface final : public IUserInterface
-{
-public:
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override
-    {
-        std::fprintf(stderr, "%s\n", qPrintable(strText));
-    }
-    int Ask(const QString&, const QString&, bool) override { return eAnswerYes; }
-    void Beep() override {}
-    void SetBusy(bool) override {}
-};
 
 // Debug flags of a key file for today stand before anything writes to the log.
 void ApplyTodaysDebugKey()
@@ -100,11 +87,12 @@ int main(int argc, char** argv)
 
     CMainFrame frame;
     frame.show();
-    CUnattendedInterface unattended;
+    // The screenshot runs unattended: every question is answered Yes.
+    std::optional<CDemoUserInterface> unattended;
     std::function<void()> takeScreenshot;
     if (parser.isSet(screenshot))
     {
-        SetUserInterface(&unattended);
+        unattended.emplace();
         frame.SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             { return settings.Validate() == CEnumerationSettings::eFieldNone; });
