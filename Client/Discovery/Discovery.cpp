@@ -236,9 +236,7 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     request.bLog = AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
                               ApplicationTitle()) == eAnswerYes;
     UI().BeginWork(QStringLiteral("Standard Discovery"), request.bLog);
-    request.bSkipUploadUnusedPorts = AskDontAsk(QStringLiteral("SkipUploadFromUnusedPorts"),
-                                                QStringLiteral("Skip routing table upload for unused ports?"),
-                                                ApplicationTitle()) == eAnswerYes;
+    request.bSkipUploadUnusedPorts = AskSkipUploadForUnusedPorts();
     request.bEnumerate = settings.bEnumerate;
     request.bLongDestIDs = settings.b16BitIDs;
     request.bNoLocks = settings.bNoLocks;

@@ -281,6 +281,13 @@ int DownloadAllTables(CNetworkDocument& map)
     return nDone;
 }
 
+bool AskSkipUploadForUnusedPorts()
+{
+    return AskDontAsk(QStringLiteral("SkipUploadFromUnusedPorts"),
+                      QStringLiteral("Skip routing table upload for unused ports?"),
+                      ApplicationTitle()) == eAnswerYes;
+}
+
 int UploadAllTables(CNetworkDocument& map, bool bSkipUnused)
 {
     UI().BeginWork(QStringLiteral("Uploading all routing tables..."), false);

@@ -42,6 +42,9 @@ bool UploadPETables(const CNetworkDocument& map, CPEPrimitive& pe, bool bSkipUnu
 // switches done.
 int DownloadAllTables(CNetworkDocument& map);
 int UploadAllTables(CNetworkDocument& map, bool bSkipUnused);
+// The question callers of UploadAllTables ask first: "Skip routing table upload for unused
+// ports?", remembered as SkipUploadFromUnusedPorts. True for Yes.
+bool AskSkipUploadForUnusedPorts();
 
 // The default output port of a switch: reads it (showing why it can't), and sets it from the text
 // the person entered. ReadDefaultPort gives the text to show ("%lxh").

@@ -146,11 +146,7 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
                                 {
                                     return;
                                 }
-                                const bool bSkip =
-                                    AskDontAsk(QStringLiteral("SkipUploadFromUnusedPorts"),
-                                               QStringLiteral("Skip routing table upload for unused ports?"),
-                                               ApplicationTitle()) == eAnswerYes;
-                                UploadAllTables(frame.Document(), bSkip);
+                                UploadAllTables(frame.Document(), AskSkipUploadForUnusedPorts());
                                 MapChanged(frame);
                             });
     frame.SetCommandHandler(eCmdDownloadAllTables,
