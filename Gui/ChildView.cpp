@@ -19,6 +19,7 @@
 #include <QWheelEvent>
 
 #include <memory>
+#include <set>
 
 namespace
 {
@@ -114,12 +115,14 @@ void CChildView::SyncSelection()
             selected.emplace_back(true, pObject->uUniqueID);
         }
     }
-    // Keep the order of picking: what stays selected keeps its place, new picks go last.
-    std::erase_if(m_SelectionOrder, [&selected](const auto& item)
-                  { return std::find(selected.begin(), selected.end(), item) == selected.end(); });
+    // Keep the order of picking: what stays selected keeps its place, new picks go last. Sets keep
+    // this linear, as Select All on a large map comes here once per item.
+    const std::set<std::pair<bool, uint32_t>> now(selected.begin(), selected.end());
+    std::erase_if(m_SelectionOrder, [&now](const auto& item) { return !now.contains(item); });
+    std::set<std::pair<bool, uint32_t>> kept(m_SelectionOrder.begin(), m_SelectionOrder.end());
     for (const auto& item : selected)
     {
-        if (std::find(m_SelectionOrder.begin(), m_SelectionOrder.end(), item) == m_SelectionOrder.end())
+        if (kept.insert(item).second)
         {
             m_SelectionOrder.push_back(item);
         }
