@@ -487,3 +487,52 @@ TEST_F(MapWindowTest, TheTemplateMapIsACopyThatKeepsItsOwnLayout)
     EXPECT_EQ(QPointF(300, 300), View().MapScene()->NodeItem(1000)->pos());
 }
 } // namespace
+
+namespace
+{
+TEST_F(MapWindowTest, TheRouteSelectionKeepsTheOrderOfPicking)
+{
+    auto item = [this](bool bEdge, uint32_t uUniqueID) -> QGraphicsItem*
+    {
+        for (QGraphicsItem* pItem : m_pFrame->MapWindow()->MapScene()->items())
+        {
+            if (bEdge && pItem->type() == eItemEdge &&
+                static_cast<CEdgeItem*>(pItem)->Object()->uUniqueID == uUniqueID)
+            {
+                return pItem;
+            }
+            if (!bEdge && pItem->type() == eItemNode &&
+                static_cast<CNodeItem*>(pItem)->Object()->uUniqueID == uUniqueID)
+            {
+                return pItem;
+            }
+        }
+        return nullptr;
+    };
+    // The bridge, then the second of its two links to the switch, then the switch.
+    for (auto [bEdge, uID] : {std::pair{false, 1002u}, std::pair{true, 5002u}, std::pair{false, 1000u}})
+    {
+        QGraphicsItem* pItem = item(bEdge, uID);
+        ASSERT_NE(nullptr, pItem) << uID;
+        pItem->setSelected(true);
+    }
+    auto kinds = [this]
+    {
+        std::vector<std::pair<int, int>> out;
+        for (const SRouteSelectionItem& selected : m_pFrame->MapWindow()->RouteSelection())
+        {
+            out.emplace_back(selected.eKind, selected.iNodeNumber);
+        }
+        return out;
+    };
+    using Item = SRouteSelectionItem;
+    EXPECT_EQ((std::vector<std::pair<int, int>>{{Item::ePE, 2}, {Item::eConnection, 2}, {Item::ePE, 0}}),
+              kinds());
+    // Dropping the link keeps the others in their places; picking it again puts it last.
+    item(true, 5002u)->setSelected(false);
+    EXPECT_EQ((std::vector<std::pair<int, int>>{{Item::ePE, 2}, {Item::ePE, 0}}), kinds());
+    item(true, 5002u)->setSelected(true);
+    EXPECT_EQ((std::vector<std::pair<int, int>>{{Item::ePE, 2}, {Item::ePE, 0}, {Item::eConnection, 2}}),
+              kinds());
+}
+} // namespace
