@@ -23,9 +23,13 @@
 #define PMC_PORT_UPDATE(uchTable) (0x14010u + 0x2000u * (uint32_t)(uchTable))
 #define PMC_ENGINE_RUN 0x20u
 #define PMC_PORT_STRIDE 0x2000u
-// A table byte: bit 7 marks a route, bits 3..0 hold its port. Reads test the same bit 7 that a
-// route write sets (128 + port), so that every entry reads back as it was written.
+// A table byte. A route is written as 128 + port: bit 7 marks it, bits 3..0 hold the port; no
+// route is 0. On the way back a byte with bit 3 set is a route too (it names ports 8 to 15), but
+// bit 3 alone cannot be the mark, since a route to ports 0 to 7 is written without it and would
+// read back as no route. So a byte is a route when bit 7 or bit 3 is set: every byte written reads
+// back as it was written, and every byte with bit 3 set is still a route to the port in bits 3..0.
 #define PMC_ROUTE_VALID 0x80u
+#define PMC_ROUTE_HIGH_PORT 0x08u
 #define PMC_ROUTE_PORT 0x0Fu
 // The link speed register: bits 3..2 give the speed of all ports.
 #define PMC_SPEED 0x10000u
@@ -80,9 +84,22 @@ static NVXL_STATUS RestartEngine(uint8_t uchLocalPort, uint32_t ulDestID, uint8_
                        ulUpdate | PMC_ENGINE_RUN);
 }
 
+// ID d is byte d & 3 of the word at d & 0xFFC. Bytes are numbered as RapidIO numbers them, byte 0
+// the most significant of the word (the lowest address): ID d is the table's byte at offset d, as a
+// byte-wide access reaches it.
+static uint32_t ByteShift(uint16_t wRouteDestID)
+{
+    return 8u * (3u - (wRouteDestID & 3u));
+}
+
 static uint32_t TableByte(uint32_t ulWord, uint16_t wRouteDestID)
 {
-    return (ulWord >> (8u * (wRouteDestID & 3u))) & 0xFFu;
+    return (ulWord >> ByteShift(wRouteDestID)) & 0xFFu;
+}
+
+static int IsRoute(uint32_t ulByte)
+{
+    return (ulByte & (PMC_ROUTE_VALID | PMC_ROUTE_HIGH_PORT)) != 0;
 }
 
 static NVXL_STATUS PMC6352HalRouteAddEntry(uint16_t, uint16_t, uint8_t uchLocalPort, uint32_t ulDestID,
@@ -113,7 +130,7 @@ static NVXL_STATUS PMC6352HalRouteAddEntry(uint16_t, uint16_t, uint8_t uchLocalP
     nStatus = HalReadReg(uchLocalPort, ulDestID, uchHopCount, ulOffset, &ulWord);
     if (nStatus != NVXL_OK)
         return nStatus;
-    const uint32_t ulShift = 8u * (wRouteDestID & 3u);
+    const uint32_t ulShift = ByteShift(wRouteDestID);
     ulWord = (ulWord & ~(0xFFu << ulShift)) | (ulByte << ulShift);
     nStatus = HalWriteReg(uchLocalPort, ulDestID, uchHopCount, ulOffset, ulWord);
     if (nStatus != NVXL_OK)
@@ -145,7 +162,7 @@ static NVXL_STATUS PMC6352HalRouteGetEntry(uint16_t, uint16_t, uint8_t uchLocalP
     if (nStatus != NVXL_OK)
         return nStatus;
     const uint32_t ulByte = TableByte(ulWord, wRouteDestID);
-    *peType = (ulByte & PMC_ROUTE_VALID) ? eNVXL_RouteTypePort : eNVXL_RouteTypeUnrouted;
+    *peType = IsRoute(ulByte) ? eNVXL_RouteTypePort : eNVXL_RouteTypeUnrouted;
     *puchPort = (uint8_t)(ulByte & PMC_ROUTE_PORT);
     *pulExtra = 0;
     return NVXL_OK;
@@ -178,7 +195,7 @@ static NVXL_STATUS PMC6352HalLoadRoutingTable(uint16_t, uint16_t, uint8_t uchLoc
     }
     uint32_t ulCount = 0;
     for (uint32_t d = 0; d < PMC_TABLE_BYTES; d++)
-        ulCount += (TableByte(pulWords[d / 4u], (uint16_t)d) & PMC_ROUTE_VALID) ? 1u : 0u;
+        ulCount += IsRoute(TableByte(pulWords[d / 4u], (uint16_t)d)) ? 1u : 0u;
     *pulNumEntries = ulCount;
     if (ulCount == 0)
     {
@@ -195,7 +212,7 @@ static NVXL_STATUS PMC6352HalLoadRoutingTable(uint16_t, uint16_t, uint8_t uchLoc
     for (uint32_t d = 0; d < PMC_TABLE_BYTES; d++)
     {
         const uint32_t ulByte = TableByte(pulWords[d / 4u], (uint16_t)d);
-        if (!(ulByte & PMC_ROUTE_VALID))
+        if (!IsRoute(ulByte))
             continue;
         pTable[ulEntry].wDestID = (uint16_t)d;
         pTable[ulEntry].uchPort = (uint8_t)(ulByte & PMC_ROUTE_PORT);
@@ -237,10 +254,10 @@ static NVXL_STATUS PMC6352HalStoreRoutingTable(uint16_t, uint16_t, uint8_t uchLo
         return NVXL_ERR_NO_MEMORY;
     }
     BuildImage(ulNumEntries, pTable, pbImage);
-    // ID d is byte d & 3 of word d / 4, counted from the low end.
+    // ID d is byte d & 3 of word d / 4, byte 0 the most significant.
     for (uint32_t i = 0; i < PMC_TABLE_WORDS; i++)
-        pulWords[i] = (uint32_t)pbImage[4 * i] | ((uint32_t)pbImage[4 * i + 1] << 8) |
-                      ((uint32_t)pbImage[4 * i + 2] << 16) | ((uint32_t)pbImage[4 * i + 3] << 24);
+        pulWords[i] = ((uint32_t)pbImage[4 * i] << 24) | ((uint32_t)pbImage[4 * i + 1] << 16) |
+                      ((uint32_t)pbImage[4 * i + 2] << 8) | (uint32_t)pbImage[4 * i + 3];
     free(pbImage);
     uint32_t ulControl = 0;
     nStatus = StopEngine(uchLocalPort, ulDestID, uchHopCount, uchWhichTable, &ulControl);

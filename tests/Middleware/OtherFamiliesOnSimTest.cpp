@@ -66,6 +66,36 @@ TEST_F(Pmc6352OnSim, RoutesRoundTripAroundTheLookupEngine)
     EXPECT_EQ(0, Switch().RouteEntry(0, 4));
 }
 
+// The HAL and the part agree on which byte of a table word holds an ID and on what a byte means:
+// a route the HAL writes is the one the switch routes by, and a route the switch holds reads back.
+TEST_F(Pmc6352OnSim, HalAndSwitchAgreeOnEachTableByte)
+{
+    for (uint16_t wId = 0x0100; wId < 0x0104; wId++)
+        ASSERT_EQ(NVXL_OK, Add(3, wId, static_cast<uint8_t>(wId & 3u) + 6u));
+    for (uint16_t wId = 0x0100; wId < 0x0104; wId++)
+        EXPECT_EQ(0x80 + 6 + (wId & 3), Switch().RouteEntry(wId, 3)) << std::hex << wId;
+    EXPECT_EQ(0, Switch().RouteEntry(0x0104, 3));
+    EXPECT_EQ(0, Switch().RouteEntry(0x0100, 2));
+
+    // Routes the switch holds, to low and high ports, read back through the HAL.
+    Switch().SetRouteEntry(0x0205, 9, 5);
+    Switch().SetRouteEntry(0x0206, 2, 5);
+    NVXL_STATUS nStatus = 0;
+    EXPECT_EQ((SRoute{0x0205, 9, kPort, 0}), GetRoute(0x003B, 0x6352, 5, 0x0205, &nStatus));
+    EXPECT_EQ((SRoute{0x0206, 2, kPort, 0}), GetRoute(0x003B, 0x6352, 5, 0x0206, &nStatus));
+    EXPECT_EQ((SRoute{0x0207, 0, kUnrouted, 0}), GetRoute(0x003B, 0x6352, 5, 0x0207, &nStatus));
+    EXPECT_EQ((std::vector<SRoute>{{0x0205, 9, kPort, 0}, {0x0206, 2, kPort, 0}}),
+              LoadTable(0x003B, 0x6352, 5, &nStatus));
+
+    // Tables stored by the HAL route the endpoint's traffic both ways: in port 0 to the
+    // endpoint, in port 1 back to the host.
+    EXPECT_FALSE(Reaches(0x05));
+    ASSERT_EQ(NVXL_OK, StoreTable(0x003B, 0x6352, 0, {{0x05, 1, kPort, 0}}));
+    ASSERT_EQ(NVXL_OK, StoreTable(0x003B, 0x6352, 1, {{0x01, 0, kPort, 0}}));
+    EXPECT_TRUE(Reaches(0x05));
+    EXPECT_EQ(0x81, Switch().RouteEntry(0x05, 0));
+}
+
 // The flash writes the table into every port's table through the common one, byte by byte.
 TEST_F(Pmc6352OnSim, FlashedTableRoutesOnEveryPort)
 {

@@ -30,7 +30,7 @@ TEST_F(OtherFamiliesTest, PmcPortTablesAreAccessedWithTheirEngineStopped)
     EXPECT_EQ(Steps(), (std::vector<SStep>{{false, 0x18000, 0x21},
                                            {true, 0x18000, 0x01},
                                            {false, 0x19104, 0},
-                                           {true, 0x19104, 0x8900},
+                                           {true, 0x19104, 0x00890000},
                                            {true, 0x18000, 0x21},
                                            {false, 0x18010, 0},
                                            {true, 0x18010, 0x20}}));
@@ -50,10 +50,10 @@ TEST_F(OtherFamiliesTest, PmcPortTablesAreAccessedWithTheirEngineStopped)
     Forget();
     ASSERT_EQ(HalRouteAddEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 0, 7, 1, eNVXL_RouteTypePort, 0), 0);
     EXPECT_EQ(WritesTo(0x14000), std::vector<uint32_t>{});
-    EXPECT_EQ(m_target.Reg(0x15004), 0x81000000u);
+    EXPECT_EQ(m_target.Reg(0x15004), 0x00000081u);
     Forget();
     ASSERT_EQ(HalRouteAddEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 255, 7, 1, eNVXL_RouteTypePort, 0), 0);
-    EXPECT_EQ(Steps(), (std::vector<SStep>{{false, 0x11004, 0}, {true, 0x11004, 0x81000000}}));
+    EXPECT_EQ(Steps(), (std::vector<SStep>{{false, 0x11004, 0}, {true, 0x11004, 0x00000081}}));
     ASSERT_EQ(HalRouteAddEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 255, 7, 1, eNVXL_RouteTypeUnrouted, 0),
               0);
     EXPECT_EQ(m_target.Reg(0x11004), 0u);
@@ -67,7 +67,7 @@ TEST_F(OtherFamiliesTest, PmcPortTablesAreAccessedWithTheirEngineStopped)
     EXPECT_EQ(pTable[0].uchPort, 9);
     ASSERT_EQ(HalStoreRoutingTable(kPmcVendor, kPmcDevice, 0, kDest, kHop, 5, ulEntries, pTable), 0);
     free(pTable);
-    EXPECT_EQ(m_target.Reg(0x15000 + 0xA000 + 0x104), 0x8900u);
+    EXPECT_EQ(m_target.Reg(0x15000 + 0xA000 + 0x104), 0x00890000u);
     EXPECT_EQ(m_target.Reg(0x14010 + 0xA000), 0x20u);
 
     // Bad input, refused untouched.
@@ -80,6 +80,70 @@ TEST_F(OtherFamiliesTest, PmcPortTablesAreAccessedWithTheirEngineStopped)
     EXPECT_EQ(HalRouteAddEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 0, 1, 1, eNVXL_RouteTypeUndefined, 0),
               -10);
     EXPECT_TRUE(m_target.m_aAccesses.empty());
+}
+
+// ID d is byte d & 3 of its word counted from the most significant byte, as the byte-wide flash
+// writes it; a byte is a route when bit 7 (as written) or bit 3 (ports 8 to 15) is set.
+TEST_F(OtherFamiliesTest, PmcTableBytesFollowRapidIOByteOrder)
+{
+    m_target.SetReg(0x15000 + 0x2000 * 3 + 0x20, 0x8A070C83); // IDs 0x20..0x23 of port 3's table
+    const struct
+    {
+        uint16_t wID;
+        NVXL_ROUTE_TYPE eType;
+        uint8_t uchPort;
+    } aExpected[] = {{0x20, eNVXL_RouteTypePort, 10},
+                     {0x21, eNVXL_RouteTypeUnrouted, 7},
+                     {0x22, eNVXL_RouteTypePort, 12},
+                     {0x23, eNVXL_RouteTypePort, 3}};
+    for (const auto& expected : aExpected)
+    {
+        NVXL_ROUTE_TYPE eType{};
+        uint8_t uchPort = 0;
+        uint32_t ulExtra = 1;
+        ASSERT_EQ(HalRouteGetEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 3, expected.wID, &eType, &uchPort,
+                                   &ulExtra),
+                  0);
+        EXPECT_EQ(eType, expected.eType) << expected.wID;
+        if (expected.eType == eNVXL_RouteTypePort)
+        {
+            EXPECT_EQ(uchPort, expected.uchPort) << expected.wID;
+        }
+        EXPECT_EQ(ulExtra, 0u);
+    }
+    uint32_t ulEntries = 0;
+    NVXL_ROUTE_ENTRY* pTable = nullptr;
+    ASSERT_EQ(HalLoadRoutingTable(kPmcVendor, kPmcDevice, 0, kDest, kHop, 3, &ulEntries, &pTable), 0);
+    ASSERT_EQ(ulEntries, 3u);
+    EXPECT_EQ(pTable[0].wDestID, 0x20);
+    EXPECT_EQ(pTable[1].wDestID, 0x22);
+    EXPECT_EQ(pTable[2].wDestID, 0x23);
+    EXPECT_EQ(pTable[2].uchPort, 3);
+
+    // Stored as the flash writes it: byte d of the table image at offset d.
+    ASSERT_EQ(HalStoreRoutingTable(kPmcVendor, kPmcDevice, 0, kDest, kHop, 255, ulEntries, pTable), 0);
+    free(pTable);
+    EXPECT_EQ(m_target.Reg(0x11020), 0x8A008C83u);
+    // Every route written reads back as written, ports 0 to 15, in each byte of a word.
+    for (uint8_t uchPort = 0; uchPort < 16; uchPort++)
+    {
+        const uint16_t wID = static_cast<uint16_t>(0x400 + uchPort);
+        ASSERT_EQ(
+            HalRouteAddEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 7, wID, uchPort, eNVXL_RouteTypePort, 0),
+            0);
+    }
+    for (uint8_t uchPort = 0; uchPort < 16; uchPort++)
+    {
+        NVXL_ROUTE_TYPE eType{};
+        uint8_t uchRead = 0xFF;
+        uint32_t ulExtra = 0;
+        ASSERT_EQ(HalRouteGetEntry(kPmcVendor, kPmcDevice, 0, kDest, kHop, 7,
+                                   static_cast<uint16_t>(0x400 + uchPort), &eType, &uchRead, &ulExtra),
+                  0);
+        EXPECT_EQ(eType, eNVXL_RouteTypePort);
+        EXPECT_EQ(uchRead, uchPort);
+    }
+    EXPECT_EQ(m_target.Reg(0x15000 + 0x2000 * 7 + 0x40C), 0x8C8D8E8Fu);
 }
 
 TEST_F(OtherFamiliesTest, PmcFlashWritesAllPortTablesAtOnce)

@@ -99,7 +99,7 @@ bool CPmc6352Switch::Route(uint32_t ulDestId, bool, uint8_t uchIngressPort, uint
     if (ulDestId >= kTableBytes || uchIngressPort >= m_tables.size())
         return false;
     const uint8_t uchByte = m_tables[uchIngressPort][ulDestId];
-    if (!(uchByte & kRouteValid) || (uchByte & kRoutePort) >= PortCount())
+    if (!(uchByte & (kRouteValid | kRouteHighPort)) || (uchByte & kRoutePort) >= PortCount())
         return false;
     *puchEgress = uchByte & kRoutePort;
     return true;
