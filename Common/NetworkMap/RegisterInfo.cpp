@@ -482,17 +482,15 @@ std::unique_ptr<CRegisterBlock> CRegisterFileReader::ReadBlock(const QDomElement
     }
     pBlock->Name = element.attribute(QStringLiteral("Name"));
     const QString strContext = QStringLiteral(" in block '%1'").arg(pBlock->Name);
-    if (element.hasAttribute(QStringLiteral("NumRegisterBits")))
+    // A width that is absent, not a number or not a whole number of bytes up to 32 reads as 32 bits:
+    // a file with a slip in one attribute still shows its registers.
+    int64_t llBits = 32;
+    if (!CXmlHelper::ParseDecimal(element.attribute(QStringLiteral("NumRegisterBits")), 8, 32, &llBits) ||
+        llBits % 8 != 0)
     {
-        int64_t llBits = 0;
-        if (!CXmlHelper::ParseDecimal(element.attribute(QStringLiteral("NumRegisterBits")), 8, 32, &llBits) ||
-            llBits % 8 != 0)
-        {
-            Bad(QStringLiteral("Bad NumRegisterBits") + strContext);
-            return nullptr;
-        }
-        pBlock->NumRegisterBits = static_cast<int>(llBits);
+        llBits = 32;
     }
+    pBlock->NumRegisterBits = static_cast<int>(llBits);
     pBlock->bMSB_Hi =
         element.attribute(QStringLiteral("BitOrder")).compare(QLatin1String("MSB_Hi"), Qt::CaseInsensitive) ==
         0;

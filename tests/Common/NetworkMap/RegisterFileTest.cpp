@@ -87,7 +87,29 @@ TEST_F(RegisterFiles, BitNumbersFollowTheBlockOrder)
     EXPECT_EQ(FirstField(RegisterFile(Field("32"))), nullptr);
     EXPECT_EQ(m_Result, ERegisterFileRead::BadContent);
     EXPECT_EQ(FirstField(RegisterFile(Field("3:-1"))), nullptr);
-    EXPECT_EQ(FirstField(RegisterFile(Field("0"), " NumRegisterBits=\"12\"")), nullptr);
+}
+
+// A block's width that is missing or bad is 32 bits: the file is read, numbered from the top of a
+// 32-bit register.
+TEST_F(RegisterFiles, AMissingOrBadRegisterWidthIs32Bits)
+{
+    for (const QByteArray& attribute :
+         {QByteArray(), QByteArray(" NumRegisterBits=\"wide\""), QByteArray(" NumRegisterBits=\"\""),
+          QByteArray(" NumRegisterBits=\"12\""), QByteArray(" NumRegisterBits=\"64\"")})
+    {
+        const CBitField* pField =
+            FirstField(RegisterFile(Field("31") + Field("7:0"), attribute + " BitOrder=\"MSB_Hi\""));
+        ASSERT_NE(pField, nullptr) << attribute.constData();
+        EXPECT_EQ(m_Info->GetBlock(0)->NumRegisterBits, 32) << attribute.constData();
+        EXPECT_EQ(m_Info->GetBlock(0)->GetRegister(0)->GetNumBits(), 32) << attribute.constData();
+        EXPECT_EQ(pField->iFirstBit, 0) << attribute.constData();
+        EXPECT_EQ(m_Info->GetBlock(0)->GetRegister(0)->GetBitField(1)->GetMask(32), 0x000000FFu);
+    }
+    // A good width still holds, and a bit beyond it is still refused.
+    ASSERT_NE(FirstField(RegisterFile(Field("7:0"), " NumRegisterBits=\"8\" BitOrder=\"MSB_Hi\"")), nullptr);
+    EXPECT_EQ(m_Info->GetBlock(0)->NumRegisterBits, 8);
+    EXPECT_EQ(FirstField(RegisterFile(Field("8"), " NumRegisterBits=\"8\"")), nullptr);
+    EXPECT_EQ(m_Result, ERegisterFileRead::BadContent);
 }
 
 TEST_F(RegisterFiles, ColoursAccessAndValueTexts)
