@@ -54,6 +54,7 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     QCoreApplication::setOrganizationName(QStringLiteral("Halvorn"));
     QCoreApplication::setApplicationName(QStringLiteral("Norvanta4"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(NV_VERSION_TEXT));
     if (HasArgument(argc, argv, "--headless-demo"))
     {
         QCoreApplication application(argc, argv);
@@ -68,12 +69,11 @@ int main(int argc, char** argv)
         return RunHeadlessDemo(args[iAt + 1]);
     }
 
-    QApplication application(argc, argv);
-    ApplyTodaysDebugKey();
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Norvanta, a management and debug client for RapidIO networks"));
-    parser.addHelpOption();
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
     const QCommandLineOption demo(QStringLiteral("demo"),
                                   QStringLiteral("Connect to the built-in demo fabric."));
     const QCommandLineOption screenshot(QStringLiteral("screenshot"),
@@ -83,6 +83,23 @@ int main(int argc, char** argv)
         QStringLiteral("headless-demo"),
         QStringLiteral("Run the demo without a window and save its map to FILE."), QStringLiteral("FILE"));
     parser.addOptions({demo, screenshot, headless});
+    // Help, the version and a command line that doesn't parse are answered in text and end the
+    // program, so they must not need a display: they are answered before the window system starts.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+    {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    if (!parser.parse(arguments) || parser.isSet(help) || parser.isSet(version) ||
+        parser.isSet(QStringLiteral("help-all")))
+    {
+        QCoreApplication textOnly(argc, argv);
+        parser.process(textOnly);
+        return 0;
+    }
+
+    QApplication application(argc, argv);
+    ApplyTodaysDebugKey();
     parser.process(application);
 
     CMainFrame frame;
