@@ -16,6 +16,7 @@
 #include <arpa/inet.h>
 #include <cstdio>
 #include <memory>
+#include <unistd.h>
 
 namespace
 {
@@ -27,7 +28,8 @@ class CCliAnswers final : public IUserInterface
 {
 public:
     CCliAnswers(bool bLog, bool bSkipUnused, bool bGuide)
-        : m_bLog(bLog), m_bSkipUnused(bSkipUnused), m_bGuide(bGuide)
+        : m_bLog(bLog), m_bSkipUnused(bSkipUnused), m_bGuide(bGuide),
+          m_bShowProgress(isatty(STDERR_FILENO) != 0)
     {
         SetUserInterface(this);
     }
@@ -55,6 +57,17 @@ public:
     }
     void Beep() override {}
     void SetBusy(bool) override {}
+    // A person watching at a terminal sees each step of a long operation as it is taken (a device
+    // found, a switch's tables on their way); a pipe or a file gets only the results.
+    void SetWorkProgress(const QString& strText) override
+    {
+        IUserInterface::SetWorkProgress(strText);
+        if (m_bShowProgress && !strText.isEmpty())
+        {
+            std::fprintf(stderr, "%s\n", strText.toLocal8Bit().constData());
+            std::fflush(stderr);
+        }
+    }
     void AppendWorkLog(const QString& strLine) override
     {
         std::fputs(strLine.toLocal8Bit().constData(), stdout);
@@ -64,6 +77,7 @@ private:
     bool m_bLog;
     bool m_bSkipUnused;
     bool m_bGuide;
+    bool m_bShowProgress;
 };
 
 // The IDs of a scan sequence option: numbers separated by commas, semicolons, full stops or blanks.
@@ -92,10 +106,9 @@ void PrintMap(const CNetworkDocument& map)
         {
             continue;
         }
-        // Placeholders are told by their identity: a device whose features name no kind is still a
-        // device.
-        const bool bUnknown =
-            pPE->ManufID == kUnknownDeviceIdentity && pPE->DeviceID == kUnknownDeviceIdentity;
+        // Counted as listed: whatever shows as an unknown device is one, a place where something
+        // answered but couldn't be read as much as a device whose features name no kind.
+        const bool bUnknown = pPE->uType == kPETypeUnknown;
         const bool bEmpty = pPE->ManufID == kNullDeviceIdentity && pPE->DeviceID == kNullDeviceIdentity;
         nSwitches += (pPE->uType & kPETypeSwitch) ? 1 : 0;
         nUnknown += bUnknown ? 1 : 0;

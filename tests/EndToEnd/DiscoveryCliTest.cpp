@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 
 namespace
@@ -157,5 +158,79 @@ TEST(DiscoveryCli, ALinkThatLostItsRateIsFoundAgainByTryingEverySpeed)
                                    "Port is not trained. Skipping it\n"));
     result = Cli(sim, {"speed", "get", "3", "--dest", "0xFF", "--hop", "0"});
     EXPECT_EQ("5000\n", result.strOut);
+}
+} // namespace
+
+namespace
+{
+// The switch's tables start empty: the discovery routes through it by writing single entries of
+// its port tables, and the generated tables go down and come back through whole-table transfers.
+TEST(DiscoveryCli, EndpointsBehindAPmc6352AreFoundAndItsTablesReadBack)
+{
+    nvtest::CSimProcess sim("pmc6352.topo", {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const std::string strMap = MapPath("pmc6352.nvm");
+    SRunResult result = Cli(sim, {"discover", "--enumerate", "--no-layout", "--save", strMap});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Found 1 switches, 4 endpoints, 0 unknown devices")) << result.strOut;
+    // The switch takes requests for its own ID, so it has one too.
+    EXPECT_TRUE(Has(result.strOut, "Node 2: Switch device 6352h vendor 003Bh destID 5h")) << result.strOut;
+    for (const char* pszDevice : {"Node 3: Memory device 1001h vendor FFF0h destID Ah",
+                                  "Node 11: Memory device 1002h vendor FFF0h destID Fh",
+                                  "Node 17: Memory device 1003h vendor FFF0h destID 14h"})
+        EXPECT_TRUE(Has(result.strOut, pszDevice)) << pszDevice << "\n" << result.strOut;
+
+    result = Cli(sim, {"routes", "generate", strMap, "--download"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    const size_t nAt = result.strOut.find("Generated routing tables for 1 switches, ");
+    ASSERT_NE(std::string::npos, nAt) << result.strOut;
+    const int iGenerated = std::atoi(result.strOut.c_str() + nAt + 41);
+    EXPECT_GT(iGenerated, 0);
+    // The endpoint on the highest port answers by its ID through the tables that went down.
+    result = Cli(sim, {"read", "0", "--dest", "0x14", "--hop", "1"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("0x1003fff0\n", result.strOut);
+    result = Cli(sim, {"read", "0", "--dest", "0xA", "--hop", "1"});
+    EXPECT_EQ("0x1001fff0\n", result.strOut);
+
+    // Read back from the switch, the tables hold what was generated.
+    result = Cli(sim, {"routes", "upload", strMap});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_EQ("Uploaded the routing tables of 1 of 1 switches, " + std::to_string(iGenerated) + " entries\n",
+              result.strOut);
+    result = Cli(sim, {"route", "find", strMap, "17"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "PE 1 Port 0 -> PE 2 Port 3\nPE 2 Port 15 -> PE 17 Port 0\n"))
+        << result.strOut;
+}
+} // namespace
+
+namespace
+{
+// Every node listed as an unknown device is counted as one: a device whose features name no kind
+// as much as a place where nothing could be read.
+TEST(DiscoveryCli, TheSummaryCountsTheUnknownDevicesItLists)
+{
+    const std::string strTopology = MapPath("featureless.topo");
+    std::ofstream(strTopology)
+        << "device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001\n"
+           "device sw1 switch model=cps1848\n"
+           "device plain1 endpoint device=0x2001\n"
+           "device plain2 endpoint device=0x2002\n"
+           "device mem endpoint device=0x2003 memory\n"
+           "device mute endpoint device=0x2004 memory\n"
+           "host host0\n"
+           "link host0:0 sw1:0\nlink sw1:1 plain1:0\nlink sw1:2 plain2:0\n"
+           "link sw1:3 mem:0\nlink sw1:4 mute:0\n"
+           "fault mute:device=mute\n";
+    nvtest::CSimProcess sim(strTopology, {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const SRunResult result =
+        Cli(sim, {"discover", "--enumerate", "--no-layout", "--save", MapPath("featureless.nvm")});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Unknown device 2001h vendor FFF0h destID")) << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Unknown device 2002h vendor FFF0h destID")) << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Unknown device FFFEh vendor FFFEh")) << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Found 1 switches, 2 endpoints, 3 unknown devices, ")) << result.strOut;
 }
 } // namespace
