@@ -20,7 +20,10 @@ constexpr const char* kUsage =
     "                    [--reply-port N] [--no-udp] [--no-broadcast] [--fault SPEC]...\n"
     "                    [--verbose] TOPOLOGY\n"
     "Ports default to 15000 (TCP and UDP), 15001 (broadcast) and 15002 (broadcast replies);\n"
-    "port 0 takes any free port. Once the sockets are bound it prints\n"
+    "port 0 takes any free port. --bind (default 127.0.0.1) is the address of every socket;\n"
+    "searches are heard there and at the broadcast address of its network, and 0.0.0.0\n"
+    "serves every address (and hears searches sent to 255.255.255.255).\n"
+    "Once the sockets are bound it prints\n"
     "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
     "and serves until SIGINT or SIGTERM. Fault specs and the topology format are described in\n"
     "Simulator/README.md.\n";
@@ -139,6 +142,13 @@ int main(int argc, char** argv)
     std::printf("norvanta-sim ready tcp=%u udp=%u broadcast=%u\n", server.TcpPort(), server.UdpPort(),
                 server.BroadcastPort());
     std::fflush(stdout);
+    if (bVerbose && options.bBroadcast)
+    {
+        std::string strWhere;
+        for (const std::string& strSocket : server.Stats().searchSockets)
+            strWhere += (strWhere.empty() ? "" : " and ") + strSocket;
+        std::cerr << "norvanta-sim: searches heard on " << strWhere << "\n";
+    }
 
     int nSignal = 0;
     sigwait(&signals, &nSignal);

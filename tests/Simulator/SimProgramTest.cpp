@@ -136,6 +136,11 @@ TEST(SimProgram, FaultOptionsAndTheRequestLog)
               strLog.find("MAINTREAD port 0 dest 0xffffffff hop 0 offset 0x0 count 1 size 4"))
         << strLog;
     EXPECT_NE(std::string::npos, strLog.find("fault status on the reply to message 3")) << strLog;
+    // Searches are heard on the bind address and the broadcast address of its network only.
+    const std::string strPort = std::to_string(sim.BroadcastPort());
+    EXPECT_NE(std::string::npos, strLog.find("searches heard on 127.0.0.1:" + strPort +
+                                             " and 127.255.255.255:" + strPort + "\n"))
+        << strLog;
 }
 
 TEST(SimProgram, RefusesBadTopologiesBusyPortsAndBadOptions)

@@ -223,7 +223,7 @@ Bytes CServerRig::Exchange(const Bytes& request, size_t nReply, int nTimeoutMs)
     return m_pClient->Receive(nReply, nTimeoutMs);
 }
 
-std::vector<Bytes> CUdpClient::ReceiveAll(int nTimeoutMs, int nQuietMs)
+std::vector<Bytes> CUdpClient::ReceiveAll(int nTimeoutMs, int nQuietMs, std::vector<std::string>* pSenders)
 {
     std::vector<Bytes> datagrams;
     int nWait = nTimeoutMs;
@@ -233,10 +233,19 @@ std::vector<Bytes> CUdpClient::ReceiveAll(int nTimeoutMs, int nQuietMs)
         if (::poll(&fd, 1, nWait) <= 0)
             break;
         uint8_t buffer[65536];
-        const ssize_t nGot = ::recv(m_fd, buffer, sizeof buffer, 0);
+        sockaddr_in from{};
+        socklen_t nLength = sizeof from;
+        const ssize_t nGot =
+            ::recvfrom(m_fd, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&from), &nLength);
         if (nGot < 0)
             break;
         datagrams.emplace_back(buffer, buffer + nGot);
+        if (pSenders)
+        {
+            char szAddress[INET_ADDRSTRLEN] = {};
+            inet_ntop(AF_INET, &from.sin_addr, szAddress, sizeof szAddress);
+            pSenders->push_back(szAddress);
+        }
         nWait = nQuietMs;
     }
     return datagrams;

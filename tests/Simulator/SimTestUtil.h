@@ -52,6 +52,7 @@ public:
     CTcpClient& operator=(const CTcpClient&) = delete;
 
     bool Connected() const { return m_fd >= 0; }
+    int Fd() const { return m_fd; }
     bool Send(const Bytes& bytes);
     // Up to n bytes, waiting at most nTimeoutMs in all; fewer if the time runs out or the
     // server closes.
@@ -76,8 +77,9 @@ public:
     uint16_t Port() const { return m_wPort; }
     bool SendTo(const std::string& strAddress, uint16_t wPort, const Bytes& bytes, bool bBroadcast = false);
     // The datagrams that arrive until nQuietMs pass without one (waiting at most nTimeoutMs
-    // for the first).
-    std::vector<Bytes> ReceiveAll(int nTimeoutMs = 3000, int nQuietMs = 300);
+    // for the first), and with pSenders the address each came from.
+    std::vector<Bytes> ReceiveAll(int nTimeoutMs = 3000, int nQuietMs = 300,
+                                  std::vector<std::string>* pSenders = nullptr);
 
 private:
     int m_fd = -1;
