@@ -409,7 +409,8 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
             *pulLength = ulReceived;
             if (nGot == 0)
             {
-                SocketMessage("Norvanta Server has dropped the connection.", nError);
+                // An orderly close by the peer sets no error.
+                SocketMessage("Norvanta Server has dropped the connection.", 0);
             }
             else if (!bTimedOut)
             {
