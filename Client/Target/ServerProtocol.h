@@ -68,6 +68,8 @@ constexpr uint32_t kMemXferSize = 20;
 constexpr uint32_t kMemXferRespSize = 24;
 constexpr uint32_t kFlashXferSize = 16;
 constexpr uint32_t kFlashXferRespSize = 20;
+// Most records an error list may announce; a target's error log holds far fewer.
+constexpr uint32_t kMaxRioErrorRecords = 1024;
 // Largest piece of data a flash write or a message fetch moves in one send or receive.
 constexpr uint32_t kMaxChunk = 512;
 

@@ -104,19 +104,21 @@ bool CTargetClient::SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint
 {
     uint8_t abHeader[kHeaderSize];
     EncodeHeader(abHeader, ulMessageID, ulBodySize + ulDataSize);
-    if (!m_pLink->Send(abHeader, kHeaderSize))
+    const bool bDataWhole = ulChunk == 0 || ulDataSize <= ulChunk;
+    const CTargetLink::SPiece aPieces[] = {
+        {abHeader, kHeaderSize}, {pBody, ulBodySize}, {pvData, bDataWhole ? ulDataSize : 0}};
+    if (!m_pLink->SendPieces(aPieces, 3))
     {
         return false;
     }
-    if (ulBodySize && !m_pLink->Send(pBody, ulBodySize))
+    if (bDataWhole)
     {
-        return false;
+        return true;
     }
     const auto* pbData = static_cast<const uint8_t*>(pvData);
-    uint32_t ulSent = 0;
-    while (ulSent < ulDataSize)
+    for (uint32_t ulSent = 0; ulSent < ulDataSize;)
     {
-        const uint32_t ulPiece = ulChunk ? std::min(ulChunk, ulDataSize - ulSent) : ulDataSize - ulSent;
+        const uint32_t ulPiece = std::min(ulChunk, ulDataSize - ulSent);
         if (!m_pLink->Send(pbData + ulSent, ulPiece))
         {
             return false;
@@ -126,27 +128,133 @@ bool CTargetClient::SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint
     return true;
 }
 
-CTargetClient::EReceive CTargetClient::ReceiveExact(void* pvBuffer, uint32_t ulLength)
+bool CTargetClient::ReceiveRaw(void* pvBuffer, uint32_t* pulLength)
 {
     const uint32_t ulWait = LinkSettings().ulWaitMilliseconds;
+    return m_pLink->Receive(pvBuffer, pulLength, ulWait / 1000, (ulWait % 1000) * 1000);
+}
+
+CTargetClient::EReceive CTargetClient::ReceiveExact(void* pvBuffer, uint32_t ulLength)
+{
     uint32_t ulGot = ulLength;
-    if (m_pLink->Receive(pvBuffer, &ulGot, ulWait / 1000, (ulWait % 1000) * 1000))
+    const bool bOk = ReceiveRaw(pvBuffer, &ulGot);
+    m_ulReplyLeft -= std::min(ulGot, m_ulReplyLeft);
+    if (bOk)
     {
         return EReceive::Ok;
     }
+    // The rest of this reply may still come after its limit: it is thrown away when it does.
+    m_pLink->Late().ulRestBytes = m_ulReplyLeft;
+    m_ulReplyLeft = 0;
     return ulGot == 0 ? EReceive::Failed : EReceive::Short;
 }
 
-CTargetClient::EReceive CTargetClient::ReceiveHeader(uint32_t* pulMessageID, uint32_t* pulLength)
+bool CTargetClient::DiscardLate(uint32_t ulLength)
 {
-    uint8_t abHeader[kHeaderSize];
-    const EReceive eResult = ReceiveExact(abHeader, kHeaderSize);
-    if (eResult == EReceive::Ok)
+    uint8_t abScrap[kMaxChunk];
+    while (ulLength)
     {
-        *pulMessageID = GetBE32(abHeader);
-        *pulLength = GetBE32(abHeader + 4);
+        uint32_t ulPiece = std::min<uint32_t>(ulLength, sizeof(abScrap));
+        if (!ReceiveRaw(abScrap, &ulPiece))
+        {
+            return false;
+        }
+        ulLength -= ulPiece;
     }
-    return eResult;
+    return true;
+}
+
+CTargetClient::EReceive CTargetClient::ReceiveHeader(uint32_t ulExpectedID, uint32_t ulExpectedLength,
+                                                     uint32_t* pulMessageID, uint32_t* pulLength)
+{
+    CTargetLink::SLateReplies& late = m_pLink->Late();
+    m_ulReplyLeft = 0;
+    // Whether a late reply was thrown away on the way to this one. If this one then fails to come,
+    // the server may have skipped the late reply and what went was this one's answer: the notes
+    // are dropped rather than carried on, so that a lost reply costs one transaction at most.
+    bool bDiscarded = false;
+    if (late.ulRestBytes)
+    {
+        const uint32_t ulRest = late.ulRestBytes;
+        late.ulRestBytes = 0;
+        if (!DiscardLate(ulRest))
+        {
+            late.Clear();
+            return EReceive::Failed;
+        }
+        bDiscarded = true;
+    }
+    uint8_t abHeader[kHeaderSize];
+    uint32_t ulHave = late.ulHeadPart;
+    bool bLateHead = ulHave != 0;
+    std::memcpy(abHeader, late.abHeadPart.data(), ulHave);
+    late.ulHeadPart = 0;
+    for (;;)
+    {
+        uint32_t ulGot = kHeaderSize - ulHave;
+        const bool bOk = ReceiveRaw(abHeader + ulHave, &ulGot);
+        ulHave += ulGot;
+        if (!bOk)
+        {
+            if (bDiscarded)
+            {
+                late.Clear();
+            }
+            else if (ulHave == 0 || bLateHead)
+            {
+                late.Add(ulExpectedID, ulExpectedLength);
+            }
+            if (ulHave != 0)
+            {
+                // Part of a header: the rest will complete it, and it is then thrown away. When
+                // the part is an earlier reply's, this one is still due as well.
+                std::memcpy(late.abHeadPart.data(), abHeader, ulHave);
+                late.ulHeadPart = ulHave;
+                if (!bDiscarded && !bLateHead && late.ulCount > 0)
+                {
+                    late.Add(ulExpectedID, ulExpectedLength);
+                }
+            }
+            return ulHave == 0 || bLateHead ? EReceive::Failed : EReceive::Short;
+        }
+        const uint32_t ulMessageID = GetBE32(abHeader);
+        const uint32_t ulLength = GetBE32(abHeader + 4);
+        bool bLate = bLateHead;
+        // A late reply comes before this one; one that never came is forgotten.
+        for (uint32_t i = 0; !bLate && i < late.ulCount; ++i)
+        {
+            const CTargetLink::SLateReplies::SReply& reply = late.replies[i];
+            if (reply.ulMessageID == ulMessageID &&
+                (reply.ulLength == CTargetLink::SLateReplies::kAnyLength || reply.ulLength == ulLength))
+            {
+                for (uint32_t j = 0; j < i; ++j)
+                {
+                    late.PopFront();
+                }
+                bLate = true;
+            }
+        }
+        if (!bLate)
+        {
+            late.Clear();
+            *pulMessageID = ulMessageID;
+            *pulLength = ulLength;
+            m_ulReplyLeft = ulLength;
+            return EReceive::Ok;
+        }
+        if (!bLateHead || (late.ulCount && late.replies[0].ulMessageID == ulMessageID))
+        {
+            late.PopFront();
+        }
+        bLateHead = false;
+        bDiscarded = true;
+        ulHave = 0;
+        if (!DiscardLate(ulLength))
+        {
+            late.Clear();
+            return EReceive::Failed;
+        }
+    }
 }
 
 void CTargetClient::Drain(uint32_t ulLength)
@@ -326,7 +434,8 @@ int32_t CTargetClient::ReadTransaction(uint8_t uchLocalPort, uint32_t ulDestID, 
     const uint32_t ulDataSize = ulWordCount * ulWordSize;
     uint32_t ulMessageID = 0;
     uint32_t ulLength = 0;
-    EReceive eReceived = ReceiveHeader(&ulMessageID, &ulLength);
+    EReceive eReceived =
+        ReceiveHeader(NVT_MAINTREADRESP, ulDataSize + kMaintReadRespSize, &ulMessageID, &ulLength);
     if (eReceived == EReceive::Failed)
     {
         LogFailed(eRioReceiveReadFailed);
@@ -507,7 +616,7 @@ int32_t CTargetClient::WriteTransaction(uint8_t uchLocalPort, uint32_t ulDestID,
     }
     uint32_t ulMessageID = 0;
     uint32_t ulLength = 0;
-    EReceive eReceived = ReceiveHeader(&ulMessageID, &ulLength);
+    EReceive eReceived = ReceiveHeader(NVT_MAINTWRITERESP, kMaintWriteRespSize, &ulMessageID, &ulLength);
     if (eReceived == EReceive::Failed)
     {
         LogFailed(eRioReceiveWriteFailed);
@@ -546,7 +655,7 @@ int32_t CTargetClient::ReceiveReply(uint32_t ulExpectedID, uint32_t ulExpectedLe
 {
     uint32_t ulMessageID = 0;
     uint32_t ulLength = 0;
-    const EReceive eHeader = ReceiveHeader(&ulMessageID, &ulLength);
+    const EReceive eHeader = ReceiveHeader(ulExpectedID, ulExpectedLength, &ulMessageID, &ulLength);
     if (eHeader == EReceive::Failed)
     {
         return nReceiveFailed;
@@ -1145,7 +1254,7 @@ int32_t CTargetClient::GetRioErrors(char* pszText, uint32_t ulSize)
     }
     uint32_t ulMessageID = 0;
     uint32_t ulLength = 0;
-    const EReceive eHeader = ReceiveHeader(&ulMessageID, &ulLength);
+    const EReceive eHeader = ReceiveHeader(NVT_GETRIOERRORSRESP, kAnyLength, &ulMessageID, &ulLength);
     if (eHeader == EReceive::Failed)
     {
         return eRioReceiveGetErrorsFailed;
@@ -1166,7 +1275,15 @@ int32_t CTargetClient::GetRioErrors(char* pszText, uint32_t ulSize)
     {
         return nStatus;
     }
+    if (ulCount > kMaxRioErrorRecords)
+    {
+        // No target collects that many: the count is garbage, and reading on would not end.
+        return eRioIncorrectResponse;
+    }
+    // Only what the caller's text can hold is kept; the other records are read and dropped.
+    const size_t nRoom = pszText && ulSize ? ulSize - 1 : 0;
     std::string strText = "The following RapidIO errors were detected:";
+    strText.resize(std::min(strText.size(), nRoom));
     for (uint32_t i = 0; i < ulCount; ++i)
     {
         uint8_t abRecord[kRioErrorRecordSize];
@@ -1175,17 +1292,21 @@ int32_t CTargetClient::GetRioErrors(char* pszText, uint32_t ulSize)
         {
             return eReceived == EReceive::Failed ? eRioReceiveGetErrorsFailed : eRioIncorrectResponse;
         }
-        abRecord[kRioErrorRecordSize - 1] = 0;
-        char szLine[160];
-        std::snprintf(szLine, sizeof(szLine), "\n[0x%08lX] %s", static_cast<unsigned long>(GetBE32(abRecord)),
-                      reinterpret_cast<const char*>(abRecord + 4));
-        strText += szLine;
+        if (strText.size() < nRoom)
+        {
+            abRecord[kRioErrorRecordSize - 1] = 0;
+            char szLine[160];
+            const int nLine = std::snprintf(szLine, sizeof(szLine), "\n[0x%08lX] %s",
+                                            static_cast<unsigned long>(GetBE32(abRecord)),
+                                            reinterpret_cast<const char*>(abRecord + 4));
+            strText.append(szLine,
+                           std::min<size_t>(static_cast<size_t>(std::max(nLine, 0)), nRoom - strText.size()));
+        }
     }
     if (pszText && ulSize)
     {
-        const size_t nCopy = std::min<size_t>(strText.size(), ulSize - 1);
-        std::memcpy(pszText, strText.data(), nCopy);
-        pszText[nCopy] = 0;
+        std::memcpy(pszText, strText.data(), strText.size());
+        pszText[strText.size()] = 0;
     }
     return nStatus;
 }
@@ -1263,7 +1384,7 @@ int32_t CTargetClient::GetServerInfo(SServerInfo* pInfo, uint32_t* pulCapabiliti
     }
     uint32_t ulMessageID = 0;
     uint32_t ulLength = 0;
-    const EReceive eHeader = ReceiveHeader(&ulMessageID, &ulLength);
+    const EReceive eHeader = ReceiveHeader(NVT_IDENTIFYEXRESP, kIdentifyExRespSize, &ulMessageID, &ulLength);
     if (eHeader == EReceive::Failed)
     {
         // An older server that does not know the extended identity: it simply has no capabilities.

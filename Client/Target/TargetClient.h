@@ -125,9 +125,17 @@ private:
     // ulChunk is not 0.
     bool SendMessage(uint32_t ulMessageID, const uint8_t* pBody, uint32_t ulBodySize,
                      const void* pvData = nullptr, uint32_t ulDataSize = 0, uint32_t ulChunk = 0);
+    // One receive of *pulLength bytes with the wait limit; *pulLength is what came.
+    bool ReceiveRaw(void* pvBuffer, uint32_t* pulLength);
+    // Receives part of a reply's body; what did not come within the limit is noted as late.
     EReceive ReceiveExact(void* pvBuffer, uint32_t ulLength);
-    // Receives a header. Failed: nothing came; Short: part of it.
-    EReceive ReceiveHeader(uint32_t* pulMessageID, uint32_t* pulLength);
+    // Receives the header of the reply to the request just sent, first throwing away the late
+    // replies of earlier requests that have come meanwhile. Failed: nothing came, and the reply
+    // (ulExpectedID, ulExpectedLength) is noted as late; Short: part of a header came.
+    EReceive ReceiveHeader(uint32_t ulExpectedID, uint32_t ulExpectedLength, uint32_t* pulMessageID,
+                           uint32_t* pulLength);
+    // Reads and throws away ulLength bytes of a late reply; false if they do not come in time.
+    bool DiscardLate(uint32_t ulLength);
     // Receives and throws away ulLength bytes.
     void Drain(uint32_t ulLength);
     // Receives a reply's header and fixed body. The header must carry ulExpectedID and, unless
@@ -138,4 +146,6 @@ private:
                          uint32_t ulBodySize, int32_t nReceiveFailed, uint32_t* pulLength = nullptr);
 
     CTargetLink* m_pLink = nullptr;
+    // Bytes of the current reply, by its header's Length, not yet received.
+    uint32_t m_ulReplyLeft = 0;
 };

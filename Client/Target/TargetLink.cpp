@@ -4,12 +4,16 @@
 #include "SocketErrorText.h"
 #include "UserInterface.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace
@@ -58,8 +62,35 @@ CTargetLink::~CTargetLink()
     }
 }
 
+void CTargetLink::SLateReplies::Add(uint32_t ulMessageID, uint32_t ulLength)
+{
+    if (ulCount == kMaxReplies)
+    {
+        PopFront();
+    }
+    replies[ulCount++] = SReply{ulMessageID, ulLength};
+}
+
+void CTargetLink::SLateReplies::PopFront()
+{
+    if (ulCount)
+    {
+        std::move(replies.begin() + 1, replies.begin() + ulCount, replies.begin());
+        --ulCount;
+    }
+}
+
+void CTargetLink::ForgetStreamState()
+{
+    m_late.Clear();
+    m_ulAheadStart = 0;
+    m_ulAheadEnd = 0;
+    m_ullTimeoutSet = ~0ull;
+}
+
 void CTargetLink::Reset()
 {
+    ForgetStreamState();
     sSocket = -1;
     lI2CHandle = -1;
     lJTAGDevice = -1;
@@ -78,6 +109,7 @@ bool CTargetLink::Open(ELinkKind eNewKind, uint32_t ulNewAddress)
     {
         return false;
     }
+    ForgetStreamState();
     eKind = eNewKind;
     ulIPAddress = ulNewAddress;
     switch (eKind)
@@ -106,7 +138,7 @@ bool CTargetLink::OpenTcp()
         sSocket = -1;
         return false;
     }
-    // Header, body and data go as separate sends: without this each exchange would wait for the
+    // Flash data go in pieces after their header: without this each piece would wait for the
     // peer's delayed acknowledgement.
     const int nOne = 1;
     ::setsockopt(sSocket, IPPROTO_TCP, TCP_NODELAY, &nOne, sizeof(nOne));
@@ -297,6 +329,47 @@ bool CTargetLink::Send(const void* pvBuffer, uint32_t ulLength)
     return nSent == static_cast<ssize_t>(ulLength);
 }
 
+bool CTargetLink::SendPieces(const SPiece* pPieces, uint32_t ulCount)
+{
+    constexpr uint32_t kMaxPieces = 8;
+    if (eKind == eLinkTCP && ulCount <= kMaxPieces)
+    {
+        if (sSocket < 0)
+        {
+            return false;
+        }
+        // One system call for the whole message: the stream carries the same bytes either way.
+        iovec aPieces[kMaxPieces];
+        msghdr message{};
+        size_t nTotal = 0;
+        for (uint32_t i = 0; i < ulCount; ++i)
+        {
+            if (pPieces[i].ulLength)
+            {
+                aPieces[message.msg_iovlen].iov_base = const_cast<void*>(pPieces[i].pv);
+                aPieces[message.msg_iovlen].iov_len = pPieces[i].ulLength;
+                ++message.msg_iovlen;
+                nTotal += pPieces[i].ulLength;
+            }
+        }
+        message.msg_iov = aPieces;
+        ssize_t nSent = 0;
+        do
+        {
+            nSent = ::sendmsg(sSocket, &message, MSG_NOSIGNAL);
+        } while (nSent < 0 && errno == EINTR);
+        return nSent >= 0 && static_cast<size_t>(nSent) == nTotal;
+    }
+    for (uint32_t i = 0; i < ulCount; ++i)
+    {
+        if (pPieces[i].ulLength && !Send(pPieces[i].pv, pPieces[i].ulLength))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool CTargetLink::WaitReadable(uint32_t ulSeconds, uint32_t ulMicroSeconds) const
 {
     fd_set readSet;
@@ -327,37 +400,139 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
     uint32_t ulReceived = 0;
     while (ulReceived < ulWanted)
     {
-        // What has already arrived is taken at once; only an empty socket waits in select, with
-        // the full limit each time.
-        ssize_t nGot = ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, MSG_DONTWAIT);
-        if (nGot < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
+        bool bTimedOut = false;
+        const ssize_t nGot =
+            ReceiveSome(pbBuffer + ulReceived, ulWanted - ulReceived, ulSeconds, ulMicroSeconds, &bTimedOut);
+        if (nGot <= 0)
         {
-            if (!WaitReadable(ulSeconds, ulMicroSeconds))
+            const int nError = errno;
+            *pulLength = ulReceived;
+            if (nGot == 0)
             {
-                *pulLength = ulReceived;
-                return false;
+                // An orderly close by the peer sets no error.
+                SocketMessage("Norvanta Server has dropped the connection.", 0);
             }
-            do
+            else if (!bTimedOut)
             {
-                nGot = ::recv(sSocket, pbBuffer + ulReceived, ulWanted - ulReceived, 0);
-            } while (nGot < 0 && errno == EINTR);
-        }
-        if (nGot < 0)
-        {
-            SocketMessage("Unable to get data from Norvanta Server.", errno);
-            *pulLength = ulReceived;
-            return false;
-        }
-        if (nGot == 0)
-        {
-            SocketMessage("Norvanta Server has dropped the connection.", errno);
-            *pulLength = ulReceived;
+                SocketMessage("Unable to get data from Norvanta Server.", nError);
+            }
             return false;
         }
         ulReceived += static_cast<uint32_t>(nGot);
     }
     *pulLength = ulReceived;
     return true;
+}
+
+ssize_t CTargetLink::ReceiveSome(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds,
+                                 uint32_t ulMicroSeconds, bool* pbTimedOut)
+{
+    return eKind == eLinkTCP ? ReceiveStream(pbBuffer, ulMax, ulSeconds, ulMicroSeconds, pbTimedOut)
+                             : ReceiveFromServer(pbBuffer, ulMax, ulSeconds, ulMicroSeconds, pbTimedOut);
+}
+
+ssize_t CTargetLink::ReceiveStream(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds,
+                                   uint32_t ulMicroSeconds, bool* pbTimedOut)
+{
+    if (m_ulAheadStart < m_ulAheadEnd)
+    {
+        const uint32_t ulTake = std::min(ulMax, m_ulAheadEnd - m_ulAheadStart);
+        std::memcpy(pbBuffer, m_abAhead.data() + m_ulAheadStart, ulTake);
+        m_ulAheadStart += ulTake;
+        return ulTake;
+    }
+    m_ulAheadStart = 0;
+    m_ulAheadEnd = 0;
+    // The wait and the read are one system call: the socket's own receive timeout is the limit.
+    // A limit of 0 only takes what is there.
+    const uint64_t ullLimit = static_cast<uint64_t>(ulSeconds) * 1000000u + ulMicroSeconds;
+    int nFlags = 0;
+    if (ullLimit == 0)
+    {
+        nFlags = MSG_DONTWAIT;
+    }
+    else if (ullLimit != m_ullTimeoutSet)
+    {
+        const timeval limit{static_cast<time_t>(ullLimit / 1000000u),
+                            static_cast<suseconds_t>(ullLimit % 1000000u)};
+        if (::setsockopt(sSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0)
+        {
+            m_ullTimeoutSet = ullLimit;
+        }
+        else
+        {
+            m_ullTimeoutSet = ~0ull;
+            if (!WaitReadable(ulSeconds, ulMicroSeconds))
+            {
+                *pbTimedOut = true;
+                return -1;
+            }
+            nFlags = MSG_DONTWAIT;
+        }
+    }
+    // A small request reads what has come into the buffer ahead, so that a reply's header, body
+    // and data usually take one receive between them.
+    const bool bAhead = ulMax < m_abAhead.size();
+    uint8_t* pbInto = bAhead ? m_abAhead.data() : pbBuffer;
+    const size_t nRoom = bAhead ? m_abAhead.size() : ulMax;
+    ssize_t nGot = 0;
+    do
+    {
+        nGot = ::recv(sSocket, pbInto, nRoom, nFlags);
+    } while (nGot < 0 && errno == EINTR);
+    if (nGot < 0)
+    {
+        *pbTimedOut = errno == EAGAIN || errno == EWOULDBLOCK;
+        return -1;
+    }
+    if (nGot == 0 || !bAhead)
+    {
+        return nGot;
+    }
+    const uint32_t ulTake = std::min(ulMax, static_cast<uint32_t>(nGot));
+    std::memcpy(pbBuffer, m_abAhead.data(), ulTake);
+    m_ulAheadStart = ulTake;
+    m_ulAheadEnd = static_cast<uint32_t>(nGot);
+    return ulTake;
+}
+
+ssize_t CTargetLink::ReceiveFromServer(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds,
+                                       uint32_t ulMicroSeconds, bool* pbTimedOut)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline =
+        Clock::now() + std::chrono::seconds(ulSeconds) + std::chrono::microseconds(ulMicroSeconds);
+    const uint32_t ulServer = htonl(ulIPAddress);
+    const uint16_t wServerPort = htons(LinkSettings().wServerPort);
+    for (;;)
+    {
+        sockaddr_in sender{};
+        socklen_t nSenderSize = sizeof(sender);
+        ssize_t nGot = ::recvfrom(sSocket, pbBuffer, ulMax, MSG_DONTWAIT,
+                                  reinterpret_cast<sockaddr*>(&sender), &nSenderSize);
+        if (nGot < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
+        {
+            const auto remaining =
+                std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
+            if (remaining <= 0 || !WaitReadable(static_cast<uint32_t>(remaining / 1000000),
+                                                static_cast<uint32_t>(remaining % 1000000)))
+            {
+                *pbTimedOut = true;
+                return -1;
+            }
+            continue;
+        }
+        if (nGot < 0)
+        {
+            return -1;
+        }
+        // Only the server answers: a datagram from any other address or port is dropped, and the
+        // wait goes on within the same limit.
+        if (sender.sin_addr.s_addr == ulServer && sender.sin_port == wServerPort)
+        {
+            return nGot;
+        }
+    }
 }
 
 bool CTargetLink::SendBroadcast(const void* pvBuffer, uint32_t ulLength)
@@ -458,4 +633,5 @@ void CTargetLink::Close()
         }
         sSocket = -1;
     }
+    ForgetStreamState();
 }

@@ -4,8 +4,10 @@
 
 #include "DirectLinks.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <sys/types.h>
 
 enum ELinkKind : int32_t
 {
@@ -37,8 +39,17 @@ public:
     bool IsConnected() const;
     // Sends the whole buffer; a short send is a failure with no message.
     bool Send(const void* pvBuffer, uint32_t ulLength);
-    // Waits for *pulLength bytes with the wait limit applied afresh to every select. True when all
-    // have come; *pulLength is the number that came either way.
+    // Sends the pieces in order, each whole. A TCP stream takes them in one go; a datagram link
+    // and a serial line send every piece on its own, as their peers count on that framing.
+    struct SPiece
+    {
+        const void* pv;
+        uint32_t ulLength;
+    };
+    bool SendPieces(const SPiece* pPieces, uint32_t ulCount);
+    // Waits for *pulLength bytes with the wait limit applied afresh to every wait. True when all
+    // have come; *pulLength is the number that came either way. A UDP link takes datagrams from
+    // the server's address and port only.
     bool Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds, uint32_t ulMicroSeconds);
     // Sends to the broadcast address and port of the search.
     bool SendBroadcast(const void* pvBuffer, uint32_t ulLength);
@@ -74,6 +85,32 @@ public:
     // The register path of a JTAG or I2C link, when open.
     IRegisterPod* Pod() const { return m_pPod.get(); }
 
+    // Replies that missed their wait limit on this connection and may still come. The front end
+    // notes them here and throws them away when they turn up, so that none passes for the answer
+    // to a later request. Cleared whenever the link opens or closes.
+    struct SLateReplies
+    {
+        static constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
+        static constexpr uint32_t kMaxReplies = 8;
+        struct SReply
+        {
+            uint32_t ulMessageID;
+            uint32_t ulLength; // kAnyLength when the request does not fix it
+        };
+        std::array<SReply, kMaxReplies> replies{}; // in the order they are due
+        uint32_t ulCount = 0;
+        uint32_t ulRestBytes = 0;            // rest of a reply whose header came
+        std::array<uint8_t, 8> abHeadPart{}; // start of a header that came in part
+        uint32_t ulHeadPart = 0;
+
+        bool Empty() const { return ulCount == 0 && ulRestBytes == 0 && ulHeadPart == 0; }
+        void Clear() { *this = SLateReplies{}; }
+        // Notes one more; the oldest goes when there are too many.
+        void Add(uint32_t ulMessageID, uint32_t ulLength);
+        void PopFront();
+    };
+    SLateReplies& Late() { return m_late; }
+
 private:
     bool OpenTcp();
     bool OpenUdp();
@@ -81,7 +118,23 @@ private:
     bool OpenBroadcastReceiver();
     bool OpenDirect();
     bool WaitReadable(uint32_t ulSeconds, uint32_t ulMicroSeconds) const;
+    // One receive of at most ulMax bytes, waiting up to the limit: the count, 0 for a closed
+    // connection, -1 for an error (errno) or, with *pbTimedOut set, an expired limit.
+    ssize_t ReceiveSome(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds, uint32_t ulMicroSeconds,
+                        bool* pbTimedOut);
+    ssize_t ReceiveStream(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds, uint32_t ulMicroSeconds,
+                          bool* pbTimedOut);
+    ssize_t ReceiveFromServer(uint8_t* pbBuffer, uint32_t ulMax, uint32_t ulSeconds, uint32_t ulMicroSeconds,
+                              bool* pbTimedOut);
+    void ForgetStreamState();
 
     std::unique_ptr<IRegisterPod> m_pPod;
     std::unique_ptr<ITsi721Bridge> m_pBridge;
+    SLateReplies m_late;
+    // TCP: bytes that one receive brought beyond what was asked, kept for the next.
+    std::array<uint8_t, 4096> m_abAhead{};
+    uint32_t m_ulAheadStart = 0;
+    uint32_t m_ulAheadEnd = 0;
+    // TCP: the receive timeout set on the socket, in microseconds; ~0 when none is set.
+    uint64_t m_ullTimeoutSet = ~0ull;
 };

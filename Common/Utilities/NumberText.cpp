@@ -7,6 +7,39 @@ QString InvalidEntryText()
 
 namespace
 {
+// The value of an ASCII hexadecimal digit, or -1. Digits of other scripts and full-width forms
+// are not digits here, though Unicode gives them a value.
+int DigitValue(QChar ch)
+{
+    const char16_t c = ch.unicode();
+    if (c >= u'0' && c <= u'9')
+    {
+        return c - u'0';
+    }
+    if (c >= u'a' && c <= u'f')
+    {
+        return c - u'a' + 10;
+    }
+    if (c >= u'A' && c <= u'F')
+    {
+        return c - u'A' + 10;
+    }
+    return -1;
+}
+
+bool IsBlank(QChar ch)
+{
+    const char16_t c = ch.unicode();
+    return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r' || c == u'\v' || c == u'\f';
+}
+
+// The tail letter in lower case when it is an ASCII letter, else 0.
+char16_t AsciiLower(QChar ch)
+{
+    const char16_t c = ch.unicode();
+    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c < 0x80 ? c : 0;
+}
+
 bool Accumulate(const QString& strDigits, int nBase, uint64_t* pValue)
 {
     if (strDigits.isEmpty())
@@ -16,10 +49,7 @@ bool Accumulate(const QString& strDigits, int nBase, uint64_t* pValue)
     uint64_t ulValue = 0;
     for (const QChar ch : strDigits)
     {
-        const int nDigit = ch.isDigit() ? ch.digitValue()
-                           : (ch.toLower() >= QLatin1Char('a') && ch.toLower() <= QLatin1Char('f'))
-                               ? ch.toLower().unicode() - 'a' + 10
-                               : -1;
+        const int nDigit = DigitValue(ch);
         if (nDigit < 0 || nDigit >= nBase)
         {
             return false;
@@ -41,7 +71,7 @@ bool NumberFromText(const QString& strText, uint64_t* pValue)
     strClean.reserve(strText.size());
     for (const QChar ch : strText)
     {
-        if (!ch.isSpace() && ch != QLatin1Char('_'))
+        if (!IsBlank(ch) && ch != QLatin1Char('_'))
         {
             strClean.append(ch);
         }
@@ -52,23 +82,23 @@ bool NumberFromText(const QString& strText, uint64_t* pValue)
     }
     uint64_t ulValue = 0;
     bool bOk = false;
-    if (strClean.size() > 2 && strClean[0] == QLatin1Char('0') && strClean[1].toLower() == QLatin1Char('x'))
+    if (strClean.size() > 2 && strClean[0] == QLatin1Char('0') && AsciiLower(strClean[1]) == u'x')
     {
         bOk = Accumulate(strClean.mid(2), 16, &ulValue);
     }
     else
     {
-        const QChar chLast = strClean.back().toLower();
+        const char16_t chLast = AsciiLower(strClean.back());
         const QString strBody = strClean.left(strClean.size() - 1);
-        if (chLast == QLatin1Char('b') && !strBody.isEmpty() && Accumulate(strBody, 2, &ulValue))
+        if (chLast == u'b' && !strBody.isEmpty() && Accumulate(strBody, 2, &ulValue))
         {
             bOk = true;
         }
-        else if (chLast == QLatin1Char('d') && !strBody.isEmpty() && Accumulate(strBody, 10, &ulValue))
+        else if (chLast == u'd' && !strBody.isEmpty() && Accumulate(strBody, 10, &ulValue))
         {
             bOk = true;
         }
-        else if (chLast == QLatin1Char('h'))
+        else if (chLast == u'h')
         {
             bOk = Accumulate(strBody, 16, &ulValue);
         }

@@ -1,7 +1,8 @@
 // Numbers as people type and read them. Blanks and underscores are dropped; a text of 0s and 1s
 // ending in B or b is binary; decimal digits with an optional D or d are decimal; hexadecimal
 // digits with an optional H or h are hexadecimal. So "101" is decimal, "101b" binary, "FF" and
-// "FFh" hexadecimal. A "0x" prefix is also taken as hexadecimal, as engineers type it.
+// "FFh" hexadecimal. A "0x" prefix is also taken as hexadecimal, as engineers type it. Digits,
+// letters and blanks are ASCII only: full-width or other scripts' digits make a text invalid.
 #pragma once
 
 #include <QString>

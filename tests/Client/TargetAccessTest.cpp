@@ -9,8 +9,11 @@
 #include "TargetList.h"
 
 #include <arpa/inet.h>
+#include <chrono>
+#include <cstring>
 #include <map>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -136,6 +139,244 @@ TEST_F(ConnectionTest, GarbageIdentityFailsWithItsTextAndTheNextConnectionWorks)
     EXPECT_TRUE(connection.OpenTarget(eConnInternetTCP, 0x7F000001u));
     connection.Disconnect();
     second.Finish();
+}
+
+TEST_F(ConnectionTest, LateCapabilityReplyDoesNotSpoilTheNextTransaction)
+{
+    // The extended identity is answered after the wait limit, when the next request is out.
+    LinkSettings().ulWaitMilliseconds = 500;
+    server.Expect(8, {Bytes("0000000a 00000088"), IdentityRecord("20071021", "0208 0000")});
+    std::vector<uint8_t> caps = Bytes("000003f3");
+    caps.resize(128, 0);
+    server.Expect(8, {Bytes("00000022 00000080"), caps}, false, 750);
+    server.Expect(44,
+                  {Bytes("00000004 00000034"),
+                   Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
+                         "00000000 00000000 00000000"),
+                   Bytes("00050105")});
+    server.Expect(8);
+    LinkSettings().wServerPort = server.Start();
+    ASSERT_TRUE(connection.OpenTarget(eConnInternetTCP, 0x7F000001u));
+    EXPECT_EQ(0u, connection.Capabilities());
+    uint32_t ulValue = 0;
+    EXPECT_EQ(eRioOk, CTargetClient::Instance().Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(0x00050105u, ulValue);
+    EXPECT_TRUE(ui.messages.isEmpty());
+    connection.Disconnect();
+}
+
+// A maintenance read whose reply, or the rest of it, comes after the wait limit, followed by the
+// same read again: the second must get its own answer, not the first one's.
+struct SLateSplit
+{
+    const char* pszName;
+    size_t nEarly;   // bytes of the first reply that come in time
+    int32_t nStatus; // what the first read gives
+};
+
+void PrintTo(const SLateSplit& c, std::ostream* pStream)
+{
+    *pStream << c.pszName;
+}
+
+class LateReplyTest : public nvtest::FrontEndTest, public ::testing::WithParamInterface<SLateSplit>
+{
+protected:
+    static std::vector<uint8_t> ReadReply(const char* pszValue)
+    {
+        return Bytes(
+            std::string("00000004 00000034"
+                        "00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
+                        "00000000 00000000 00000000") +
+            pszValue);
+    }
+};
+
+TEST_P(LateReplyTest, NextReadGetsItsOwnAnswer)
+{
+    LinkSettings().ulWaitMilliseconds = 500;
+    const std::vector<uint8_t> first = ReadReply("11111111");
+    const std::vector<uint8_t> early(first.begin(), first.begin() + static_cast<long>(GetParam().nEarly));
+    const std::vector<uint8_t> late(first.begin() + static_cast<long>(GetParam().nEarly), first.end());
+    server.Expect(44, early.empty() ? std::vector<std::vector<uint8_t>>{}
+                                    : std::vector<std::vector<uint8_t>>{early});
+    server.Expect(0, {late}, false, 750);
+    server.Expect(44, {ReadReply("22222222")});
+    Connect();
+    uint32_t ulValue = 0;
+    EXPECT_EQ(GetParam().nStatus, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(0x22222222u, ulValue);
+    EXPECT_EQ("Maint_read ffffffff 2 0 60 4 # Failed " + std::to_string(GetParam().nStatus) +
+                  "\nMaint_read ffffffff 2 0 60 4 # 22222222 Succeeded\n",
+              Log());
+}
+
+INSTANTIATE_TEST_SUITE_P(Splits, LateReplyTest,
+                         ::testing::Values(SLateSplit{"WholeReply", 0, eRioReceiveReadFailed},
+                                           SLateSplit{"AfterHeader", 8, eRioReceiveReadFailed},
+                                           SLateSplit{"InsideHeader", 5, eRioIncorrectResponse},
+                                           SLateSplit{"BeforeData", 56, eRioReceiveReadFailed}),
+                         [](const auto& info) { return std::string(info.param.pszName); });
+
+TEST_F(LateReplyTest, ReplyTheServerNeverSendsCostsOneMoreReadAtMost)
+{
+    // The first read is never answered. The second one's answer is taken for the late one and
+    // dropped; from the third on the reads are in step again.
+    LinkSettings().ulWaitMilliseconds = 200;
+    server.Expect(44);
+    server.Expect(44, {ReadReply("22222222")});
+    server.Expect(44, {ReadReply("33333333")});
+    server.Expect(44, {ReadReply("44444444")});
+    Connect();
+    uint32_t ulValue = 0;
+    EXPECT_EQ(eRioReceiveReadFailed, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(eRioReceiveReadFailed, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(0x33333333u, ulValue);
+    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(0x44444444u, ulValue);
+}
+
+TEST_F(LateReplyTest, WrongLengthIsNoLateReplyAndStaysUnread)
+{
+    // Only a timeout makes a reply late. A reply of the right kind with a Length of its own is a
+    // wrong reply: it gives -15 and the stream is left where it is.
+    LinkSettings().ulWaitMilliseconds = 200;
+    std::vector<uint8_t> wrong = ReadReply("11111111 11111111");
+    wrong[7] = 0x38;
+    server.Expect(44, {wrong});
+    server.Expect(44, {ReadReply("22222222")});
+    Connect();
+    uint32_t ulValue = 0;
+    EXPECT_EQ(eRioIncorrectResponse, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(eRioIncorrectResponse, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+}
+
+TEST_F(LateReplyTest, ErrorListKeepsWhatTheTextHoldsAndRefusesAnEndlessCount)
+{
+    // 300 records: all are read, so the stream stays in step, but only the text's room is kept.
+    std::vector<uint8_t> records;
+    for (uint32_t i = 0; i < 300; ++i)
+    {
+        std::vector<uint8_t> record(132, 0);
+        PutBE32(record.data(), i);
+        std::memcpy(record.data() + 4, "Response timeout", 16);
+        records.insert(records.end(), record.begin(), record.end());
+    }
+    std::vector<uint8_t> head = Bytes("00000014 00009ab8 0000012c 00000000");
+    server.Expect(8, {head, records});
+    // A count no error log has, followed by records without end.
+    std::vector<uint8_t> endless = Bytes("00000014 00000008 ffffffff 00000000");
+    endless.insert(endless.end(), records.begin(), records.end());
+    server.Expect(8, {endless});
+    Connect();
+    char szText[100];
+    std::memset(szText, '#', sizeof(szText));
+    EXPECT_EQ(eRioOk, client.GetRioErrors(szText, sizeof(szText)));
+    const std::string strFull = "The following RapidIO errors were detected:\n[0x00000000] Response timeout\n"
+                                "[0x00000001] Response timeout\n[0x00000002] Response timeout";
+    EXPECT_EQ(strFull.substr(0, 99), std::string(szText));
+    std::strcpy(szText, "unchanged");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(eRioIncorrectResponse, client.GetRioErrors(szText, sizeof(szText)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+    EXPECT_STREQ("unchanged", szText);
+}
+
+// A server on a UDP port of 127.0.0.1 that answers one maintenance read, after two others have
+// sent a forged answer to the client: one from 127.0.0.2 on the server's port, one from the
+// server's address on another port.
+class CUdpServerWithForgers
+{
+public:
+    CUdpServerWithForgers()
+    {
+        m_nServer = Bound(0x7F000001u, 0);
+        sockaddr_in address{};
+        socklen_t nSize = sizeof(address);
+        ::getsockname(m_nServer, reinterpret_cast<sockaddr*>(&address), &nSize);
+        wPort = ntohs(address.sin_port);
+        m_nOtherAddress = Bound(0x7F000002u, wPort);
+        m_nOtherPort = Bound(0x7F000001u, 0);
+        m_thread = std::thread([this] { Run(); });
+    }
+    ~CUdpServerWithForgers()
+    {
+        m_thread.join();
+        ::close(m_nServer);
+        ::close(m_nOtherAddress);
+        ::close(m_nOtherPort);
+    }
+    uint16_t wPort = 0;
+
+private:
+    static int Bound(uint32_t ulAddress, uint16_t wBindPort)
+    {
+        const int nSocket = ::socket(AF_INET, SOCK_DGRAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(wBindPort);
+        address.sin_addr.s_addr = htonl(ulAddress);
+        ::bind(nSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address));
+        return nSocket;
+    }
+    static void SendReply(int nSocket, const sockaddr_in& to, const char* pszValue)
+    {
+        // Header, body and data as datagrams of their own, as a server sends them.
+        const std::vector<std::vector<uint8_t>> pieces = {
+            Bytes("00000004 00000034"),
+            Bytes("00000000 ffffffff 00000000 00000000 00000060 00000001 00000004 00000004 00000002"
+                  "00000000 00000000 00000000"),
+            Bytes(pszValue)};
+        for (const auto& piece : pieces)
+        {
+            ::sendto(nSocket, piece.data(), piece.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                     sizeof(to));
+        }
+    }
+    void Run()
+    {
+        sockaddr_in client{};
+        for (int i = 0; i < 2; ++i)
+        {
+            pollfd wait{m_nServer, POLLIN, 0};
+            if (::poll(&wait, 1, 5000) <= 0)
+            {
+                return;
+            }
+            uint8_t abBuffer[64];
+            socklen_t nSize = sizeof(client);
+            if (::recvfrom(m_nServer, abBuffer, sizeof(abBuffer), 0, reinterpret_cast<sockaddr*>(&client),
+                           &nSize) <= 0)
+            {
+                return;
+            }
+        }
+        SendReply(m_nOtherAddress, client, "0bad0bad");
+        SendReply(m_nOtherPort, client, "0badf00d");
+        SendReply(m_nServer, client, "00050105");
+    }
+    int m_nServer = -1;
+    int m_nOtherAddress = -1;
+    int m_nOtherPort = -1;
+    std::thread m_thread;
+};
+
+TEST_F(LateReplyTest, UdpLinkTakesAnswersFromTheServerOnly)
+{
+    CUdpServerWithForgers peer;
+    LinkSettings().wServerPort = peer.wPort;
+    LinkSettings().wUdpLocalPort = 0;
+    CTargetLink link;
+    ASSERT_TRUE(link.Open(eLinkUDP, 0x7F000001u));
+    client.SetLink(&link);
+    uint32_t ulValue = 0;
+    EXPECT_EQ(eRioOk, client.Maint_read(0, 0xFFFFFFFFu, 0, 0x60, &ulValue, 1, 4, 2));
+    EXPECT_EQ(0x00050105u, ulValue);
+    client.SetLink(nullptr);
+    link.Close();
+    EXPECT_TRUE(ui.messages.isEmpty());
 }
 
 TEST(TargetLink, OpenOnConnectedLinkFailsAndReceiveOfNothingSucceeds)

@@ -181,12 +181,16 @@ TEST_F(ConnectionTest, FailuresAPersonCausesAreToldAndLoseNothing)
     m_sim.Stop();
     m_pFrame->Browser()->ExpandNode(0);
     EXPECT_EQ(0, UploadRegisters(Core().Document(), {{0, 0x60}}));
-    ASSERT_EQ(1, m_pUI->messages.size());
-    EXPECT_TRUE(m_pUI->messages[0].startsWith("Error ")) << m_pUI->messages[0].toStdString();
-    EXPECT_TRUE(m_pUI->messages[0].endsWith("encountered when reading the register at offset 000060h of Node "
+    // The link tells of the drop where it sees it, then the read gives its status.
+    ASSERT_EQ(2, m_pUI->messages.size());
+    EXPECT_TRUE(m_pUI->messages[0].startsWith("Norvanta Server has dropped the connection.\nError is ") ||
+                m_pUI->messages[0].startsWith("Unable to get data from Norvanta Server.\nError is "))
+        << m_pUI->messages[0].toStdString();
+    EXPECT_TRUE(m_pUI->messages[1].startsWith("Error ")) << m_pUI->messages[1].toStdString();
+    EXPECT_TRUE(m_pUI->messages[1].endsWith("encountered when reading the register at offset 000060h of Node "
                                             "1.\r\n\r\nThis error is often caused by "
                                             "invalid routing tables."))
-        << m_pUI->messages[0].toStdString();
+        << m_pUI->messages[1].toStdString();
     EXPECT_EQ(1, LivePEs());
     Core().Disconnect();
     EXPECT_FALSE(Core().IsConnected());

@@ -75,6 +75,35 @@ TEST(NumberText, FollowsTheEntryRule)
     EXPECT_EQ(QStringLiteral("255"), NumberToText(255, 10, false));
 }
 
+TEST(NumberText, TakesOnlyAsciiDigitsLettersAndBlanks)
+{
+    // Digits of other scripts, full-width forms and blanks other than ASCII are no part of a
+    // number, even where Unicode gives them a digit value.
+    const char16_t* const kInvalid[] = {
+        u"\uFF11\uFF12",         // full-width 12
+        u"\uFF11\uFF12h",        // full-width 12 with a tail
+        u"1\uFF12",              // one full-width digit among ASCII ones
+        u"\u0661\u0662",         // Arabic-Indic 12
+        u"\u0967\u0968d",        // Devanagari 12 with a decimal tail
+        u"\uFF26\uFF26",         // full-width FF
+        u"101\uFF42",            // full-width b as the tail
+        u"0x\uFF11",             // full-width digit after the prefix
+        u"\U0001D7CF\U0001D7D0", // mathematical bold 12
+        u"1\u30002",             // ideographic space between digits
+        u"1\u00A02",             // no-break space between digits
+    };
+    for (const char16_t* pszText : kInvalid)
+    {
+        const QString strText = QString::fromUtf16(pszText);
+        uint64_t ulValue = 99;
+        EXPECT_FALSE(NumberFromText(strText, &ulValue)) << strText.toStdString();
+        EXPECT_EQ(99u, ulValue) << strText.toStdString();
+    }
+    uint64_t ulValue = 0;
+    ASSERT_TRUE(NumberFromText(QStringLiteral("\t1 2_3\t"), &ulValue));
+    EXPECT_EQ(123u, ulValue);
+}
+
 TEST(Preferences, EmptyStoreGivesDefaultsAndValuesSurviveAReread)
 {
     EXPECT_EQ(8u, GetPreference(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"), 8u));
