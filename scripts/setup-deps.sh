@@ -9,6 +9,7 @@ packages=(
     qt6-base-dev qt6-svg-dev libgl-dev libqt6svg6 libqt6printsupport6
     libxkbcommon-x11-0 libxcb-cursor0 fonts-dejavu-core
     libssl-dev
+    pkg-config libxml2-dev
     graphviz
     dbus
     xvfb xauth

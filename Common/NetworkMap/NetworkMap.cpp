@@ -6,7 +6,6 @@
 #include "NetworkDocument.h"
 #include "UserInterface.h"
 
-#include <QDomDocument>
 #include <QFileInfo>
 #include <QSaveFile>
 
@@ -647,7 +646,7 @@ class CMapReader
 public:
     CMapReader(CNetworkMap& map, CNetworkDocument& document) : m_Map(map), m_Doc(document) {}
 
-    bool Read(const QDomElement& root);
+    bool Read(const CXmlElement& root);
 
 private:
     // A failure the user is told about, with the format's message.
@@ -664,47 +663,46 @@ private:
         return false;
     }
 
-    bool ReadMap(const QDomElement& map, bool bTemplate);
-    bool ReadMapInfo(const QDomElement& parent, bool bTemplate, bool bBoth);
-    bool ReadPEList(const QDomElement& map, bool bTemplate);
-    bool ReadPE(const QDomElement& element, CPEPrimitive& pe, QPoint* pPosition);
-    bool ReadType(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadIDs(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadVDIDs(const QDomElement& element, const char* pszCount, const char* pszPrefix, uint16_t* pwCount,
+    bool ReadMap(const CXmlElement& map, bool bTemplate);
+    bool ReadMapInfo(const CXmlElement& parent, bool bTemplate, bool bBoth);
+    bool ReadPEList(const CXmlElement& map, bool bTemplate);
+    bool ReadPE(const CXmlElement& element, CPEPrimitive& pe, QPoint* pPosition);
+    bool ReadType(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadIDs(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadVDIDs(const CXmlElement& element, const char* pszCount, const char* pszPrefix, uint16_t* pwCount,
                    std::array<uint16_t, 2>& ids);
-    bool ReadMulticast(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadPorts(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadHostLink(const QDomElement& element, CPEPrimitive& pe);
-    void ReadRegisters(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadRoutingTables(const QDomElement& element, CPEPrimitive& pe);
-    bool ReadConnectionList(const QDomElement& map, bool bTemplate);
-    bool ReadConnectionEnd(const QDomElement& connection, const char* pszName, int* piPort, int* piPE);
-    bool ReadViewList(const QDomElement& map, bool bTemplate);
-    bool ReadNode(const QDomElement& element, bool bTemplate, CDrawList& nodes);
-    bool ReadEdge(const QDomElement& element, CDrawList& edges);
-    bool ReadPathPoints(const QDomElement& parent, CDrawEdge& edge, bool bSnapEnds);
-    bool ReadWatchList(const QDomElement& root);
-    bool ReadWatchItem(const QDomElement& element, WatchItem& item);
-    bool ReadScripts(const QDomElement& root);
+    bool ReadMulticast(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadPorts(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadHostLink(const CXmlElement& element, CPEPrimitive& pe);
+    void ReadRegisters(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadRoutingTables(const CXmlElement& element, CPEPrimitive& pe);
+    bool ReadConnectionList(const CXmlElement& map, bool bTemplate);
+    bool ReadConnectionEnd(const CXmlElement& connection, const char* pszName, int* piPort, int* piPE);
+    bool ReadViewList(const CXmlElement& map, bool bTemplate);
+    bool ReadNode(const CXmlElement& element, bool bTemplate, CDrawList& nodes);
+    bool ReadEdge(const CXmlElement& element, CDrawList& edges);
+    bool ReadPathPoints(const CXmlElement& parent, CDrawEdge& edge, bool bSnapEnds);
+    bool ReadWatchList(const CXmlElement& root);
+    bool ReadWatchItem(const CXmlElement& element, WatchItem& item);
+    bool ReadScripts(const CXmlElement& root);
 
     // A child number that the format requires: a missing or bad one fails with the message.
     template <typename T>
-    bool Required(const QDomElement& parent, const char* pszName, T* pValue, const QString& strMessage)
+    bool Required(const CXmlElement& parent, const char* pszName, T* pValue, const QString& strMessage)
     {
-        return CXmlHelper::ChildNumber(parent, QString::fromLatin1(pszName), pValue) == EXmlValue::Ok ||
-               Fail(strMessage);
+        return CXmlHelper::ChildNumber(parent, pszName, pValue) == EXmlValue::Ok || Fail(strMessage);
     }
     // A child number with a default for its absence; a bad one fails with "Bad <name>".
     template <typename T>
-    bool Optional(const QDomElement& parent, const char* pszName, T* pValue, T defaultValue)
+    bool Optional(const CXmlElement& parent, const char* pszName, T* pValue, T defaultValue)
     {
-        switch (CXmlHelper::ChildNumber(parent, QString::fromLatin1(pszName), pValue))
+        switch (CXmlHelper::ChildNumber(parent, pszName, pValue))
         {
         case EXmlValue::Absent:
             *pValue = defaultValue;
             return true;
         case EXmlValue::Bad:
-            return Fail(QStringLiteral("Bad ") + QLatin1String(pszName));
+            return Fail(QStringLiteral("Bad ") + pszName);
         case EXmlValue::Ok:
             break;
         }
@@ -725,12 +723,12 @@ private:
     std::vector<SOldEdge> m_OldEdges;
 };
 
-bool CMapReader::Read(const QDomElement& root)
+bool CMapReader::Read(const CXmlElement& root)
 {
     const uint32_t uVersion = m_Map.uVersion;
     if (uVersion >= kVersion15)
     {
-        const QDomElement active = root.firstChildElement(QStringLiteral("ActiveMap"));
+        const CXmlElement active = root.firstChildElement("ActiveMap");
         if (active.isNull())
         {
             return FailSilently(QStringLiteral("Missing ActiveMap"));
@@ -739,7 +737,7 @@ bool CMapReader::Read(const QDomElement& root)
         {
             return false;
         }
-        const QDomElement templ = root.firstChildElement(QStringLiteral("TemplateMap"));
+        const CXmlElement templ = root.firstChildElement("TemplateMap");
         if (!templ.isNull() && !ReadMap(templ, true))
         {
             return false;
@@ -756,7 +754,7 @@ bool CMapReader::Read(const QDomElement& root)
     return ReadWatchList(root);
 }
 
-bool CMapReader::ReadMap(const QDomElement& map, bool bTemplate)
+bool CMapReader::ReadMap(const CXmlElement& map, bool bTemplate)
 {
     const uint32_t uVersion = m_Map.uVersion;
     m_OldPositions.clear();
@@ -806,14 +804,13 @@ bool CMapReader::ReadMap(const QDomElement& map, bool bTemplate)
     return true;
 }
 
-bool CMapReader::ReadMapInfo(const QDomElement& parent, bool bTemplate, bool bBoth)
+bool CMapReader::ReadMapInfo(const CXmlElement& parent, bool bTemplate, bool bBoth)
 {
-    const QDomElement info = parent.firstChildElement(QStringLiteral("MapInfo"));
+    const CXmlElement info = parent.firstChildElement("MapInfo");
     int iWidth = 0;
     int iHeight = 0;
-    if (info.isNull() || CXmlHelper::ChildNumber(info, QStringLiteral("Width"), &iWidth) != EXmlValue::Ok ||
-        CXmlHelper::ChildNumber(info, QStringLiteral("Height"), &iHeight) != EXmlValue::Ok || iWidth < 0 ||
-        iHeight < 0)
+    if (info.isNull() || CXmlHelper::ChildNumber(info, "Width", &iWidth) != EXmlValue::Ok ||
+        CXmlHelper::ChildNumber(info, "Height", &iHeight) != EXmlValue::Ok || iWidth < 0 || iHeight < 0)
     {
         return Fail(QStringLiteral("Invalid map info"));
     }
@@ -831,15 +828,15 @@ bool CMapReader::ReadMapInfo(const QDomElement& parent, bool bTemplate, bool bBo
     return true;
 }
 
-bool CMapReader::ReadPEList(const QDomElement& map, bool bTemplate)
+bool CMapReader::ReadPEList(const CXmlElement& map, bool bTemplate)
 {
     CPEList& pes = bTemplate ? m_Doc.TemplatePEs : m_Doc.ActivePEs;
-    const QDomElement list = map.firstChildElement(QStringLiteral("PEList"));
+    const CXmlElement list = map.firstChildElement("PEList");
     int iPosition = 0;
-    for (QDomElement element = list.firstChildElement(QStringLiteral("PE")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("PE")), ++iPosition)
+    for (CXmlElement element = list.firstChildElement("PE"); !element.isNull();
+         element = element.nextSiblingElement("PE"), ++iPosition)
     {
-        if (CXmlHelper::ChildTextOr(element, QStringLiteral("Deleted")) == QLatin1String("Yes"))
+        if (CXmlHelper::ChildTextOr(element, "Deleted") == QLatin1String("Yes"))
         {
             // Dropped, but its position still counts as a node number.
             continue;
@@ -860,20 +857,20 @@ bool CMapReader::ReadPEList(const QDomElement& map, bool bTemplate)
     return true;
 }
 
-bool CMapReader::ReadPE(const QDomElement& element, CPEPrimitive& pe, QPoint* pPosition)
+bool CMapReader::ReadPE(const CXmlElement& element, CPEPrimitive& pe, QPoint* pPosition)
 {
-    pe.UniqueID = CXmlHelper::ChildTextOr(element, QStringLiteral("UniqueID"));
+    pe.UniqueID = CXmlHelper::ChildTextOr(element, "UniqueID");
     if (!Required(element, "DeviceID", &pe.DeviceID, QStringLiteral("Bad DeviceID")) ||
         !Required(element, "ManufID", &pe.ManufID, QStringLiteral("Bad ManufID")) || !ReadType(element, pe))
     {
         return false;
     }
-    if (CXmlHelper::ChildYesNo(element, QStringLiteral("UsesDestID"), &pe.bUsesDestID) == EXmlValue::Absent)
+    if (CXmlHelper::ChildYesNo(element, "UsesDestID", &pe.bUsesDestID) == EXmlValue::Absent)
     {
         pe.bUsesDestID = (pe.uType & (kPETypeBridge | kPETypeMemory | kPETypeProcessor)) != 0;
     }
-    if (CXmlHelper::ChildYesNo(element, QStringLiteral("HasPerPortRoutingTables"),
-                               &pe.bHasPerPortRoutingTables) == EXmlValue::Absent)
+    if (CXmlHelper::ChildYesNo(element, "HasPerPortRoutingTables", &pe.bHasPerPortRoutingTables) ==
+        EXmlValue::Absent)
     {
         pe.bHasPerPortRoutingTables = false;
         for (const auto& [wDevice, wVendor] : kPerPortDevices)
@@ -888,14 +885,13 @@ bool CMapReader::ReadPE(const QDomElement& element, CPEPrimitive& pe, QPoint* pP
     {
         return false;
     }
-    pe.Comment = CXmlHelper::ChildTextOr(element, QStringLiteral("Comment"));
-    pe.CommonName = CXmlHelper::ChildTextOr(element, QStringLiteral("CommonName"));
-    if (!CXmlHelper::ChildText(element, QStringLiteral("Symbol"), &pe.Symbol))
+    pe.Comment = CXmlHelper::ChildTextOr(element, "Comment");
+    pe.CommonName = CXmlHelper::ChildTextOr(element, "CommonName");
+    if (!CXmlHelper::ChildText(element, "Symbol", &pe.Symbol))
     {
         return Fail(QStringLiteral("Bad Symbol"));
     }
-    if (CXmlHelper::ChildNumber(element, QStringLiteral("NumLocalPorts"), &pe.iNumLocalPorts) !=
-            EXmlValue::Ok ||
+    if (CXmlHelper::ChildNumber(element, "NumLocalPorts", &pe.iNumLocalPorts) != EXmlValue::Ok ||
         pe.iNumLocalPorts < 0 || pe.iNumLocalPorts > kMaxPorts)
     {
         return Fail(QStringLiteral("Bad NumLocalPorts"));
@@ -910,7 +906,7 @@ bool CMapReader::ReadPE(const QDomElement& element, CPEPrimitive& pe, QPoint* pP
     {
         return false;
     }
-    if (element.firstChildElement(QStringLiteral("DefaultPort")).isNull())
+    if (element.firstChildElement("DefaultPort").isNull())
     {
         pe.ClearDefaultPort();
     }
@@ -937,10 +933,10 @@ bool CMapReader::ReadPE(const QDomElement& element, CPEPrimitive& pe, QPoint* pP
     return true;
 }
 
-bool CMapReader::ReadType(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadType(const CXmlElement& element, CPEPrimitive& pe)
 {
     QString strType;
-    if (!CXmlHelper::ChildText(element, QStringLiteral("Type"), &strType))
+    if (!CXmlHelper::ChildText(element, "Type", &strType))
     {
         return Fail(QStringLiteral("Bad Type"));
     }
@@ -966,9 +962,9 @@ bool CMapReader::ReadType(const QDomElement& element, CPEPrimitive& pe)
     return FailSilently(QStringLiteral("Unknown PE type '%1'").arg(strType));
 }
 
-bool CMapReader::ReadIDs(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadIDs(const CXmlElement& element, CPEPrimitive& pe)
 {
-    switch (CXmlHelper::ChildNumber(element, QStringLiteral("ShortDestID"), &pe.ShortDestID))
+    switch (CXmlHelper::ChildNumber(element, "ShortDestID", &pe.ShortDestID))
     {
     case EXmlValue::Ok:
         break;
@@ -995,7 +991,7 @@ bool CMapReader::ReadIDs(const QDomElement& element, CPEPrimitive& pe)
     {
         return false;
     }
-    switch (CXmlHelper::ChildNumber(element, QStringLiteral("LongDestID"), &pe.LongDestID))
+    switch (CXmlHelper::ChildNumber(element, "LongDestID", &pe.LongDestID))
     {
     case EXmlValue::Ok:
         pe.bHasLongDestID = true;
@@ -1021,14 +1017,13 @@ bool CMapReader::ReadIDs(const QDomElement& element, CPEPrimitive& pe)
         {"ShortMCastDestID", &pe.ShortMCastDestID}, {"LongMCastDestID", &pe.LongMCastDestID}};
     for (const auto& [pszName, pSlots] : aMulticastSlots)
     {
-        for (QDomElement slot = element.firstChildElement(QLatin1String(pszName)); !slot.isNull();
-             slot = slot.nextSiblingElement(QLatin1String(pszName)))
+        for (CXmlElement slot = element.firstChildElement(pszName); !slot.isNull();
+             slot = slot.nextSiblingElement(pszName))
         {
             uint16_t wID = 0;
             uint8_t uchIndex = 0;
-            if (CXmlHelper::AttributeNumber(slot, QStringLiteral("ID"), &wID) == EXmlValue::Ok &&
-                CXmlHelper::AttributeNumber(slot, QStringLiteral("Index"), &uchIndex) == EXmlValue::Ok &&
-                uchIndex < 2)
+            if (CXmlHelper::AttributeNumber(slot, "ID", &wID) == EXmlValue::Ok &&
+                CXmlHelper::AttributeNumber(slot, "Index", &uchIndex) == EXmlValue::Ok && uchIndex < 2)
             {
                 (*pSlots)[uchIndex] = 0x80000000u | wID;
             }
@@ -1037,7 +1032,7 @@ bool CMapReader::ReadIDs(const QDomElement& element, CPEPrimitive& pe)
     return true;
 }
 
-bool CMapReader::ReadVDIDs(const QDomElement& element, const char* pszCount, const char* pszPrefix,
+bool CMapReader::ReadVDIDs(const CXmlElement& element, const char* pszCount, const char* pszPrefix,
                            uint16_t* pwCount, std::array<uint16_t, 2>& ids)
 {
     uint16_t wCount = 0;
@@ -1050,7 +1045,7 @@ bool CMapReader::ReadVDIDs(const QDomElement& element, const char* pszCount, con
     for (int i = 0; i < std::min<int>(wCount, 2); ++i)
     {
         const QByteArray strName = QByteArray(pszPrefix) + QByteArray::number(i);
-        switch (CXmlHelper::ChildNumber(element, QString::fromLatin1(strName), &ids[static_cast<size_t>(i)]))
+        switch (CXmlHelper::ChildNumber(element, strName.constData(), &ids[static_cast<size_t>(i)]))
         {
         case EXmlValue::Ok:
             wFound = static_cast<uint16_t>(i + 1);
@@ -1065,23 +1060,21 @@ bool CMapReader::ReadVDIDs(const QDomElement& element, const char* pszCount, con
     return true;
 }
 
-bool CMapReader::ReadMulticast(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadMulticast(const CXmlElement& element, CPEPrimitive& pe)
 {
     CMulticastInfo& multicast = pe.Multicast;
-    const QDomElement caps = element.firstChildElement(QStringLiteral("MulticastCaps"));
+    const CXmlElement caps = element.firstChildElement("MulticastCaps");
     if (!caps.isNull())
     {
         multicast.bCapsValid = true;
-        CXmlHelper::ChildYesNo(caps, QStringLiteral("SupportsMulticast"), &multicast.bSupportsMulticast);
+        CXmlHelper::ChildYesNo(caps, "SupportsMulticast", &multicast.bSupportsMulticast);
         if (multicast.bSupportsMulticast)
         {
-            CXmlHelper::ChildYesNo(caps, QStringLiteral("SupportsSimpleAssociation"),
-                                   &multicast.bSupportsSimpleAssociation);
-            CXmlHelper::ChildYesNo(caps, QStringLiteral("SupportsBlockAssociation"),
-                                   &multicast.bSupportsBlockAssociation);
-            CXmlHelper::ChildYesNo(caps, QStringLiteral("SupportsPerPortAssociation"),
+            CXmlHelper::ChildYesNo(caps, "SupportsSimpleAssociation", &multicast.bSupportsSimpleAssociation);
+            CXmlHelper::ChildYesNo(caps, "SupportsBlockAssociation", &multicast.bSupportsBlockAssociation);
+            CXmlHelper::ChildYesNo(caps, "SupportsPerPortAssociation",
                                    &multicast.bSupportsPerPortAssociation);
-            CXmlHelper::ChildYesNo(caps, QStringLiteral("NeedsRoutes"), &multicast.bNeedsRoutes);
+            CXmlHelper::ChildYesNo(caps, "NeedsRoutes", &multicast.bNeedsRoutes);
             if (!Optional<int>(caps, "MaxAssocationsPerMask", &multicast.iMaxAssociationsPerMask, 0) ||
                 !Optional<int>(caps, "MaxMasks", &multicast.iMaxMasks, 0))
             {
@@ -1089,9 +1082,9 @@ bool CMapReader::ReadMulticast(const QDomElement& element, CPEPrimitive& pe)
             }
         }
     }
-    const QDomElement masks = element.firstChildElement(QStringLiteral("MulticastMasks"));
-    for (QDomElement mask = masks.firstChildElement(QStringLiteral("Mask")); !mask.isNull();
-         mask = mask.nextSiblingElement(QStringLiteral("Mask")))
+    const CXmlElement masks = element.firstChildElement("MulticastMasks");
+    for (CXmlElement mask = masks.firstChildElement("Mask"); !mask.isNull();
+         mask = mask.nextSiblingElement("Mask"))
     {
         int iMaskID = 0;
         if (!Required(mask, "MaskID", &iMaskID, QStringLiteral("Bad MaskID")))
@@ -1099,11 +1092,11 @@ bool CMapReader::ReadMulticast(const QDomElement& element, CPEPrimitive& pe)
             return false;
         }
         const int iPosition = multicast.AddMask(iMaskID);
-        for (QDomElement child = mask.firstChildElement(); !child.isNull();
+        for (CXmlElement child = mask.firstChildElement(); !child.isNull();
              child = child.nextSiblingElement())
         {
             int64_t llValue = 0;
-            if (child.tagName() == QLatin1String("DestID"))
+            if (child.hasName("DestID"))
             {
                 if (!CXmlHelper::ParseElementNumber(child.text(), 0, 0xFFFF, &llValue))
                 {
@@ -1111,7 +1104,7 @@ bool CMapReader::ReadMulticast(const QDomElement& element, CPEPrimitive& pe)
                 }
                 multicast.AddDestID(iPosition, static_cast<uint16_t>(llValue));
             }
-            else if (child.tagName() == QLatin1String("Port"))
+            else if (child.hasName("Port"))
             {
                 if (!CXmlHelper::ParseElementNumber(child.text(), 0, 0xFF, &llValue))
                 {
@@ -1124,16 +1117,15 @@ bool CMapReader::ReadMulticast(const QDomElement& element, CPEPrimitive& pe)
     return true;
 }
 
-bool CMapReader::ReadPorts(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadPorts(const CXmlElement& element, CPEPrimitive& pe)
 {
-    const QDomElement list = element.firstChildElement(QStringLiteral("PortInfoList"));
-    QDomElement info = list.firstChildElement(QStringLiteral("PortInfo"));
+    const CXmlElement list = element.firstChildElement("PortInfoList");
+    CXmlElement info = list.firstChildElement("PortInfo");
     // Surplus PortInfo elements are ignored.
-    for (int i = 0; i < pe.iNumLocalPorts && !info.isNull();
-         ++i, info = info.nextSiblingElement(QStringLiteral("PortInfo")))
+    for (int i = 0; i < pe.iNumLocalPorts && !info.isNull(); ++i, info = info.nextSiblingElement("PortInfo"))
     {
         PortInfo& port = pe.Ports[static_cast<size_t>(i)];
-        const QString strType = CXmlHelper::ChildTextOr(info, QStringLiteral("Type"));
+        const QString strType = CXmlHelper::ChildTextOr(info, "Type");
         port.eType = strType == QLatin1String("Serial")     ? ePortSerial
                      : strType == QLatin1String("Parallel") ? ePortParallel
                                                             : ePortUnknown;
@@ -1142,7 +1134,7 @@ bool CMapReader::ReadPorts(const QDomElement& element, CPEPrimitive& pe)
             continue;
         }
         bool bPoweredDown = false;
-        CXmlHelper::ChildYesNo(info, QStringLiteral("PoweredDown"), &bPoweredDown);
+        CXmlHelper::ChildYesNo(info, "PoweredDown", &bPoweredDown);
         port.bPoweredDown = bPoweredDown;
         if (!Optional<uint8_t>(info, "InitialWidth", &port.InitialWidth, 0xFF) ||
             !Optional<uint8_t>(info, "CurrentWidth", &port.CurrentWidth, 0xFF) ||
@@ -1156,7 +1148,7 @@ bool CMapReader::ReadPorts(const QDomElement& element, CPEPrimitive& pe)
     return true;
 }
 
-bool CMapReader::ReadHostLink(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadHostLink(const CXmlElement& element, CPEPrimitive& pe)
 {
     pe.bHasHostLink = false;
     pe.bHostLinkOpen = false;
@@ -1164,8 +1156,8 @@ bool CMapReader::ReadHostLink(const QDomElement& element, CPEPrimitive& pe)
     {
         QString strWord;
         QString strAddress;
-        if (!CXmlHelper::ChildText(element, QStringLiteral("ConnectionType"), &strWord) ||
-            !CXmlHelper::ChildText(element, QStringLiteral("NorvantaServerAddress"), &strAddress))
+        if (!CXmlHelper::ChildText(element, "ConnectionType", &strWord) ||
+            !CXmlHelper::ChildText(element, "NorvantaServerAddress", &strAddress))
         {
             return true;
         }
@@ -1192,7 +1184,7 @@ bool CMapReader::ReadHostLink(const QDomElement& element, CPEPrimitive& pe)
         return true;
     }
     QString strIP;
-    if (!CXmlHelper::ChildText(element, QStringLiteral("NorvantaServerIP"), &strIP))
+    if (!CXmlHelper::ChildText(element, "NorvantaServerIP", &strIP))
     {
         return true;
     }
@@ -1216,21 +1208,14 @@ bool CMapReader::ReadHostLink(const QDomElement& element, CPEPrimitive& pe)
     return true;
 }
 
-void CMapReader::ReadRegisters(const QDomElement& element, CPEPrimitive& pe)
+void CMapReader::ReadRegisters(const CXmlElement& element, CPEPrimitive& pe)
 {
-    const QDomElement list = element.firstChildElement(QStringLiteral("Registers"));
-    for (QDomElement reg = list.firstChildElement(QStringLiteral("Register")); !reg.isNull();
-         reg = reg.nextSiblingElement(QStringLiteral("Register")))
+    const CXmlElement list = element.firstChildElement("Registers");
+    for (CXmlElement reg = list.firstChildElement("Register"); !reg.isNull();
+         reg = reg.nextSiblingElement("Register"))
     {
         // The value is the element's own text; an I/O entry also holds a child element.
-        QString strValue;
-        for (QDomNode child = reg.firstChild(); !child.isNull(); child = child.nextSibling())
-        {
-            if (child.isText())
-            {
-                strValue += child.toText().data();
-            }
-        }
+        const QString strValue = reg.ownText();
         uint64_t ulValue = 0;
         if (!CXmlHelper::ParseHex(strValue, UINT32_MAX, &ulValue))
         {
@@ -1240,12 +1225,11 @@ void CMapReader::ReadRegisters(const QDomElement& element, CPEPrimitive& pe)
         value.uValue = static_cast<uint32_t>(ulValue);
         // A value from a file hasn't been confirmed by the hardware.
         value.bFlag = true;
-        if (reg.attribute(QStringLiteral("MemSpace")) == QLatin1String("IO"))
+        if (reg.attribute("MemSpace") == QLatin1String("IO"))
         {
             QString strRIO;
-            if (!CXmlHelper::ParsePrefixedHex(reg.attribute(QStringLiteral("LocalAddr")), UINT64_MAX,
-                                              &value.uLocalAddr) ||
-                !CXmlHelper::ChildText(reg, QStringLiteral("RIO_Addr"), &strRIO) ||
+            if (!CXmlHelper::ParsePrefixedHex(reg.attribute("LocalAddr"), UINT64_MAX, &value.uLocalAddr) ||
+                !CXmlHelper::ChildText(reg, "RIO_Addr", &strRIO) ||
                 !CXmlHelper::ParsePrefixedHex(strRIO, UINT64_MAX, &value.uRIOAddr))
             {
                 continue;
@@ -1255,7 +1239,7 @@ void CMapReader::ReadRegisters(const QDomElement& element, CPEPrimitive& pe)
         else
         {
             uint64_t ulOffset = 0;
-            if (!CXmlHelper::ParseHex(reg.attribute(QStringLiteral("Offset")), UINT32_MAX, &ulOffset))
+            if (!CXmlHelper::ParseHex(reg.attribute("Offset"), UINT32_MAX, &ulOffset))
             {
                 continue;
             }
@@ -1265,25 +1249,25 @@ void CMapReader::ReadRegisters(const QDomElement& element, CPEPrimitive& pe)
     }
 }
 
-bool CMapReader::ReadRoutingTables(const QDomElement& element, CPEPrimitive& pe)
+bool CMapReader::ReadRoutingTables(const CXmlElement& element, CPEPrimitive& pe)
 {
-    for (QDomElement table = element.firstChildElement(QStringLiteral("RoutingTable")); !table.isNull();
-         table = table.nextSiblingElement(QStringLiteral("RoutingTable")))
+    for (CXmlElement table = element.firstChildElement("RoutingTable"); !table.isNull();
+         table = table.nextSiblingElement("RoutingTable"))
     {
         int iSlot = 0;
-        if (CXmlHelper::AttributeNumber(table, QStringLiteral("Port"), &iSlot) != EXmlValue::Ok ||
-            iSlot < 0 || iSlot >= kMaxPorts)
+        if (CXmlHelper::AttributeNumber(table, "Port", &iSlot) != EXmlValue::Ok || iSlot < 0 ||
+            iSlot >= kMaxPorts)
         {
             continue;
         }
         auto pTable = std::make_unique<CRoutingTable>();
-        for (QDomElement route = table.firstChildElement(QStringLiteral("Route")); !route.isNull();
-             route = route.nextSiblingElement(QStringLiteral("Route")))
+        for (CXmlElement route = table.firstChildElement("Route"); !route.isNull();
+             route = route.nextSiblingElement("Route"))
         {
             uint16_t wDestID = 0;
             uint8_t uchPort = 0;
-            if (CXmlHelper::AttributeNumber(route, QStringLiteral("DestID"), &wDestID) != EXmlValue::Ok ||
-                CXmlHelper::AttributeNumber(route, QStringLiteral("Port"), &uchPort) != EXmlValue::Ok)
+            if (CXmlHelper::AttributeNumber(route, "DestID", &wDestID) != EXmlValue::Ok ||
+                CXmlHelper::AttributeNumber(route, "Port", &uchPort) != EXmlValue::Ok)
             {
                 continue;
             }
@@ -1292,7 +1276,7 @@ bool CMapReader::ReadRoutingTables(const QDomElement& element, CPEPrimitive& pe)
             int iType = 0;
             uint32_t eType = eRoutePort;
             uint32_t uSpecial = 0;
-            if (CXmlHelper::AttributeNumber(route, QStringLiteral("Type"), &iType) == EXmlValue::Ok)
+            if (CXmlHelper::AttributeNumber(route, "Type", &iType) == EXmlValue::Ok)
             {
                 if (iType == 1)
                 {
@@ -1311,15 +1295,15 @@ bool CMapReader::ReadRoutingTables(const QDomElement& element, CPEPrimitive& pe)
     return true;
 }
 
-bool CMapReader::ReadConnectionEnd(const QDomElement& connection, const char* pszName, int* piPort, int* piPE)
+bool CMapReader::ReadConnectionEnd(const CXmlElement& connection, const char* pszName, int* piPort, int* piPE)
 {
     const QString strName = QString::fromLatin1(pszName);
-    const QDomElement end = connection.firstChildElement(strName);
+    const CXmlElement end = connection.firstChildElement(pszName);
     if (end.isNull())
     {
         return Fail(QStringLiteral("Bad ") + strName);
     }
-    if (CXmlHelper::AttributeNumber(end, QStringLiteral("Port"), piPort) != EXmlValue::Ok || *piPort < 0 ||
+    if (CXmlHelper::AttributeNumber(end, "Port", piPort) != EXmlValue::Ok || *piPort < 0 ||
         *piPort >= kMaxPorts)
     {
         return Fail(QStringLiteral("Bad Port attribute"));
@@ -1333,16 +1317,16 @@ bool CMapReader::ReadConnectionEnd(const QDomElement& connection, const char* ps
     return true;
 }
 
-bool CMapReader::ReadConnectionList(const QDomElement& map, bool bTemplate)
+bool CMapReader::ReadConnectionList(const CXmlElement& map, bool bTemplate)
 {
     const CPEList& pes = bTemplate ? m_Doc.TemplatePEs : m_Doc.ActivePEs;
     CConnectionList& connections = bTemplate ? m_Doc.TemplateConnections : m_Doc.ActiveConnections;
-    const QDomElement list = map.firstChildElement(QStringLiteral("ConnectionList"));
+    const CXmlElement list = map.firstChildElement("ConnectionList");
     int iPosition = 0;
-    for (QDomElement element = list.firstChildElement(QStringLiteral("Connection")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("Connection")), ++iPosition)
+    for (CXmlElement element = list.firstChildElement("Connection"); !element.isNull();
+         element = element.nextSiblingElement("Connection"), ++iPosition)
     {
-        if (CXmlHelper::ChildTextOr(element, QStringLiteral("Deleted")) == QLatin1String("Yes"))
+        if (CXmlHelper::ChildTextOr(element, "Deleted") == QLatin1String("Yes"))
         {
             continue;
         }
@@ -1354,7 +1338,7 @@ bool CMapReader::ReadConnectionList(const QDomElement& map, bool bTemplate)
             return false;
         }
         QString strStatus;
-        if (!CXmlHelper::ChildText(element, QStringLiteral("Status"), &strStatus))
+        if (!CXmlHelper::ChildText(element, "Status", &strStatus))
         {
             return Fail(QStringLiteral("Bad Status"));
         }
@@ -1385,29 +1369,27 @@ bool CMapReader::ReadConnectionList(const QDomElement& map, bool bTemplate)
     return true;
 }
 
-bool CMapReader::ReadViewList(const QDomElement& map, bool bTemplate)
+bool CMapReader::ReadViewList(const CXmlElement& map, bool bTemplate)
 {
-    const QDomElement list = map.firstChildElement(QStringLiteral("ViewList"));
-    for (QDomElement element = list.firstChildElement(QStringLiteral("View")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("View")))
+    const CXmlElement list = map.firstChildElement("ViewList");
+    for (CXmlElement element = list.firstChildElement("View"); !element.isNull();
+         element = element.nextSiblingElement("View"))
     {
         int iWidth = 0;
         int iHeight = 0;
         int iViewID = 0;
         QString strName;
         QString strDesc;
-        if (CXmlHelper::ChildNumber(element, QStringLiteral("ViewWidth"), &iWidth) != EXmlValue::Ok ||
-            iWidth < 0)
+        if (CXmlHelper::ChildNumber(element, "ViewWidth", &iWidth) != EXmlValue::Ok || iWidth < 0)
         {
             return Fail(QStringLiteral("Bad ViewWidth"));
         }
-        if (CXmlHelper::ChildNumber(element, QStringLiteral("ViewHeight"), &iHeight) != EXmlValue::Ok ||
-            iHeight < 0)
+        if (CXmlHelper::ChildNumber(element, "ViewHeight", &iHeight) != EXmlValue::Ok || iHeight < 0)
         {
             return Fail(QStringLiteral("Bad ViewHeight"));
         }
-        if (!CXmlHelper::ChildText(element, QStringLiteral("ViewName"), &strName) ||
-            !CXmlHelper::ChildText(element, QStringLiteral("ViewDesc"), &strDesc))
+        if (!CXmlHelper::ChildText(element, "ViewName", &strName) ||
+            !CXmlHelper::ChildText(element, "ViewDesc", &strDesc))
         {
             return Fail(QStringLiteral("Bad Node Type"));
         }
@@ -1430,18 +1412,18 @@ bool CMapReader::ReadViewList(const QDomElement& map, bool bTemplate)
         (bTemplate ? pView->iTemplateHeight : pView->iHeight) = iHeight;
         CDrawList& nodes = pView->Nodes(bTemplate);
         CDrawList& edges = pView->Edges(bTemplate);
-        const QDomElement nodeList = element.firstChildElement(QStringLiteral("NodeList"));
-        for (QDomElement node = nodeList.firstChildElement(QStringLiteral("Node")); !node.isNull();
-             node = node.nextSiblingElement(QStringLiteral("Node")))
+        const CXmlElement nodeList = element.firstChildElement("NodeList");
+        for (CXmlElement node = nodeList.firstChildElement("Node"); !node.isNull();
+             node = node.nextSiblingElement("Node"))
         {
             if (!ReadNode(node, bTemplate, nodes))
             {
                 return false;
             }
         }
-        const QDomElement edgeList = element.firstChildElement(QStringLiteral("EdgeList"));
-        for (QDomElement edge = edgeList.firstChildElement(QStringLiteral("Edge")); !edge.isNull();
-             edge = edge.nextSiblingElement(QStringLiteral("Edge")))
+        const CXmlElement edgeList = element.firstChildElement("EdgeList");
+        for (CXmlElement edge = edgeList.firstChildElement("Edge"); !edge.isNull();
+             edge = edge.nextSiblingElement("Edge"))
         {
             if (!ReadEdge(edge, edges))
             {
@@ -1452,14 +1434,14 @@ bool CMapReader::ReadViewList(const QDomElement& map, bool bTemplate)
     return true;
 }
 
-bool CMapReader::ReadNode(const QDomElement& element, bool bTemplate, CDrawList& nodes)
+bool CMapReader::ReadNode(const CXmlElement& element, bool bTemplate, CDrawList& nodes)
 {
     uint32_t uUniqueID = 0;
     if (!Required(element, "UniqueID", &uUniqueID, QStringLiteral("Bad UniqueID")))
     {
         return false;
     }
-    const int eKind = NodeKindFromWord(CXmlHelper::ChildTextOr(element, QStringLiteral("Type")));
+    const int eKind = NodeKindFromWord(CXmlHelper::ChildTextOr(element, "Type"));
     std::unique_ptr<CDrawNode> pNode;
     if (eKind == eDrawKindPE)
     {
@@ -1480,7 +1462,7 @@ bool CMapReader::ReadNode(const QDomElement& element, bool bTemplate, CDrawList&
     else if (eKind == eDrawKindGroup)
     {
         auto pGroup = std::make_unique<CDrawGroup>();
-        pGroup->Label = CXmlHelper::ChildTextOr(element, QStringLiteral("Label"), QStringLiteral("Group"));
+        pGroup->Label = CXmlHelper::ChildTextOr(element, "Label", QStringLiteral("Group"));
         pNode = std::move(pGroup);
     }
     else if (eKind == eDrawKindOffViewHandle)
@@ -1495,7 +1477,7 @@ bool CMapReader::ReadNode(const QDomElement& element, bool bTemplate, CDrawList&
     pNode->uUniqueID = uUniqueID;
     if (eKind != eDrawKindOffViewHandle)
     {
-        if (CXmlHelper::ChildYesNo(element, QStringLiteral("Visible"), &pNode->bVisible) == EXmlValue::Absent)
+        if (CXmlHelper::ChildYesNo(element, "Visible", &pNode->bVisible) == EXmlValue::Absent)
         {
             return FailSilently(QStringLiteral("Node without Visible"));
         }
@@ -1516,14 +1498,14 @@ bool CMapReader::ReadNode(const QDomElement& element, bool bTemplate, CDrawList&
     return true;
 }
 
-bool CMapReader::ReadEdge(const QDomElement& element, CDrawList& edges)
+bool CMapReader::ReadEdge(const CXmlElement& element, CDrawList& edges)
 {
     uint32_t uUniqueID = 0;
     if (!Required(element, "UniqueID", &uUniqueID, QStringLiteral("Bad UniqueID")))
     {
         return false;
     }
-    const QString strType = CXmlHelper::ChildTextOr(element, QStringLiteral("EdgeType"));
+    const QString strType = CXmlHelper::ChildTextOr(element, "EdgeType");
     std::unique_ptr<CDrawEdge> pEdge;
     if (strType == QLatin1String("PEConn"))
     {
@@ -1543,12 +1525,12 @@ bool CMapReader::ReadEdge(const QDomElement& element, CDrawList& edges)
     }
     pEdge->uUniqueID = uUniqueID;
     QString strKind;
-    if (!CXmlHelper::ChildText(element, QStringLiteral("StartNodeType"), &strKind))
+    if (!CXmlHelper::ChildText(element, "StartNodeType", &strKind))
     {
         return Fail(QStringLiteral("Bad StartNodeType"));
     }
     pEdge->eStartKind = NodeKindFromWord(strKind);
-    if (!CXmlHelper::ChildText(element, QStringLiteral("EndNodeType"), &strKind))
+    if (!CXmlHelper::ChildText(element, "EndNodeType", &strKind))
     {
         return Fail(QStringLiteral("Bad EndNodeType"));
     }
@@ -1559,7 +1541,7 @@ bool CMapReader::ReadEdge(const QDomElement& element, CDrawList& edges)
     {
         return false;
     }
-    if (CXmlHelper::ChildYesNo(element, QStringLiteral("Visible"), &pEdge->bVisible) == EXmlValue::Absent)
+    if (CXmlHelper::ChildYesNo(element, "Visible", &pEdge->bVisible) == EXmlValue::Absent)
     {
         return FailSilently(QStringLiteral("Edge without Visible"));
     }
@@ -1573,10 +1555,10 @@ bool CMapReader::ReadEdge(const QDomElement& element, CDrawList& edges)
     return true;
 }
 
-bool CMapReader::ReadPathPoints(const QDomElement& parent, CDrawEdge& edge, bool bSnapEnds)
+bool CMapReader::ReadPathPoints(const CXmlElement& parent, CDrawEdge& edge, bool bSnapEnds)
 {
-    const QDomElement path = parent.firstChildElement(QStringLiteral("PathPoints"));
-    const QString strStyle = path.attribute(QStringLiteral("Style"));
+    const CXmlElement path = parent.firstChildElement("PathPoints");
+    const QString strStyle = path.attribute("Style");
     if (path.isNull())
     {
         return Fail(QStringLiteral("Bad PathPoints"));
@@ -1598,16 +1580,16 @@ bool CMapReader::ReadPathPoints(const QDomElement& parent, CDrawEdge& edge, bool
         return Fail(QStringLiteral("Bad PathPoints"));
     }
     std::vector<QPoint> points;
-    for (QDomElement point = path.firstChildElement(QStringLiteral("Point")); !point.isNull();
-         point = point.nextSiblingElement(QStringLiteral("Point")))
+    for (CXmlElement point = path.firstChildElement("Point"); !point.isNull();
+         point = point.nextSiblingElement("Point"))
     {
         int iX = 0;
         int iY = 0;
-        if (CXmlHelper::AttributeNumber(point, QStringLiteral("X"), &iX) != EXmlValue::Ok)
+        if (CXmlHelper::AttributeNumber(point, "X", &iX) != EXmlValue::Ok)
         {
             return Fail(QStringLiteral("Bad X Point"));
         }
-        if (CXmlHelper::AttributeNumber(point, QStringLiteral("Y"), &iY) != EXmlValue::Ok)
+        if (CXmlHelper::AttributeNumber(point, "Y", &iY) != EXmlValue::Ok)
         {
             return Fail(QStringLiteral("Bad Y Point"));
         }
@@ -1627,11 +1609,11 @@ bool CMapReader::ReadPathPoints(const QDomElement& parent, CDrawEdge& edge, bool
     return true;
 }
 
-bool CMapReader::ReadWatchList(const QDomElement& root)
+bool CMapReader::ReadWatchList(const CXmlElement& root)
 {
-    const QDomElement list = root.firstChildElement(QStringLiteral("WatchList"));
-    for (QDomElement element = list.firstChildElement(QStringLiteral("WatchItem")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("WatchItem")))
+    const CXmlElement list = root.firstChildElement("WatchList");
+    for (CXmlElement element = list.firstChildElement("WatchItem"); !element.isNull();
+         element = element.nextSiblingElement("WatchItem"))
     {
         WatchItem item;
         if (!ReadWatchItem(element, item))
@@ -1643,10 +1625,10 @@ bool CMapReader::ReadWatchList(const QDomElement& root)
     return true;
 }
 
-bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
+bool CMapReader::ReadWatchItem(const CXmlElement& element, WatchItem& item)
 {
     QString strWord;
-    if (!CXmlHelper::ChildText(element, QStringLiteral("Type"), &strWord))
+    if (!CXmlHelper::ChildText(element, "Type", &strWord))
     {
         return Fail(QStringLiteral("Bad WatchItem Type"));
     }
@@ -1660,7 +1642,7 @@ bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
     {
         return false;
     }
-    if (!CXmlHelper::ChildText(element, QStringLiteral("RegName"), &item.RegName))
+    if (!CXmlHelper::ChildText(element, "RegName", &item.RegName))
     {
         return Fail(QStringLiteral("Invalid Watch Item RegisterName"));
     }
@@ -1669,7 +1651,7 @@ bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
     {
         return false;
     }
-    if (!CXmlHelper::ChildText(element, QStringLiteral("BFName"), &item.BFName))
+    if (!CXmlHelper::ChildText(element, "BFName", &item.BFName))
     {
         return Fail(QStringLiteral("Invalid Watch Item BitFieldName"));
     }
@@ -1683,7 +1665,7 @@ bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
     {
         return false;
     }
-    if (!CXmlHelper::ChildText(element, QStringLiteral("Log"), &strWord))
+    if (!CXmlHelper::ChildText(element, "Log", &strWord))
     {
         return Fail(QStringLiteral("Bad WatchItem Log"));
     }
@@ -1697,7 +1679,7 @@ bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
     {
         return false;
     }
-    if (!CXmlHelper::ChildText(element, QStringLiteral("Action"), &strWord))
+    if (!CXmlHelper::ChildText(element, "Action", &strWord))
     {
         return Fail(QStringLiteral("Bad WatchItem Action"));
     }
@@ -1709,32 +1691,32 @@ bool CMapReader::ReadWatchItem(const QDomElement& element, WatchItem& item)
     return true;
 }
 
-bool CMapReader::ReadScripts(const QDomElement& root)
+bool CMapReader::ReadScripts(const CXmlElement& root)
 {
-    const QDomElement events = root.firstChildElement(QStringLiteral("EventScripts"));
-    for (QDomElement element = events.firstChildElement(QStringLiteral("EventScriptItem")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("EventScriptItem")))
+    const CXmlElement events = root.firstChildElement("EventScripts");
+    for (CXmlElement element = events.firstChildElement("EventScriptItem"); !element.isNull();
+         element = element.nextSiblingElement("EventScriptItem"))
     {
         SEventScriptItem item;
         if (!Required(element, "EventID", &item.EventID, QStringLiteral("Bad EventID")))
         {
             return false;
         }
-        item.MethodName = CXmlHelper::ChildTextOr(element, QStringLiteral("MethodName"));
-        item.ScriptFile = CXmlHelper::ChildTextOr(element, QStringLiteral("ScriptFile"));
-        item.Language = CXmlHelper::ChildTextOr(element, QStringLiteral("Language"));
-        CXmlHelper::ChildYesNo(element, QStringLiteral("Enabled"), &item.Enabled);
+        item.MethodName = CXmlHelper::ChildTextOr(element, "MethodName");
+        item.ScriptFile = CXmlHelper::ChildTextOr(element, "ScriptFile");
+        item.Language = CXmlHelper::ChildTextOr(element, "Language");
+        CXmlHelper::ChildYesNo(element, "Enabled", &item.Enabled);
         m_Doc.EventScripts.push_back(item);
     }
-    const QDomElement menus = root.firstChildElement(QStringLiteral("MenuScripts"));
-    for (QDomElement element = menus.firstChildElement(QStringLiteral("MenuScriptItem")); !element.isNull();
-         element = element.nextSiblingElement(QStringLiteral("MenuScriptItem")))
+    const CXmlElement menus = root.firstChildElement("MenuScripts");
+    for (CXmlElement element = menus.firstChildElement("MenuScriptItem"); !element.isNull();
+         element = element.nextSiblingElement("MenuScriptItem"))
     {
         SMenuScriptItem item;
-        item.MenuItemName = CXmlHelper::ChildTextOr(element, QStringLiteral("MenuItemName"));
-        item.MethodName = CXmlHelper::ChildTextOr(element, QStringLiteral("MethodName"));
-        item.ScriptFile = CXmlHelper::ChildTextOr(element, QStringLiteral("ScriptFile"));
-        item.Language = CXmlHelper::ChildTextOr(element, QStringLiteral("Language"));
+        item.MenuItemName = CXmlHelper::ChildTextOr(element, "MenuItemName");
+        item.MethodName = CXmlHelper::ChildTextOr(element, "MethodName");
+        item.ScriptFile = CXmlHelper::ChildTextOr(element, "ScriptFile");
+        item.Language = CXmlHelper::ChildTextOr(element, "Language");
         m_Doc.MenuScripts.push_back(item);
     }
     return true;
@@ -1744,22 +1726,21 @@ bool CNetworkMap::ReadMapText(const QByteArray& text, CNetworkDocument& document
 {
     QByteArray buffer = text;
     CXmlHelper::SkipByteOrderMark(buffer);
-    QDomDocument dom;
-    if (!dom.setContent(buffer))
+    CXmlTree tree;
+    if (!tree.Parse(buffer))
     {
         SetError(QStringLiteral("Error parsing file"), true);
         return false;
     }
-    const QDomElement root = dom.documentElement();
-    if (root.tagName() != QLatin1String("NorvantaMap") || !root.hasAttribute(QStringLiteral("Version")))
+    const CXmlElement root = tree.Root();
+    if (!root.hasName("NorvantaMap") || !root.hasAttribute("Version"))
     {
         SetError(QStringLiteral("Invalid file format.  Bad or missing version identifier."), true);
         return false;
     }
     int iMajor = 0;
     int iMinor = 0;
-    if (std::sscanf(root.attribute(QStringLiteral("Version")).toLatin1().constData(), "%d.%d", &iMajor,
-                    &iMinor) != 2)
+    if (std::sscanf(root.attribute("Version").toLatin1().constData(), "%d.%d", &iMajor, &iMinor) != 2)
     {
         SetError(QStringLiteral("Invalid file format. Bad version identifier."), true);
         return false;
@@ -1771,8 +1752,8 @@ bool CNetworkMap::ReadMapText(const QByteArray& text, CNetworkDocument& document
     }
     uVersion = (static_cast<uint32_t>(iMajor) << 16) | static_cast<uint32_t>(iMinor);
 
-    const QString strTransport = CXmlHelper::ChildTextOr(
-        root.firstChildElement(QStringLiteral("NetworkInfo")), QStringLiteral("TransportType"));
+    const QString strTransport =
+        CXmlHelper::ChildTextOr(root.firstChildElement("NetworkInfo"), "TransportType");
     iTransportBits = strTransport.compare(QLatin1String("Large"), Qt::CaseInsensitive) == 0 ? 16 : 8;
 
     CMapReader reader(*this, document);

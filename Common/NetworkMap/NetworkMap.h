@@ -1,6 +1,6 @@
 // The network map file (.nvm): writes a document line by line as version 1.7, and reads versions
-// 1.0 to 1.7 with a DOM parser, picking every element by name. Reader and writer differ in a few
-// places, which are kept because files in the field were written that way.
+// 1.0 to 1.7 from an element tree of the file (CXmlTree), picking every element by name. Reader and writer
+// differ in a few places, which are kept because files in the field were written that way.
 #pragma once
 
 #include "XmlHelper.h"

@@ -5,19 +5,28 @@
 
 namespace
 {
+char16_t Unit(QChar ch)
+{
+    return ch.unicode();
+}
+char16_t Unit(char ch)
+{
+    return static_cast<char16_t>(static_cast<unsigned char>(ch));
+}
+
 // Accumulates digits of one base; false on an empty text, a foreign character or an overflow
-// beyond ulMax.
-bool Digits(QStringView text, int nBase, uint64_t ulMax, uint64_t* pValue)
+// beyond ulMax. The text is UTF-16 or ASCII.
+template <typename View> bool Digits(View text, int nBase, uint64_t ulMax, uint64_t* pValue)
 {
     if (text.isEmpty())
     {
         return false;
     }
     uint64_t ulValue = 0;
-    for (const QChar ch : text)
+    for (const auto ch : text)
     {
         int nDigit = -1;
-        const char16_t c = ch.unicode();
+        const char16_t c = Unit(ch);
         if (c >= u'0' && c <= u'9')
         {
             nDigit = c - u'0';
@@ -44,20 +53,21 @@ bool Digits(QStringView text, int nBase, uint64_t ulMax, uint64_t* pValue)
     return true;
 }
 
-bool Signed(QStringView text, bool bAllowHex, int64_t llMin, int64_t llMax, int64_t* pValue)
+template <typename View> bool Signed(View text, bool bAllowHex, int64_t llMin, int64_t llMax, int64_t* pValue)
 {
     text = text.trimmed();
     bool bNegative = false;
-    if (!text.isEmpty() && text.front() == u'-')
+    if (!text.isEmpty() && Unit(text.front()) == u'-')
     {
         bNegative = true;
-        text = text.mid(1);
+        text = text.sliced(1);
     }
     int nBase = 10;
-    if (bAllowHex && text.size() > 2 && text[0] == u'0' && (text[1] == u'x' || text[1] == u'X'))
+    if (bAllowHex && text.size() > 2 && Unit(text[0]) == u'0' &&
+        (Unit(text[1]) == u'x' || Unit(text[1]) == u'X'))
     {
         nBase = 16;
-        text = text.mid(2);
+        text = text.sliced(2);
     }
     uint64_t ulMagnitude = 0;
     // 2^63 is the largest magnitude any int64_t range can take (for its minimum).
@@ -85,6 +95,19 @@ bool Signed(QStringView text, bool bAllowHex, int64_t llMin, int64_t llMax, int6
     }
     *pValue = llValue;
     return true;
+}
+// A number in UTF-8 bytes: the plain ASCII of the map files directly, anything else as text, whose
+// blanks are trimmed as Unicode knows them.
+bool SignedBytes(QByteArrayView text, bool bAllowHex, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    for (const char ch : text)
+    {
+        if (static_cast<unsigned char>(ch) >= 0x80)
+        {
+            return Signed(QStringView(QString::fromUtf8(text)), bAllowHex, llMin, llMax, pValue);
+        }
+    }
+    return Signed(text, bAllowHex, llMin, llMax, pValue);
 }
 } // namespace
 
@@ -138,6 +161,45 @@ EXmlValue CXmlHelper::ChildYesNo(const QDomElement& parent, const QString& strNa
         return EXmlValue::Absent;
     }
     *pValue = strText == QLatin1String("Yes");
+    return EXmlValue::Ok;
+}
+
+bool CXmlHelper::ParseElementNumber(QByteArrayView text, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    return SignedBytes(text, true, llMin, llMax, pValue);
+}
+
+bool CXmlHelper::ParseDecimal(QByteArrayView text, int64_t llMin, int64_t llMax, int64_t* pValue)
+{
+    return SignedBytes(text, false, llMin, llMax, pValue);
+}
+
+bool CXmlHelper::ChildText(const CXmlElement& parent, const char* pszName, QString* pText)
+{
+    const CXmlElement child = parent.firstChildElement(pszName);
+    if (child.isNull())
+    {
+        return false;
+    }
+    *pText = child.text();
+    return true;
+}
+
+QString CXmlHelper::ChildTextOr(const CXmlElement& parent, const char* pszName, const QString& strDefault)
+{
+    QString strText;
+    return ChildText(parent, pszName, &strText) ? strText : strDefault;
+}
+
+EXmlValue CXmlHelper::ChildYesNo(const CXmlElement& parent, const char* pszName, bool* pValue)
+{
+    const CXmlElement child = parent.firstChildElement(pszName);
+    if (child.isNull())
+    {
+        return EXmlValue::Absent;
+    }
+    std::string strScratch;
+    *pValue = child.textBytes(strScratch) == QByteArrayView("Yes");
     return EXmlValue::Ok;
 }
 

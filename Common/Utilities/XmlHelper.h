@@ -3,6 +3,8 @@
 // tabs, with values as they stand (the formats are fixed and older readers expect them so).
 #pragma once
 
+#include "XmlTree.h"
+
 #include <QByteArray>
 #include <QDomElement>
 #include <QString>
@@ -77,6 +79,52 @@ public:
 
     // A child holding "Yes" or anything else (false); Absent when there is no such child.
     static EXmlValue ChildYesNo(const QDomElement& parent, const QString& strName, bool* pValue);
+
+    // The same look-ups on a CXmlTree, whose element names are plain ASCII.
+    static bool ChildText(const CXmlElement& parent, const char* pszName, QString* pText);
+    static QString ChildTextOr(const CXmlElement& parent, const char* pszName,
+                               const QString& strDefault = {});
+    static EXmlValue ChildYesNo(const CXmlElement& parent, const char* pszName, bool* pValue);
+    static bool ParseElementNumber(QByteArrayView text, int64_t llMin, int64_t llMax, int64_t* pValue);
+    static bool ParseDecimal(QByteArrayView text, int64_t llMin, int64_t llMax, int64_t* pValue);
+
+    template <typename T>
+    static EXmlValue ChildNumber(const CXmlElement& parent, const char* pszName, T* pValue)
+    {
+        const CXmlElement child = parent.firstChildElement(pszName);
+        if (child.isNull())
+        {
+            return EXmlValue::Absent;
+        }
+        std::string strScratch;
+        int64_t llValue = 0;
+        if (!ParseElementNumber(child.textBytes(strScratch),
+                                static_cast<int64_t>(std::numeric_limits<T>::min()),
+                                static_cast<int64_t>(std::numeric_limits<T>::max()), &llValue))
+        {
+            return EXmlValue::Bad;
+        }
+        *pValue = static_cast<T>(llValue);
+        return EXmlValue::Ok;
+    }
+
+    template <typename T>
+    static EXmlValue AttributeNumber(const CXmlElement& element, const char* pszName, T* pValue)
+    {
+        QByteArrayView value;
+        if (!element.attributeBytes(pszName, &value))
+        {
+            return EXmlValue::Absent;
+        }
+        int64_t llValue = 0;
+        if (!ParseDecimal(value, static_cast<int64_t>(std::numeric_limits<T>::min()),
+                          static_cast<int64_t>(std::numeric_limits<T>::max()), &llValue))
+        {
+            return EXmlValue::Bad;
+        }
+        *pValue = static_cast<T>(llValue);
+        return EXmlValue::Ok;
+    }
 
     // Removes a UTF-8 byte order mark from the front of a buffer.
     static void SkipByteOrderMark(QByteArray& buffer);
