@@ -423,8 +423,10 @@ void CMainFrame::InstallHandlers()
     on(eCmdUploadRegisters,
        [this](const SCommandContext&)
        {
-           if (UploadRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
+           if (UploadCheckedRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
            {
+               // The rebuilt tree keeps what the person opened, checked and picked, and now
+               // shows the values read.
                m_core.SetModified();
                m_pBrowser->Rebuild(m_core.Document());
            }

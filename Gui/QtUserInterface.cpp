@@ -1,5 +1,6 @@
 #include "QtUserInterface.h"
 
+#include "ColumnMessageDlg.h"
 #include "NumberText.h"
 #include "WorkingDlg.h"
 
@@ -21,6 +22,12 @@ CQtUserInterface::~CQtUserInterface()
 
 void CQtUserInterface::ShowMessage(const QString& strText, const QString& strTitle, EMessageKind eKind)
 {
+    if (CColumnMessageDlg::HasColumns(strText))
+    {
+        CColumnMessageDlg dialog(strText, strTitle, eKind, m_pParent);
+        dialog.exec();
+        return;
+    }
     const QMessageBox::Icon eIcon = eKind == EMessageKind::Error     ? QMessageBox::Critical
                                     : eKind == EMessageKind::Warning ? QMessageBox::Warning
                                                                      : QMessageBox::Information;
@@ -77,12 +84,33 @@ QString CQtUserInterface::QtFilter(const QString& strFilter)
     return filters.join(QStringLiteral(";;"));
 }
 
+QString CQtUserInterface::DefaultSuffix(const QString& strFilter)
+{
+    const QStringList parts = strFilter.split(QLatin1Char('|'), Qt::SkipEmptyParts);
+    if (parts.size() < 2 || !parts[1].startsWith(QLatin1String("*.")))
+    {
+        return QString();
+    }
+    const QString strSuffix = parts[1].mid(2).section(QLatin1Char(';'), 0, 0);
+    return strSuffix.contains(QLatin1Char('*')) ? QString() : strSuffix;
+}
+
 QString CQtUserInterface::ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
                                      const QString& strDefaultName)
 {
     const QString strQtFilter = QtFilter(strFilter);
-    return bSave ? QFileDialog::getSaveFileName(m_pParent, strTitle, strDefaultName, strQtFilter)
-                 : QFileDialog::getOpenFileName(m_pParent, strTitle, strDefaultName, strQtFilter);
+    if (!bSave)
+    {
+        return QFileDialog::getOpenFileName(m_pParent, strTitle, strDefaultName, strQtFilter);
+    }
+    // A name typed without an extension takes the first filter's, and the dialog asks before it
+    // replaces a file of that name.
+    QFileDialog dialog(m_pParent, strTitle, strDefaultName, strQtFilter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(DefaultSuffix(strFilter));
+    return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
+               ? dialog.selectedFiles().first()
+               : QString();
 }
 
 QString CQtUserInterface::ChooseDirectory(const QString& strPrompt)

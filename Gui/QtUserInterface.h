@@ -36,6 +36,9 @@ public:
 
     // Turns a filter of the form "Name (*.x)|*.x|All Files|*.*||" into Qt's form.
     static QString QtFilter(const QString& strFilter);
+    // The extension a saved file gets when none is typed: the first filter's ("nvm" of
+    // "Maps (*.nvm)|*.nvm|..."), or none when that filter takes any name.
+    static QString DefaultSuffix(const QString& strFilter);
 
 private:
     QPointer<QWidget> m_pParent;

@@ -68,6 +68,17 @@ bool CTargetSession::ReadHostIdentity(SHostIdentity* pIdentity)
     return true;
 }
 
+bool CTargetSession::EnableHostInterface(const SHostIdentity& identity)
+{
+    const int32_t nStatus = EnableHostAccess(identity.wVendorID, identity.wDeviceID, 0, kHostDestID, 0, true);
+    if (nStatus != eRioOk)
+    {
+        ShowMessage(QStringLiteral("Unable to enable the SRIO interface.\n%1").arg(RioErrorText(nStatus)));
+        return false;
+    }
+    return true;
+}
+
 QString CTargetSession::TargetName() const
 {
     return m_pConnection->TargetName();

@@ -44,6 +44,9 @@ public:
     // shows the status text and returns false.
     bool ReadHostIdentity(SHostIdentity* pIdentity);
 
+    // Turns the host PE's RapidIO interface on (host access). Shows a failure and returns false.
+    bool EnableHostInterface(const SHostIdentity& identity);
+
     // "%2u.%2u.%2u.%2u" for a server, or the name of the direct link.
     QString TargetName() const;
     int32_t ConnectionType() const;

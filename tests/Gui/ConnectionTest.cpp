@@ -16,10 +16,12 @@
 #include "RecordingUserInterface.h"
 #include "SimProcess.h"
 #include "TestSupport.h"
+#include "TransactionLog.h"
 
 #include <QAction>
 #include <QFile>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -217,22 +219,153 @@ TEST_F(ConnectionTest, ClosingWhileConnectedAsksToDisconnectAndOffersToSave)
     m_pUI->answers = {eAnswerNo};
     EXPECT_FALSE(Core().QueryClose());
     EXPECT_TRUE(Core().IsConnected());
-    // Yes disconnects; the new map is then offered for saving, and Cancel stays.
+    // Yes to disconnecting, then Cancel to saving the new map: the program stays as it was, still
+    // connected and able to read the target.
     m_pUI->answers = {eAnswerYes, eAnswerCancel};
     EXPECT_FALSE(Core().QueryClose());
-    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_TRUE(Core().IsConnected());
+    EXPECT_TRUE(Core().Session().IsConnected());
+    EXPECT_EQ("127. 0. 0. 1", m_pFrame->ConnectionStatus()->text().toStdString());
+    ASSERT_NE(nullptr, Core().HostPE());
+    EXPECT_TRUE(Core().HostPE()->bHostLinkOpen);
+    EXPECT_TRUE(Core().IsModified());
+    EXPECT_EQ(1, UploadRegisters(Core().Document(), {{Core().HostPE()->iNodeNumber, 0x60}}));
     EXPECT_EQ(QStringList({"Disconnect from current target?", "Disconnect from current target?",
                            "Save changes to Untitled?"}),
               m_pUI->questions);
+    // A save that fails is a Cancel too.
+    m_pUI->answers = {eAnswerYes, eAnswerYes};
+    m_pUI->texts = {QStringLiteral("/no-such-directory/closing")};
+    EXPECT_FALSE(Core().QueryClose());
+    EXPECT_TRUE(Core().IsConnected());
+    m_pUI->messages.clear();
     // Saving goes to the file the person picks.
     const QString strPath = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/closing.nvm");
-    m_pUI->answers = {eAnswerYes};
+    m_pUI->answers = {eAnswerYes, eAnswerYes};
     m_pUI->texts = {strPath};
     EXPECT_TRUE(Core().QueryClose());
+    EXPECT_FALSE(Core().IsConnected());
     CNetworkDocument reread;
     ASSERT_TRUE(reread.Open(strPath));
     EXPECT_EQ(1, reread.ActivePEs.GetCount());
     EXPECT_TRUE(reread.ActivePEs.GetByIndex(0)->bHasHostLink);
+}
+
+TEST_F(ConnectionTest, UploadingCheckedRegistersKeepsTheBrowserAsItWasAndShowsTheValues)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    CNetBrowserDlgBar* pBrowser = m_pFrame->Browser();
+    const int iHost = Core().HostPE()->iNodeNumber;
+    m_pFrame->RunCommand(eCmdUploadRegisters);
+    EXPECT_EQ(QStringList{"Nothing to upload."}, m_pUI->messages);
+    m_pUI->messages.clear();
+
+    // The person opens the host's registers, checks two, closes the block of one and picks the
+    // other.
+    ASSERT_NE(nullptr, pBrowser->ExpandNode(iHost));
+    QTreeWidgetItem* pIdentity = pBrowser->FindRegister(iHost, 0x00);
+    QTreeWidgetItem* pBaseID = pBrowser->FindRegister(iHost, 0x60);
+    ASSERT_NE(nullptr, pIdentity);
+    ASSERT_NE(nullptr, pBaseID);
+    for (QTreeWidgetItem* pItem = pBaseID->parent(); pItem; pItem = pItem->parent())
+    {
+        pItem->setExpanded(true);
+    }
+    pIdentity->setCheckState(0, Qt::Checked);
+    pBaseID->setCheckState(0, Qt::Checked);
+    m_pFrame->Browser()->Tree()->setCurrentItem(pBaseID);
+    const QString strBaseIDName = pBaseID->text(0);
+    EXPECT_FALSE(strBaseIDName.contains(" = "));
+    const bool bSameBlock = pIdentity->parent() == pBaseID->parent();
+    if (!bSameBlock)
+    {
+        pIdentity->parent()->setExpanded(false);
+    }
+
+    m_pFrame->RunCommand(eCmdUploadRegisters);
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join('|').toStdString();
+    EXPECT_TRUE(Core().IsModified());
+    pIdentity = pBrowser->FindRegister(iHost, 0x00);
+    pBaseID = pBrowser->FindRegister(iHost, 0x60);
+    ASSERT_NE(nullptr, pIdentity);
+    ASSERT_NE(nullptr, pBaseID);
+    EXPECT_EQ(Qt::Checked, pIdentity->checkState(0));
+    EXPECT_EQ(Qt::Checked, pBaseID->checkState(0));
+    EXPECT_EQ(pBaseID, pBrowser->Tree()->currentItem());
+    for (QTreeWidgetItem* pItem = pBaseID->parent(); pItem; pItem = pItem->parent())
+    {
+        EXPECT_TRUE(pItem->isExpanded()) << pItem->text(0).toStdString();
+    }
+    if (!bSameBlock)
+    {
+        EXPECT_FALSE(pIdentity->parent()->isExpanded());
+    }
+    // The values read show beside the names: the demo host's Base Device ID and its identity.
+    EXPECT_TRUE(pBaseID->text(0).startsWith(strBaseIDName.section(" [", 0, 0) + " = 00010001h"))
+        << pBaseID->text(0).toStdString();
+    EXPECT_TRUE(pIdentity->text(0).contains(" = 0001FFF0h")) << pIdentity->text(0).toStdString();
+    // Other PEs stay closed.
+    EXPECT_EQ(2, pBrowser->GetCheckedRegisters().size());
+}
+
+// A server whose host has an interface to open: capability bit 28, on a vendor 2 device 3 host,
+// whose HAL opens it by writing 1 to 0x10000.
+TEST(HostInterfaceTest, ConnectingOffersToEnableTheInterfaceAndYesOpensIt)
+{
+    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.topo";
+    QFile topology(strTopology);
+    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
+    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x100003F3\n"
+                   "device host0 endpoint vendor=0x0002 device=0x0003 processor memory id=0x01 "
+                   "largeid=0x0001\n"
+                   "host host0 localports=0\n");
+    topology.close();
+    nvtest::CSimProcess sim(strTopology.toStdString());
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    LinkSettings().wServerPort = sim.TcpPort();
+    LinkSettings().ulWaitMilliseconds = 3000;
+    const QString strLog = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.log";
+    ASSERT_TRUE(CreateLogFile(strLog));
+    EnableLogging(true);
+    {
+        CMainFrame frame;
+        nvtest::CRecordingUserInterface ui;
+        auto choose = [](int32_t* pnChoice, uint32_t* pulAddress)
+        {
+            *pnChoice = eConnInternetTCP;
+            *pulAddress = kLoopback;
+            return true;
+        };
+        frame.SetConnectionChooser(choose);
+        const QRegularExpression write("Maint_write ffffffff \\d+ 0 10000 4 ");
+
+        // No leaves the interface as it is.
+        ui.answers = {eAnswerNo};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected()) << ui.messages.join('|').toStdString();
+        EXPECT_EQ(QStringList{"Do you want to enable the SRIO interface?"}, ui.questions);
+        EXPECT_FALSE(QString::fromStdString(nvtest::ReadFile(strLog.toStdString())).contains(write));
+        frame.Core().Disconnect();
+        // Back to the same host PE: the map has it, and nothing is asked.
+        frame.RunCommand(eCmdConnect);
+        EXPECT_EQ(1, ui.questions.size());
+        frame.Core().Disconnect();
+
+        // On a new map the question comes again, and Yes opens the host's interface.
+        frame.Core().NewMap();
+        ui.answers = {eAnswerYes};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected());
+        EXPECT_EQ(2, ui.questions.size());
+        EXPECT_TRUE(QString::fromStdString(nvtest::ReadFile(strLog.toStdString())).contains(write))
+            << nvtest::ReadFile(strLog.toStdString());
+        EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+        frame.Core().Disconnect();
+    }
+    EnableLogging(false);
+    ReloadLinkSettings();
 }
 
 TEST_F(ConnectionTest, TransportTypeChangesWithItsNote)

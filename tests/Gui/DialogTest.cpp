@@ -68,13 +68,94 @@ TEST(DialogTest, DefaultSettingsStoreTheirStatesAndCheckTheHostID)
     CDefaultSettingsDlg again;
     EXPECT_TRUE(again.LargeTransport()->isChecked());
     EXPECT_EQ(eQuestionAlwaysNo, again.QuestionCombo(5)->currentIndex());
-    auto* pSmallID = again.findChildren<QLineEdit*>().at(0);
-    pSmallID->setText("256");
+    again.SmallHostID()->setText("256");
     EXPECT_FALSE(again.Store());
     EXPECT_EQ(QStringList{"Invalid data entry."}, ui.messages);
     // Back to a new user's settings for the tests that follow in this process.
     RemovePreference("Preferences", "DefaultDestIDSize");
     SetQuestionState("NoOverlaps", eQuestionAsk);
+}
+
+TEST(DialogTest, DefaultSettingsHoldTheDiscoveryWindowTheUpdateCheckAndTheDirectories)
+{
+    nvtest::CRecordingUserInterface ui;
+    const auto& directories = DefaultSettingsDirectories();
+    std::vector<std::string> keys;
+    for (const SDirectoryKey& directory : directories)
+    {
+        keys.push_back(directory.pszKey);
+    }
+    EXPECT_EQ((std::vector<std::string>{"AppDir", "BitmapDir", "ModuleDir", "CustomGUI", "EEPROM_DLLs",
+                                        "PEReportDir", "PMReportDir", "RegReportDir", "RTReportDir",
+                                        "WWReportDir"}),
+              keys);
+    SetPreference("SystemSettings", "LastCheck", QStringLiteral("2024-03-01"));
+    const QString strReports = QString::fromStdString(nvtest::ProcessTempDir()) + "/reports";
+    ASSERT_TRUE(QDir().mkpath(strReports));
+    {
+        CDefaultSettingsDlg dialog;
+        // A new user's values: details and pin off, no update check, every directory empty with
+        // the installed location shown where there is one.
+        EXPECT_FALSE(dialog.DiscoveryDetails()->isChecked());
+        EXPECT_FALSE(dialog.DiscoveryPinned()->isChecked());
+        EXPECT_FALSE(dialog.CheckForUpdates()->isChecked());
+        EXPECT_EQ("30", dialog.UpdateInterval()->text().toStdString());
+        EXPECT_EQ("2024-03-01", dialog.LastCheck()->text().toStdString());
+        for (size_t i = 0; i < directories.size(); ++i)
+        {
+            EXPECT_TRUE(dialog.DirectoryField(static_cast<int>(i))->text().isEmpty()) << keys[i];
+        }
+        EXPECT_FALSE(dialog.DirectoryField(2)->placeholderText().isEmpty()) << "the register library";
+
+        dialog.DiscoveryDetails()->setChecked(true);
+        dialog.DiscoveryPinned()->setChecked(true);
+        dialog.CheckForUpdates()->setChecked(true);
+        dialog.UpdateInterval()->setText("Eh"); // hexadecimal by the number entry rule: 14 days
+        dialog.DirectoryField(5)->setText(strReports);
+        // A directory that isn't there is refused, on its page, and nothing is stored.
+        dialog.DirectoryField(9)->setText(strReports + "/missing");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList{"Directory not found: '" + strReports + "/missing'"}, ui.messages);
+        EXPECT_EQ(2, dialog.Tabs()->currentIndex());
+        EXPECT_EQ(0u, GetPreference("Preferences", "DiscoveryDetails", 0u));
+        EXPECT_TRUE(GetPreference("Directories", "PEReportDir", QString()).isEmpty());
+        dialog.DirectoryField(9)->clear();
+        // So is an interval that isn't a number or lies outside 1 to 365 days.
+        dialog.UpdateInterval()->setText("12x");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(0, dialog.Tabs()->currentIndex());
+        dialog.UpdateInterval()->setText("400");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList({"Directory not found: '" + strReports + "/missing'", "Invalid data entry.",
+                               "The days between update checks must lie in the range 1 to 365."}),
+                  ui.messages);
+        dialog.UpdateInterval()->setText("Eh");
+        ASSERT_TRUE(dialog.Store());
+    }
+    EXPECT_TRUE(DiscoveryDetails());
+    EXPECT_TRUE(DiscoveryPinned());
+    EXPECT_EQ(1u, GetPreference("Preferences", "DiscoveryDetails", 0u));
+    EXPECT_EQ(1u, GetPreference("SystemSettings", "CheckForUpdates", 0u));
+    EXPECT_EQ(14u, GetPreference("SystemSettings", "UpdateInterval", 0u));
+    EXPECT_EQ("2024-03-01", GetPreference("SystemSettings", "LastCheck", QString()).toStdString());
+    EXPECT_EQ(strReports, GetPreference("Directories", "PEReportDir", QString()));
+    EXPECT_EQ("none", GetPreference("Directories", "WWReportDir", QStringLiteral("none")).toStdString())
+        << "an empty field stores no key";
+    {
+        CDefaultSettingsDlg again;
+        EXPECT_TRUE(again.DiscoveryPinned()->isChecked());
+        EXPECT_EQ(strReports, again.DirectoryField(5)->text());
+        // Clearing a field gives the directory back to its default.
+        again.DirectoryField(5)->clear();
+        again.DiscoveryDetails()->setChecked(false);
+        again.DiscoveryPinned()->setChecked(false);
+        again.CheckForUpdates()->setChecked(false);
+        ASSERT_TRUE(again.Store());
+    }
+    EXPECT_EQ("none", GetPreference("Directories", "PEReportDir", QStringLiteral("none")).toStdString());
+    EXPECT_FALSE(DiscoveryPinned());
+    RemovePreference("SystemSettings", "UpdateInterval");
+    RemovePreference("SystemSettings", "LastCheck");
 }
 
 class ConnectDlgTest : public ::testing::Test
