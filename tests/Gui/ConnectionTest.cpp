@@ -3,6 +3,7 @@
 #include "GuiTestEnvironment.h"
 
 #include "ChildView.h"
+#include "ConnectDlg.h"
 #include "DemoTarget.h"
 #include "EnumerationSettings.h"
 #include "LinkSettings.h"
@@ -19,9 +20,14 @@
 #include "TransactionLog.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
+#include <QRadioButton>
 #include <QRegularExpression>
+#include <QTabWidget>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -365,6 +371,64 @@ TEST(HostInterfaceTest, ConnectingOffersToEnableTheInterfaceAndYesOpensIt)
         frame.Core().Disconnect();
     }
     EnableLogging(false);
+    ReloadLinkSettings();
+}
+
+// The connection dialog's Internet tab reaches a server on a port of its own: the address typed
+// as "host:port", for TCP and for UDP, whose every datagram goes to that port.
+TEST(ServerPortTest, AnAddressWithAPortReachesAServerOffTheSettingsPort)
+{
+    nvtest::CSimProcess sim("demo.topo");
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    const uint16_t wSettingsPort = nvtest::FreeUdpPort();
+    LinkSettings().wServerPort = wSettingsPort; // nothing listens there
+    LinkSettings().wUdpLocalPort = 0;
+    LinkSettings().ulWaitMilliseconds = 3000;
+    CMainFrame frame;
+    nvtest::CRecordingUserInterface ui;
+    for (const auto& [bUdp, wPort] : {std::pair{false, sim.TcpPort()}, std::pair{true, sim.UdpPort()}})
+    {
+        bool bAnswered = false;
+        QTimer::singleShot(0,
+                           [&, bUdp = bUdp, wPort = wPort]
+                           {
+                               auto* pDialog = qobject_cast<CConnectDlg*>(QApplication::activeModalWidget());
+                               ASSERT_NE(nullptr, pDialog);
+                               bAnswered = true;
+                               pDialog->Tabs()->setCurrentIndex(eTabInternet);
+                               pDialog->InternetUdp()->setChecked(bUdp);
+                               pDialog->InternetAddress()->setText(QStringLiteral("127.0.0.1:%1").arg(wPort));
+                               pDialog->accept();
+                           });
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(bAnswered);
+        ASSERT_TRUE(frame.Core().IsConnected()) << ui.messages.join('|').toStdString();
+        EXPECT_EQ(bUdp ? eConnInternetUDP : eConnInternetTCP, frame.Core().HostPE()->eConnectionType);
+        // Traffic after the connection goes there too.
+        EXPECT_EQ(1, UploadRegisters(frame.Core().Document(), {{frame.Core().HostPE()->iNodeNumber, 0x60}}));
+        ui.answers = {eAnswerYes};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_FALSE(frame.Core().IsConnected());
+        EXPECT_EQ(wSettingsPort, LinkSettings().wServerPort) << "the settings' port stands again";
+    }
+    EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+
+    // A bad port is told and keeps the dialog open, so nothing connects.
+    QTimer::singleShot(0,
+                       [&]
+                       {
+                           auto* pDialog = qobject_cast<CConnectDlg*>(QApplication::activeModalWidget());
+                           ASSERT_NE(nullptr, pDialog);
+                           pDialog->Tabs()->setCurrentIndex(eTabInternet);
+                           pDialog->InternetAddress()->setText(QStringLiteral("127.0.0.1:99999"));
+                           pDialog->accept();
+                           EXPECT_TRUE(pDialog->isVisible());
+                           pDialog->reject();
+                       });
+    frame.RunCommand(eCmdConnect);
+    EXPECT_FALSE(frame.Core().IsConnected());
+    EXPECT_EQ(QStringList{InvalidPortText()}, ui.messages);
     ReloadLinkSettings();
 }
 

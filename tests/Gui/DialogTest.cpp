@@ -3,6 +3,7 @@
 #include "GuiTestEnvironment.h"
 
 #include "ConnectDlg.h"
+#include "ConnectionChoice.h"
 #include "DebugKeyFile.h"
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
@@ -10,6 +11,7 @@
 #include "LinkSettings.h"
 #include "MainFrame.h"
 #include "MapOptionsDlg.h"
+#include "ParametersDlg.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
 #include "RecordingUserInterface.h"
@@ -17,6 +19,7 @@
 #include "TestSupport.h"
 #include "WorkingDlg.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -156,6 +159,80 @@ TEST(DialogTest, DefaultSettingsHoldTheDiscoveryWindowTheUpdateCheckAndTheDirect
     EXPECT_FALSE(DiscoveryPinned());
     RemovePreference("SystemSettings", "UpdateInterval");
     RemovePreference("SystemSettings", "LastCheck");
+}
+
+TEST(DialogTest, ParametersAreCheckedBeforeTheyAreStoredAndTheLinksTakeThem)
+{
+    nvtest::CRecordingUserInterface ui;
+    ReloadLinkSettings();
+    const auto& parameters = LinkParameters();
+    auto index = [&parameters](const char* pszKey)
+    {
+        for (size_t i = 0; i < parameters.size(); ++i)
+        {
+            if (QLatin1String(parameters[i].pszKey) == QLatin1String(pszKey))
+            {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    };
+    const int iServer = index("ServerPort");
+    const int iAddress = index("BroadcastAddress");
+    const int iWait = index("ReceiveWaitMs");
+    ASSERT_GE(iServer, 0);
+    ASSERT_GE(iAddress, 0);
+    ASSERT_GE(iWait, 0);
+    {
+        CParametersDlg dialog;
+        EXPECT_EQ("15000", dialog.Field(iServer)->text().toStdString());
+        EXPECT_EQ("255.255.255.255", dialog.Field(iAddress)->text().toStdString());
+        dialog.Field(iServer)->setText("3B00h");
+        dialog.Field(iAddress)->setText("127.0.0.1");
+        dialog.Field(iWait)->setText("5000000");
+        // One bad field stores nothing, and shows which.
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList{"Wait limit of a receive must lie in the range 100 to 600000."}, ui.messages);
+        EXPECT_EQ("5000000", dialog.Field(iWait)->selectedText().toStdString()) << "the field at fault";
+        EXPECT_EQ(0u, GetPreference("Preferences", "ServerPort", 0u));
+        dialog.Field(iAddress)->setText("127.0.1");
+        dialog.Field(iWait)->setText("2500");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ("Please enter a valid IP address.", ui.messages.last().toStdString());
+        dialog.Field(iAddress)->setText("127.0.0.1");
+        ASSERT_TRUE(dialog.Store());
+    }
+    EXPECT_EQ(0x3B00u, GetPreference("Preferences", "ServerPort", 0u));
+    EXPECT_EQ("127.0.0.1", GetPreference("Preferences", "BroadcastAddress", QString()).toStdString());
+    EXPECT_EQ(2500u, GetPreference("Preferences", "ReceiveWaitMs", 0u));
+
+    // Through the menu with no target: the links read the new values at once.
+    CMainFrame frame;
+    nvtest::CRecordingUserInterface frameUI;
+    QTimer::singleShot(0,
+                       []
+                       {
+                           auto* pDialog = qobject_cast<CParametersDlg*>(QApplication::activeModalWidget());
+                           ASSERT_NE(nullptr, pDialog);
+                           pDialog->accept();
+                       });
+    frame.RunCommand(eCmdParameters);
+    EXPECT_EQ(0x3B00, LinkSettings().wServerPort);
+    EXPECT_EQ(0x7F000001u, LinkSettings().ulBroadcastAddress);
+    EXPECT_EQ(2500u, LinkSettings().ulWaitMilliseconds);
+    EXPECT_TRUE(frameUI.messages.isEmpty());
+    // Defaults put the standard values back.
+    {
+        CParametersDlg dialog;
+        dialog.SetDefaults();
+        EXPECT_EQ("15000", dialog.Field(iServer)->text().toStdString());
+        EXPECT_EQ("255.255.255.255", dialog.Field(iAddress)->text().toStdString());
+    }
+    for (const SLinkParameter& parameter : parameters)
+    {
+        RemovePreference("Preferences", QLatin1String(parameter.pszKey));
+    }
+    ReloadLinkSettings();
 }
 
 class ConnectDlgTest : public ::testing::Test
