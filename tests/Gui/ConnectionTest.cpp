@@ -14,16 +14,19 @@
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "Preferences.h"
+#include "QtUserInterface.h"
 #include "RecordingUserInterface.h"
 #include "SimProcess.h"
 #include "TestSupport.h"
 #include "TransactionLog.h"
+#include "WorkingDlg.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTabWidget>
@@ -429,6 +432,103 @@ TEST(ServerPortTest, AnAddressWithAPortReachesAServerOffTheSettingsPort)
     frame.RunCommand(eCmdConnect);
     EXPECT_FALSE(frame.Core().IsConnected());
     EXPECT_EQ(QStringList{InvalidPortText()}, ui.messages);
+    RemovePreference("Preferences", "LastConnTab");
+    ReloadLinkSettings();
+}
+
+// A discovery that ends with a warning: the working window stays with its log, its counts and the
+// warning, its button reading "Close", until the person closes it.
+TEST(DiscoveryWindowTest, AWarningKeepsTheWindowWithItsLogUntilClosed)
+{
+    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/twins.topo";
+    QFile topology(strTopology);
+    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
+    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x3F3\n"
+                   "device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001\n"
+                   "device sw1 switch model=cps1848\n"
+                   "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+                   "device ep2 endpoint memory id=0x05 largeid=0x0005\n"
+                   "host host0 localports=0\n"
+                   "link host0:0 sw1:0 speed=3.125 width=4\n"
+                   "link sw1:1 ep1:0 speed=3.125 width=4\n"
+                   "link sw1:2 ep2:0 speed=3.125 width=4\n");
+    topology.close();
+    nvtest::CSimProcess sim(strTopology.toStdString());
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    LinkSettings().wServerPort = sim.TcpPort();
+    LinkSettings().ulWaitMilliseconds = 3000;
+    // The questions on the way are answered for good, so that only the working window shows.
+    for (const char* pszKey : {"DiscoveryLog", "SkipUploadFromUnusedPorts", "NoOverlaps"})
+    {
+        SetPreference("Messages", QStringLiteral("%1DontAsk").arg(QLatin1String(pszKey)), 1u);
+        SetPreference("Messages", QStringLiteral("%1Response").arg(QLatin1String(pszKey)),
+                      QLatin1String(pszKey) == QLatin1String("DiscoveryLog") ? 6u : 7u);
+    }
+    SetPreference("Preferences", "DiscoveryDetails", 1u);
+    {
+        CMainFrame frame;
+        frame.SetConnectionChooser(
+            [](int32_t* pnChoice, uint32_t* pulAddress)
+            {
+                *pnChoice = eConnInternetTCP;
+                *pulAddress = kLoopback;
+                return true;
+            });
+        frame.SetDiscoverySettingsChooser(
+            [](CEnumerationSettings& settings)
+            {
+                settings.SetEnumerate(false);
+                settings.SetTryAllClockRates(false);
+                return settings.Validate() == CEnumerationSettings::eFieldNone;
+            });
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected());
+        CQtUserInterface ui(&frame);
+        bool bSeen = false;
+        std::function<void()> watch = [&]
+        {
+            CWorkingDlg* pWindow = ui.WorkingWindow();
+            if (!pWindow || pWindow->Button()->text() != QLatin1String("Close"))
+            {
+                QTimer::singleShot(20, watch);
+                return;
+            }
+            bSeen = true;
+            EXPECT_EQ("Standard Discovery", pWindow->windowTitle().toStdString());
+            EXPECT_TRUE(pWindow->ProgressText().startsWith("Warning: Destination IDs are not unique."))
+                << pWindow->ProgressText().toStdString();
+            EXPECT_TRUE(pWindow->LogText().contains("Begin Discovery: Norvanta"));
+            EXPECT_TRUE(pWindow->LogText().contains("FOUND DEVICE"));
+            EXPECT_TRUE(pWindow->DetailsShown()) << "the details state of the preferences";
+            EXPECT_EQ("PEs found: 4    Switches: 1    Endpoints: 3", pWindow->CountsText().toStdString());
+            EXPECT_TRUE(pWindow->isVisible());
+            // It stays until the person closes it: a moment later it is still there.
+            QTimer::singleShot(200,
+                               [&ui, pWindow]
+                               {
+                                   ASSERT_EQ(pWindow, ui.WorkingWindow());
+                                   EXPECT_TRUE(pWindow->isVisible());
+                                   pWindow->DetailsButton()->click(); // closes the details
+                                   pWindow->Button()->click();
+                               });
+        };
+        QTimer::singleShot(20, watch);
+        frame.RunCommand(eCmdStandardDiscovery);
+        EXPECT_TRUE(bSeen);
+        EXPECT_EQ(nullptr, ui.WorkingWindow());
+        // The window's state is kept for the next discovery.
+        EXPECT_EQ(0u, GetPreference("Preferences", "DiscoveryDetails", 1u));
+        frame.Core().Disconnect();
+        frame.Core().SetModified(false);
+    }
+    for (const char* pszKey : {"DiscoveryLog", "SkipUploadFromUnusedPorts", "NoOverlaps"})
+    {
+        RemovePreference("Messages", QStringLiteral("%1DontAsk").arg(QLatin1String(pszKey)));
+        RemovePreference("Messages", QStringLiteral("%1Response").arg(QLatin1String(pszKey)));
+    }
+    RemovePreference("Preferences", "DiscoveryDetails");
+    RemovePreference("Preferences", "DiscoveryPinned");
     ReloadLinkSettings();
 }
 
@@ -562,6 +662,12 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
                            "Elliminate PE overlaps?"}),
               m_pUI->questions);
     EXPECT_EQ(QStringList({"Standard Discovery", "Upload Registers"}), m_pUI->workTitles);
+    // The counts grew while the walk went on, and the last one tells the whole fabric: seven
+    // PEs, two of them switches (the Null PEs of free ports aren't counted).
+    ASSERT_GE(m_pUI->workCounts.size(), 3);
+    EXPECT_EQ("PEs found: 7    Switches: 2    Endpoints: 5", m_pUI->workCounts.last().toStdString());
+    EXPECT_TRUE(m_pUI->workCounts.contains("PEs found: 2    Switches: 1    Endpoints: 1"))
+        << m_pUI->workCounts.join('|').toStdString();
 
     // The demo fabric: the host, two CPS-1848s, four endpoints, and a Null PE on every free port.
     const CNetworkDocument& document = Core().Document();

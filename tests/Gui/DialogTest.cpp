@@ -378,26 +378,85 @@ TEST(DialogTest, TheWorkingWindowShowsProgressAndTakesCancel)
     CQtUserInterface ui;
     ui.BeginWork("Standard Discovery", true);
     ASSERT_NE(nullptr, ui.WorkingWindow());
-    EXPECT_TRUE(ui.WorkingWindow()->isVisible());
-    EXPECT_EQ("Standard Discovery", ui.WorkingWindow()->windowTitle().toStdString());
+    CWorkingDlg* pWindow = ui.WorkingWindow();
+    EXPECT_TRUE(pWindow->isVisible());
+    EXPECT_EQ("Standard Discovery", pWindow->windowTitle().toStdString());
     ui.SetWorkProgress("Working...Please wait.");
-    ui.AppendWorkLog("Node 1");
-    EXPECT_EQ("Working...Please wait.", ui.WorkingWindow()->ProgressText().toStdString());
-    EXPECT_EQ("Node 1", ui.WorkingWindow()->LogText().toStdString());
+    ui.AppendWorkLog("Node 1\n");
+    ui.SetWorkCounts("PEs found: 3    Switches: 1    Endpoints: 2");
+    EXPECT_EQ("Working...Please wait.", pWindow->ProgressText().toStdString());
+    EXPECT_EQ("Node 1", pWindow->LogText().toStdString());
+    EXPECT_EQ("PEs found: 3    Switches: 1    Endpoints: 2", pWindow->CountsText().toStdString());
+    // The details button opens and closes the log pane; the state goes back to the caller.
+    EXPECT_FALSE(pWindow->DetailsShown());
+    pWindow->DetailsButton()->click();
+    EXPECT_TRUE(pWindow->DetailsShown());
+    EXPECT_EQ("<< Details", pWindow->DetailsButton()->text().toStdString());
+    bool bDetails = false;
+    bool bPinned = true;
+    ui.GetWorkWindowState(&bDetails, &bPinned);
+    EXPECT_TRUE(bDetails);
+    EXPECT_FALSE(bPinned);
     EXPECT_FALSE(ui.WorkCancelled());
-    QTest::mouseClick(ui.WorkingWindow()->findChild<QPushButton*>(), Qt::LeftButton);
+    EXPECT_EQ("Cancel", pWindow->Button()->text().toStdString());
+    QTest::mouseClick(pWindow->Button(), Qt::LeftButton);
     EXPECT_TRUE(ui.WorkCancelled());
-    // A warning at the end waits with the button reading "Close".
+    // A warning at the end waits with the button reading "Close", the log still there.
     QTimer::singleShot(50,
                        [&ui]
                        {
-                           QPushButton* pButton = ui.WorkingWindow()->findChild<QPushButton*>();
-                           EXPECT_EQ("Close", pButton->text().toStdString());
-                           EXPECT_EQ("Warning: 2 PEs did not answer",
-                                     ui.WorkingWindow()->ProgressText().toStdString());
-                           pButton->click();
+                           CWorkingDlg* pDone = ui.WorkingWindow();
+                           EXPECT_EQ("Close", pDone->Button()->text().toStdString());
+                           EXPECT_EQ("Warning: 2 PEs did not answer", pDone->ProgressText().toStdString());
+                           EXPECT_EQ("Node 1", pDone->LogText().toStdString());
+                           EXPECT_TRUE(pDone->isVisible());
+                           pDone->Button()->click();
                        });
     ui.EndWork("2 PEs did not answer");
+    EXPECT_EQ(nullptr, ui.WorkingWindow());
+}
+
+TEST(DialogTest, APinnedWorkingWindowStaysAndInnerWorkLeavesTheOuterWindowAlone)
+{
+    CQtUserInterface ui;
+    ui.BeginWork("Standard Discovery", true);
+    ui.SetWorkWindowState(true, true);
+    CWorkingDlg* pOuter = ui.WorkingWindow();
+    EXPECT_TRUE(pOuter->DetailsShown());
+    EXPECT_TRUE(pOuter->PinBox()->isChecked());
+    ui.AppendWorkLog("FOUND DEVICE HopCount=01");
+    // A table transfer inside the discovery gets its own window, over the outer one.
+    ui.BeginWork("Uploading all routing tables...", false);
+    CWorkingDlg* pInner = ui.WorkingWindow();
+    ASSERT_NE(pOuter, pInner);
+    EXPECT_EQ(nullptr, pInner->DetailsButton()) << "no log, no details";
+    ui.SetWorkCounts("Switch 1 of 2");
+    EXPECT_EQ("Switch 1 of 2", pInner->CountsText().toStdString());
+    EXPECT_TRUE(pOuter->CountsText().isEmpty());
+    ui.EndWork(QString());
+    ASSERT_EQ(pOuter, ui.WorkingWindow());
+    EXPECT_TRUE(pOuter->isVisible());
+    EXPECT_EQ("FOUND DEVICE HopCount=01", pOuter->LogText().toStdString());
+    // Escape during the work is a Cancel, not a close.
+    pOuter->reject();
+    EXPECT_TRUE(pOuter->isVisible());
+    EXPECT_TRUE(ui.WorkCancelled());
+    // Pinned: the end waits for Close without a warning.
+    bool bWaited = false;
+    QTimer::singleShot(50,
+                       [&]
+                       {
+                           bWaited = true;
+                           EXPECT_EQ("Close", pOuter->Button()->text().toStdString());
+                           EXPECT_TRUE(pOuter->isVisible());
+                           pOuter->reject(); // the close box works once the work is done
+                       });
+    ui.EndWork(QString());
+    EXPECT_TRUE(bWaited);
+    EXPECT_EQ(nullptr, ui.WorkingWindow());
+    // Without the pin the window goes at once.
+    ui.BeginWork("Standard Discovery", true);
+    ui.EndWork(QString());
     EXPECT_EQ(nullptr, ui.WorkingWindow());
 }
 
