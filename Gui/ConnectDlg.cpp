@@ -139,6 +139,7 @@ QWidget* CConnectDlg::MakeInternetTab()
     auto* pProtocol = new QHBoxLayout;
     pProtocol->addWidget(pTcp);
     pProtocol->addWidget(m_pInternetUdp);
+    pProtocol->addStretch();
     pForm->addRow(QStringLiteral("IP address:"), m_pAddress);
     pForm->addRow(QStringLiteral("Protocol:"), pProtocol);
     auto* pNote = new QLabel(QStringLiteral("A server on another port than that of Settings > Parameters is "

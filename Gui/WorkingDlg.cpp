@@ -24,6 +24,8 @@ CWorkingDlg::CWorkingDlg(const QString& strTitle, bool bWithLog, QWidget* pParen
     m_pProgress = new QLabel(this);
     m_pProgress->setMinimumWidth(420);
     m_pProgress->setTextFormat(Qt::PlainText);
+    // A long warning wraps rather than being cut at the window's edge.
+    m_pProgress->setWordWrap(true);
     pLayout->addWidget(m_pProgress);
     m_pCounts = new QLabel(this);
     m_pCounts->setTextFormat(Qt::PlainText);
