@@ -132,15 +132,20 @@ QWidget* CConnectDlg::MakeInternetTab()
     auto* pTab = new QWidget;
     auto* pForm = new QFormLayout(pTab);
     m_pAddress = new QLineEdit;
-    m_pAddress->setPlaceholderText(QStringLiteral("192.168.1.10"));
+    m_pAddress->setPlaceholderText(QStringLiteral("192.168.1.10  or  192.168.1.10:15000"));
     auto* pTcp = new QRadioButton(QStringLiteral("TCP"));
     m_pInternetUdp = new QRadioButton(QStringLiteral("UDP"));
     pTcp->setChecked(true);
     auto* pProtocol = new QHBoxLayout;
     pProtocol->addWidget(pTcp);
     pProtocol->addWidget(m_pInternetUdp);
+    pProtocol->addStretch();
     pForm->addRow(QStringLiteral("IP address:"), m_pAddress);
     pForm->addRow(QStringLiteral("Protocol:"), pProtocol);
+    auto* pNote = new QLabel(QStringLiteral("A server on another port than that of Settings > Parameters is "
+                                            "reached by adding \":port\" to its address."));
+    pNote->setWordWrap(true);
+    pForm->addRow(pNote);
     return pTab;
 }
 
@@ -205,6 +210,7 @@ QString CConnectDlg::NotFoundText(int iTab) const
 bool CConnectDlg::TakeChoice()
 {
     const int iTab = m_pTabs->currentIndex();
+    m_wServerPort = 0;
     switch (iTab)
     {
     case eTabEthernet:
@@ -222,13 +228,16 @@ bool CConnectDlg::TakeChoice()
         break;
     }
     case eTabInternet:
-        if (!ParseInternetAddress(m_pAddress->text(), &m_ulAddressWord))
+    {
+        QString strError;
+        if (!ParseInternetTarget(m_pAddress->text(), &m_ulAddressWord, &m_wServerPort, &strError))
         {
-            ShowMessage(InvalidAddressText());
+            ShowMessage(strError);
             return false;
         }
         m_nChoice = m_pInternetUdp->isChecked() ? eConnInternetUDP : eConnInternetTCP;
         break;
+    }
     case eTabRS232:
     {
         if (SelectedValue(m_pSerialPorts) < 0)

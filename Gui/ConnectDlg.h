@@ -27,6 +27,8 @@ public:
 
     int32_t Choice() const { return m_nChoice; }
     uint32_t AddressWord() const { return m_ulAddressWord; }
+    // The port typed after the address on the Internet tab, or 0 for the settings' server port.
+    uint16_t ServerPort() const { return m_wServerPort; }
 
     // Checks the current tab and takes its choice; false (with the tab's message) keeps the
     // dialog open.
@@ -65,4 +67,5 @@ private:
     std::vector<SLinkList> m_lists; // RS232, JTAG, I2C and PCIe, as found when the dialog opened
     int32_t m_nChoice = 0;
     uint32_t m_ulAddressWord = 0;
+    uint16_t m_wServerPort = 0;
 };

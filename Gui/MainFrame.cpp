@@ -7,6 +7,7 @@
 #include "DefaultSettings.h"
 #include "DefaultSettingsDlg.h"
 #include "EnumerationDlg.h"
+#include "LinkSettings.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
 #include "MapScene.h"
@@ -14,6 +15,7 @@
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
+#include "ParametersDlg.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
 #include "RoutingTableDlg.h"
@@ -58,6 +60,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
         }
         *pnChoice = dialog.Choice();
         *pulAddressWord = dialog.AddressWord();
+        m_core.Session().SetNextServerPort(dialog.ServerPort());
         return true;
     };
     m_core.onMapChanged = [this] { OnMapChanged(); };
@@ -312,6 +315,25 @@ void CMainFrame::InstallHandlers()
                OnStatusChanged();
            }
        });
+    on(eCmdParameters,
+       [this](const SCommandContext&)
+       {
+           CParametersDlg dialog(this);
+           if (dialog.exec() != QDialog::Accepted)
+           {
+               return;
+           }
+           // A link that is open keeps the values it was opened with.
+           if (m_core.IsConnected())
+           {
+               ShowMessage(QStringLiteral("The new parameters take effect at the next connection."),
+                           EMessageKind::Information);
+           }
+           else
+           {
+               ReloadLinkSettings();
+           }
+       });
     on(eCmdAbout,
        [](const SCommandContext&)
        {
@@ -423,8 +445,10 @@ void CMainFrame::InstallHandlers()
     on(eCmdUploadRegisters,
        [this](const SCommandContext&)
        {
-           if (UploadRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
+           if (UploadCheckedRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
            {
+               // The rebuilt tree keeps what the person opened, checked and picked, and now
+               // shows the values read.
                m_core.SetModified();
                m_pBrowser->Rebuild(m_core.Document());
            }

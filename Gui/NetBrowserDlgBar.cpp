@@ -4,7 +4,9 @@
 
 #include <QHeaderView>
 #include <QMenu>
+#include <QScrollBar>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 
 namespace
 {
@@ -13,6 +15,40 @@ constexpr int kKindRole = Qt::UserRole;
 constexpr int kNodeRole = Qt::UserRole + 1;
 constexpr int kOffsetRole = Qt::UserRole + 2;
 constexpr int kLazyRole = Qt::UserRole + 3;
+// What names an item across rebuilds: its kind, its PE and what it stands for, not its text, which
+// changes with a register's value.
+constexpr int kKeyRole = Qt::UserRole + 4;
+constexpr QChar kPathSeparator = QChar(0x1F);
+
+QString ItemKey(const SBrowserItem& item)
+{
+    switch (item.eKind)
+    {
+    case eBrowsePE:
+        return QStringLiteral("%1:%2").arg(item.eKind).arg(item.iNode);
+    case eBrowseRegister:
+        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.uOffset);
+    case eBrowseTable:
+        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.iTableSlot);
+    default:
+        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.strText);
+    }
+}
+
+QString ItemPath(const QTreeWidgetItem* pItem)
+{
+    QStringList keys;
+    for (; pItem; pItem = pItem->parent())
+    {
+        keys.prepend(pItem->data(0, kKeyRole).toString());
+    }
+    return keys.join(kPathSeparator);
+}
+
+QString RegisterKey(int iNode, uint32_t uOffset)
+{
+    return QStringLiteral("%1:%2").arg(iNode).arg(uOffset);
+}
 
 void CollectChecked(const QTreeWidgetItem* pItem, std::vector<SCheckedRegister>* pChecked)
 {
@@ -54,6 +90,7 @@ void CNetBrowserDlgBar::Fill(QTreeWidgetItem* pParent, const std::vector<SBrowse
         pItem->setData(0, kKindRole, static_cast<int>(item.eKind));
         pItem->setData(0, kNodeRole, item.iNode);
         pItem->setData(0, kOffsetRole, item.uOffset);
+        pItem->setData(0, kKeyRole, ItemKey(item));
         if (item.bCheckable)
         {
             pItem->setCheckState(0, Qt::Unchecked);
@@ -76,13 +113,104 @@ void CNetBrowserDlgBar::Fill(QTreeWidgetItem* pParent, const std::vector<SBrowse
     }
 }
 
+CNetBrowserDlgBar::SState CNetBrowserDlgBar::SaveState() const
+{
+    SState state;
+    std::vector<const QTreeWidgetItem*> pending;
+    for (int i = 0; i < m_pTree->topLevelItemCount(); ++i)
+    {
+        pending.push_back(m_pTree->topLevelItem(i));
+    }
+    while (!pending.empty())
+    {
+        const QTreeWidgetItem* pItem = pending.back();
+        pending.pop_back();
+        if (pItem->isExpanded())
+        {
+            state.expanded.insert(ItemPath(pItem));
+        }
+        if (pItem->data(0, kKindRole).toInt() == eBrowseRegister && pItem->checkState(0) == Qt::Checked)
+        {
+            state.checked.insert(
+                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt()));
+            state.checkedNodes.insert(pItem->data(0, kNodeRole).toInt());
+        }
+        for (int i = 0; i < pItem->childCount(); ++i)
+        {
+            pending.push_back(pItem->child(i));
+        }
+    }
+    if (const QTreeWidgetItem* pCurrent = m_pTree->currentItem())
+    {
+        state.strCurrent = ItemPath(pCurrent);
+        state.iCurrentNode = pCurrent->data(0, kNodeRole).toInt();
+    }
+    state.iScroll = m_pTree->verticalScrollBar()->value();
+    return state;
+}
+
+void CNetBrowserDlgBar::RestoreState(const SState& state)
+{
+    QTreeWidgetItem* pCurrent = nullptr;
+    std::vector<QTreeWidgetItem*> pending;
+    for (int i = 0; i < m_pTree->topLevelItemCount(); ++i)
+    {
+        QTreeWidgetItem* pItem = m_pTree->topLevelItem(i);
+        const int iNode = pItem->data(0, kNodeRole).toInt();
+        // A PE with checked registers, or with the picked item, has its branch built even when
+        // it is closed, so that the checks and the pick come back.
+        if (state.checkedNodes.count(iNode) != 0 || iNode == state.iCurrentNode)
+        {
+            BuildBranch(pItem);
+        }
+        pending.push_back(pItem);
+    }
+    while (!pending.empty())
+    {
+        QTreeWidgetItem* pItem = pending.back();
+        pending.pop_back();
+        const QString strPath = ItemPath(pItem);
+        if (state.expanded.count(strPath) != 0)
+        {
+            pItem->setExpanded(true);
+        }
+        if (pItem->data(0, kKindRole).toInt() == eBrowseRegister &&
+            pItem->flags() & Qt::ItemIsUserCheckable &&
+            state.checked.count(
+                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt())) != 0)
+        {
+            pItem->setCheckState(0, Qt::Checked);
+        }
+        if (!state.strCurrent.isEmpty() && strPath == state.strCurrent)
+        {
+            pCurrent = pItem;
+        }
+        for (int i = 0; i < pItem->childCount(); ++i)
+        {
+            pending.push_back(pItem->child(i));
+        }
+    }
+    if (pCurrent)
+    {
+        m_pTree->setCurrentItem(pCurrent);
+    }
+    m_pTree->verticalScrollBar()->setValue(state.iScroll);
+}
+
 void CNetBrowserDlgBar::Rebuild(const CNetworkDocument& document)
 {
+    const SState state = SaveState();
     m_pTree->clear();
     Fill(nullptr, BrowserPEItems(document));
+    RestoreState(state);
 }
 
 void CNetBrowserDlgBar::OnExpanded(QTreeWidgetItem* pItem)
+{
+    BuildBranch(pItem);
+}
+
+void CNetBrowserDlgBar::BuildBranch(QTreeWidgetItem* pItem)
 {
     if (!pItem->data(0, kLazyRole).toBool())
     {
@@ -106,6 +234,19 @@ QTreeWidgetItem* CNetBrowserDlgBar::ExpandNode(int iNode)
         {
             pItem->setExpanded(true);
             return pItem;
+        }
+    }
+    return nullptr;
+}
+
+QTreeWidgetItem* CNetBrowserDlgBar::FindRegister(int iNode, uint32_t uOffset) const
+{
+    for (QTreeWidgetItemIterator it(m_pTree); *it; ++it)
+    {
+        if ((*it)->data(0, kKindRole).toInt() == eBrowseRegister &&
+            (*it)->data(0, kNodeRole).toInt() == iNode && (*it)->data(0, kOffsetRole).toUInt() == uOffset)
+        {
+            return *it;
         }
     }
     return nullptr;

@@ -8,6 +8,8 @@
 
 #include <QDockWidget>
 
+#include <set>
+
 class QTreeWidget;
 class QTreeWidgetItem;
 
@@ -18,11 +20,14 @@ class CNetBrowserDlgBar : public QDockWidget
 public:
     CNetBrowserDlgBar(CMainFrameCore& core, QWidget* pParent = nullptr);
 
-    // Fills the tree from the document.
+    // Fills the tree from the document. What the person opened, checked and picked stays as it
+    // was wherever the new tree has the same items (so register values read since show at once).
     void Rebuild(const CNetworkDocument& document);
     // The registers whose boxes are checked, in tree order.
     std::vector<SCheckedRegister> GetCheckedRegisters() const;
     QTreeWidget* Tree() const { return m_pTree; }
+    // The item of a register whose branch is built, or null.
+    QTreeWidgetItem* FindRegister(int iNode, uint32_t uOffset) const;
     // Opens a PE's branch (building it) and returns its item, or null.
     QTreeWidgetItem* ExpandNode(int iNode);
 
@@ -30,6 +35,20 @@ signals:
     void commandChosen(ECommand eCommand, const SCommandContext& context);
 
 private:
+    // The person's view of the tree, by item paths that survive a rebuild.
+    struct SState
+    {
+        std::set<QString> expanded;
+        std::set<QString> checked; // "node:offset" of checked registers
+        std::set<int> checkedNodes;
+        QString strCurrent;
+        int iCurrentNode = -1;
+        int iScroll = 0;
+    };
+    SState SaveState() const;
+    void RestoreState(const SState& state);
+    // Builds the items under a PE's node, once.
+    void BuildBranch(QTreeWidgetItem* pItem);
     void Fill(QTreeWidgetItem* pParent, const std::vector<SBrowserItem>& items);
     void OnExpanded(QTreeWidgetItem* pItem);
     void OnDoubleClicked(QTreeWidgetItem* pItem);

@@ -1,5 +1,6 @@
 #include "QtUserInterface.h"
 
+#include "ColumnMessageDlg.h"
 #include "NumberText.h"
 #include "WorkingDlg.h"
 
@@ -15,12 +16,22 @@ CQtUserInterface::CQtUserInterface(QWidget* pParent) : m_pParent(pParent)
 
 CQtUserInterface::~CQtUserInterface()
 {
-    delete m_pWorking;
+    while (!m_Working.empty())
+    {
+        delete m_Working.back();
+        m_Working.pop_back();
+    }
     SetUserInterface(nullptr);
 }
 
 void CQtUserInterface::ShowMessage(const QString& strText, const QString& strTitle, EMessageKind eKind)
 {
+    if (CColumnMessageDlg::HasColumns(strText))
+    {
+        CColumnMessageDlg dialog(strText, strTitle, eKind, m_pParent);
+        dialog.exec();
+        return;
+    }
     const QMessageBox::Icon eIcon = eKind == EMessageKind::Error     ? QMessageBox::Critical
                                     : eKind == EMessageKind::Warning ? QMessageBox::Warning
                                                                      : QMessageBox::Information;
@@ -77,12 +88,33 @@ QString CQtUserInterface::QtFilter(const QString& strFilter)
     return filters.join(QStringLiteral(";;"));
 }
 
+QString CQtUserInterface::DefaultSuffix(const QString& strFilter)
+{
+    const QStringList parts = strFilter.split(QLatin1Char('|'), Qt::SkipEmptyParts);
+    if (parts.size() < 2 || !parts[1].startsWith(QLatin1String("*.")))
+    {
+        return QString();
+    }
+    const QString strSuffix = parts[1].mid(2).section(QLatin1Char(';'), 0, 0);
+    return strSuffix.contains(QLatin1Char('*')) ? QString() : strSuffix;
+}
+
 QString CQtUserInterface::ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
                                      const QString& strDefaultName)
 {
     const QString strQtFilter = QtFilter(strFilter);
-    return bSave ? QFileDialog::getSaveFileName(m_pParent, strTitle, strDefaultName, strQtFilter)
-                 : QFileDialog::getOpenFileName(m_pParent, strTitle, strDefaultName, strQtFilter);
+    if (!bSave)
+    {
+        return QFileDialog::getOpenFileName(m_pParent, strTitle, strDefaultName, strQtFilter);
+    }
+    // A name typed without an extension takes the first filter's, and the dialog asks before it
+    // replaces a file of that name.
+    QFileDialog dialog(m_pParent, strTitle, strDefaultName, strQtFilter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(DefaultSuffix(strFilter));
+    return dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()
+               ? dialog.selectedFiles().first()
+               : QString();
 }
 
 QString CQtUserInterface::ChooseDirectory(const QString& strPrompt)
@@ -124,46 +156,96 @@ bool CQtUserInterface::AskText(const QString& strPrompt, const QString& strTitle
 void CQtUserInterface::BeginWork(const QString& strTitle, bool bWithLog)
 {
     IUserInterface::BeginWork(strTitle, bWithLog);
-    delete m_pWorking;
-    m_pWorking = new CWorkingDlg(strTitle, bWithLog, m_pParent);
-    m_pWorking->show();
-    m_pWorking->Pump();
+    // Work begun inside other work (a table transfer after a discovery) gets a window of its own
+    // over the outer one, which keeps its log.
+    QWidget* pParent = m_Working.empty() ? m_pParent.data() : m_Working.back();
+    auto* pWorking = new CWorkingDlg(strTitle, bWithLog, pParent);
+    m_Working.push_back(pWorking);
+    pWorking->show();
+    pWorking->Pump();
 }
 
 void CQtUserInterface::SetWorkProgress(const QString& strText)
 {
-    if (m_pWorking)
+    if (CWorkingDlg* pWorking = WorkingWindow())
     {
-        m_pWorking->SetProgress(strText);
-        m_pWorking->Pump();
+        pWorking->SetProgress(strText);
+        pWorking->Pump();
     }
 }
 
 void CQtUserInterface::AppendWorkLog(const QString& strLine)
 {
-    if (m_pWorking)
+    if (CWorkingDlg* pWorking = WorkingWindow())
     {
-        m_pWorking->AppendLog(strLine);
-        m_pWorking->Pump();
+        pWorking->AppendLog(strLine);
+        pWorking->Pump();
     }
+}
+
+void CQtUserInterface::SetWorkCounts(const QString& strCounts)
+{
+    if (CWorkingDlg* pWorking = WorkingWindow())
+    {
+        pWorking->SetCounts(strCounts);
+        pWorking->Pump();
+    }
+}
+
+void CQtUserInterface::SetWorkWindowState(bool bDetails, bool bPinned)
+{
+    IUserInterface::SetWorkWindowState(bDetails, bPinned);
+    if (CWorkingDlg* pWorking = WorkingWindow())
+    {
+        pWorking->SetDetails(bDetails);
+        pWorking->SetPinned(bPinned);
+        pWorking->Pump();
+    }
+}
+
+void CQtUserInterface::GetWorkWindowState(bool* pbDetails, bool* pbPinned)
+{
+    if (CWorkingDlg* pWorking = WorkingWindow())
+    {
+        *pbDetails = pWorking->DetailsShown();
+        *pbPinned = pWorking->Pinned();
+        return;
+    }
+    IUserInterface::GetWorkWindowState(pbDetails, pbPinned);
 }
 
 bool CQtUserInterface::WorkCancelled()
 {
-    if (!m_pWorking)
+    CWorkingDlg* pWorking = WorkingWindow();
+    if (!pWorking)
     {
         return false;
     }
-    m_pWorking->Pump();
-    return m_pWorking->Cancelled();
+    pWorking->Pump();
+    return pWorking->Cancelled();
 }
 
 void CQtUserInterface::EndWork(const QString& strWarning)
 {
-    if (m_pWorking && !strWarning.isEmpty())
+    CWorkingDlg* pWorking = WorkingWindow();
+    if (!pWorking)
     {
-        m_pWorking->Finish(QStringLiteral("Warning: %1").arg(strWarning));
+        return;
     }
-    delete m_pWorking;
-    m_pWorking = nullptr;
+    // A warning, or the pin, keeps the window, log and all, until the person closes it.
+    if (!strWarning.isEmpty())
+    {
+        pWorking->Finish(QStringLiteral("Warning: %1").arg(strWarning));
+    }
+    else if (pWorking->Pinned())
+    {
+        pWorking->Finish(pWorking->Cancelled() ? QStringLiteral("Cancelled.") : QStringLiteral("Done."));
+    }
+    // What the person made of the details and the pin outlives the window, for the caller to keep.
+    if (pWorking->DetailsButton())
+    {
+        IUserInterface::SetWorkWindowState(pWorking->DetailsShown(), pWorking->Pinned());
+    }
+    m_Working.pop_back();
+    delete pWorking;
 }

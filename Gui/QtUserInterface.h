@@ -6,6 +6,8 @@
 
 #include <QPointer>
 
+#include <vector>
+
 class QWidget;
 class CWorkingDlg;
 
@@ -28,16 +30,22 @@ public:
     void BeginWork(const QString& strTitle, bool bWithLog) override;
     void SetWorkProgress(const QString& strText) override;
     void AppendWorkLog(const QString& strLine) override;
+    void SetWorkCounts(const QString& strCounts) override;
+    void SetWorkWindowState(bool bDetails, bool bPinned) override;
+    void GetWorkWindowState(bool* pbDetails, bool* pbPinned) override;
     bool WorkCancelled() override;
     void EndWork(const QString& strWarning) override;
 
-    // The working window while work runs, else null.
-    CWorkingDlg* WorkingWindow() const { return m_pWorking; }
+    // The working window of the innermost work while work runs, else null.
+    CWorkingDlg* WorkingWindow() const { return m_Working.empty() ? nullptr : m_Working.back(); }
 
     // Turns a filter of the form "Name (*.x)|*.x|All Files|*.*||" into Qt's form.
     static QString QtFilter(const QString& strFilter);
+    // The extension a saved file gets when none is typed: the first filter's ("nvm" of
+    // "Maps (*.nvm)|*.nvm|..."), or none when that filter takes any name.
+    static QString DefaultSuffix(const QString& strFilter);
 
 private:
     QPointer<QWidget> m_pParent;
-    CWorkingDlg* m_pWorking = nullptr;
+    std::vector<CWorkingDlg*> m_Working; // open working windows, the innermost last
 };

@@ -11,6 +11,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 namespace
@@ -51,7 +52,8 @@ CRoutingTableEditorDlg::CRoutingTableEditorDlg(CNetworkDocument& map, CPEPrimiti
     pLists->addWidget(m_pTables);
     m_pEntries = new QTreeWidget;
     m_pEntries->setColumnCount(3);
-    m_pEntries->setHeaderHidden(true);
+    m_pEntries->setHeaderLabels(
+        {QStringLiteral("Destination ID"), QStringLiteral("Type"), QStringLiteral("Port")});
     m_pEntries->setRootIsDecorated(false);
     m_pEntries->setColumnWidth(0, kTypeColumnStart);
     m_pEntries->setColumnWidth(1, kPortColumnStart - kTypeColumnStart);
@@ -159,9 +161,22 @@ void CRoutingTableEditorDlg::ShowTable()
     {
         m_pEntries->addTopLevelItem(new QTreeWidgetItem({row.strID, row.strType, row.strPort}));
     }
+    FitColumns();
     if (QTreeWidgetItem* pSelected = m_pEntries->topLevelItem(m_editor.SelectedEntry()))
     {
         m_pEntries->setCurrentItem(pSelected);
+    }
+}
+
+void CRoutingTableEditorDlg::FitColumns()
+{
+    // The columns start at 80 and 160 as long as what they hold fits; binary IDs and the headings
+    // push them further out rather than being cut.
+    const int iMinimum[2] = {kTypeColumnStart, kPortColumnStart - kTypeColumnStart};
+    for (int iColumn = 0; iColumn < 2; ++iColumn)
+    {
+        m_pEntries->resizeColumnToContents(iColumn);
+        m_pEntries->setColumnWidth(iColumn, std::max(iMinimum[iColumn], m_pEntries->columnWidth(iColumn)));
     }
 }
 

@@ -33,6 +33,7 @@ public:
 private:
     void ShowTable();
     void ShowFields();
+    void FitColumns();
     void SetNumberBase(int nBase);
 
     CRoutingTableEditor m_editor;

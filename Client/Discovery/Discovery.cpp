@@ -33,7 +33,50 @@ void OnLog(const char* pszText, void*)
     UI().AppendWorkLog(QString::fromLatin1(pszText));
 }
 
-void OnFoundPE(uint32_t, uint16_t, uint16_t, uint16_t, uint8_t, void*) {}
+// What the walk has recorded so far, for the working window's line of counts. Each found device
+// is counted once its record is made; records made before a found device are complete by then,
+// so only the new ones are read each time.
+struct SFoundCounts
+{
+    const NVXL_NETWORK* pNetwork = nullptr;
+    uint32_t ulCounted = 0;
+    int nPEs = 0;
+    int nSwitches = 0;
+    int nEndpoints = 0;
+
+    void CountNewRecords()
+    {
+        for (; ulCounted < pNetwork->ulNumPEs; ++ulCounted)
+        {
+            const NVXL_PE& pe = pNetwork->pPEs[ulCounted];
+            if (!pe.ulValid || (pe.ulTypeFlags & NVXL_PE_EMPTY))
+            {
+                continue;
+            }
+            ++nPEs;
+            if (pe.ulTypeFlags & NVXL_PE_SWITCH)
+            {
+                ++nSwitches;
+            }
+            else if (!(pe.ulTypeFlags & NVXL_PE_UNKNOWN))
+            {
+                ++nEndpoints;
+            }
+        }
+    }
+    QString Text() const
+    {
+        return QString::asprintf("PEs found: %d    Switches: %d    Endpoints: %d", nPEs, nSwitches,
+                                 nEndpoints);
+    }
+};
+
+void OnFoundPE(uint32_t, uint16_t, uint16_t, uint16_t, uint8_t, void* pContext)
+{
+    auto* pCounts = static_cast<SFoundCounts*>(pContext);
+    pCounts->CountNewRecords();
+    UI().SetWorkCounts(pCounts->Text());
+}
 
 int32_t OnReportError(const char* pszText, int32_t, void*)
 {
@@ -102,7 +145,6 @@ int32_t CDiscovery::Discover(const SDiscoveryRequest& request, CNetworkDocument*
     NVXL_RegisterDebugOutput(DebugEnabled(eDebugDiscovery) ? OnDebug : nullptr, nullptr);
     NVXL_RegisterProgressReport(OnProgress, nullptr);
     NVXL_RegisterLog(request.bLog ? OnLog : nullptr, nullptr);
-    NVXL_RegisterFoundPE(OnFoundPE, nullptr);
     NVXL_RegisterReportError(OnReportError, nullptr);
     NVXL_SetVDIDCounts(GetPreference(kPreferences, QStringLiteral("NumSwitchVDIDs"), 2u),
                        GetPreference(kPreferences, QStringLiteral("NumEPAcceptAllVDIDs"), 2u),
@@ -115,12 +157,21 @@ int32_t CDiscovery::Discover(const SDiscoveryRequest& request, CNetworkDocument*
     // The record arrays take the largest network a discovery records; a larger one stops it with a
     // message that says so.
     CFlatNetwork newNetwork(NVXL_MAX_PES, NVXL_MAX_CONNECTIONS);
+    SFoundCounts counts;
+    counts.pNetwork = &newNetwork.Network();
+    NVXL_RegisterFoundPE(OnFoundPE, &counts);
     const NVXL_STATUS nResult = NVXL_DiscoverNetwork(
         SettingsWord(request), TimeoutRegister("ResponseTimeout"), TimeoutRegister("LinkTimeout"),
         request.scanIDs.data(), static_cast<int32_t>(request.scanIDs.size()), 2, request.ulHostDestID,
         request.ulFirstDestID, request.ulDestIDIncr, &oldNetwork.Network(), &newNetwork.Network());
     NVXL_RegisterLog(nullptr, nullptr);
     NVXL_RegisterDebugOutput(nullptr, nullptr);
+    NVXL_RegisterFoundPE(nullptr, nullptr);
+    // The walk may have dropped records it made (a stale revisit): the last count reads them all.
+    SFoundCounts finalCounts;
+    finalCounts.pNetwork = &newNetwork.Network();
+    finalCounts.CountNewRecords();
+    UI().SetWorkCounts(finalCounts.Text());
 
     uint16_t wAssyID = 0, wAssyVendor = 0;
     const int32_t nAssembly = GetAssemblyInfo(0, 0xFFFFFFFFu, 0, &wAssyID, &wAssyVendor);
@@ -236,6 +287,26 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     request.bLog = AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
                               ApplicationTitle()) == eAnswerYes;
     UI().BeginWork(QStringLiteral("Standard Discovery"), request.bLog);
+    if (request.bLog)
+    {
+        UI().SetWorkWindowState(GetPreference(kPreferences, QStringLiteral("DiscoveryDetails"), 0u) != 0,
+                                GetPreference(kPreferences, QStringLiteral("DiscoveryPinned"), 0u) != 0);
+    }
+    // The window stays over the steps that follow the walk, so that its log keeps all of the run;
+    // a warning at the end, or the pin, keeps it open with its button reading "Close".
+    auto endWork = [&request](const QString& strWarning)
+    {
+        UI().EndWork(strWarning);
+        // The state as the person left it, the window closed.
+        if (request.bLog)
+        {
+            bool bDetails = false;
+            bool bPinned = false;
+            UI().GetWorkWindowState(&bDetails, &bPinned);
+            SetPreference(kPreferences, QStringLiteral("DiscoveryDetails"), bDetails ? 1u : 0u);
+            SetPreference(kPreferences, QStringLiteral("DiscoveryPinned"), bPinned ? 1u : 0u);
+        }
+    };
     request.bSkipUploadUnusedPorts = AskSkipUploadForUnusedPorts();
     request.bEnumerate = settings.bEnumerate;
     request.bLongDestIDs = settings.b16BitIDs;
@@ -249,9 +320,9 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     request.ulFirstDestID = settings.ulStartingDestID;
     request.ulDestIDIncr = settings.ulDestIDIncrement;
     const int32_t nStatus = StandardDiscovery(request, map, pHostPE, pfnLayout);
-    UI().EndWork(QString());
     if (nStatus != 0)
     {
+        endWork(QString());
         return nStatus;
     }
     if (settings.bUploadRegisters && pfnUploadRegisters)
@@ -267,9 +338,10 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
         UploadAllTables(map, request.bSkipUploadUnusedPorts);
     }
     QString strProblem;
-    if (!map.ValidateUniqueDestIDs(strProblem))
+    if (map.ValidateUniqueDestIDs(strProblem))
     {
-        ShowMessage(QStringLiteral("Warning: %1").arg(strProblem), EMessageKind::Warning);
+        strProblem.clear();
     }
+    endWork(strProblem);
     return 0;
 }

@@ -252,12 +252,32 @@ bool UploadPETables(const CNetworkDocument& map, CPEPrimitive& pe, bool bSkipUnu
     return true;
 }
 
+namespace
+{
+int CountSwitches(const CNetworkDocument& map)
+{
+    int nSwitches = 0;
+    for (const auto& pPE : *map.pCurrentPEs)
+    {
+        nSwitches += !pPE->bDeleted && IsSwitch(*pPE) ? 1 : 0;
+    }
+    return nSwitches;
+}
+
+QString SwitchCountText(int nSwitch, int nSwitches)
+{
+    return QString::asprintf("Switch %d of %d", nSwitch, nSwitches);
+}
+} // namespace
+
 int DownloadAllTables(CNetworkDocument& map)
 {
     const bool bSkip = AskDontAsk(QStringLiteral("SkipDownloadToUnusedPorts"),
                                   QStringLiteral("Skip routing table download for unused ports?"),
                                   ApplicationTitle()) == eAnswerYes;
     UI().BeginWork(QStringLiteral("Downloading all routing tables..."), false);
+    const int nSwitches = CountSwitches(map);
+    int nSwitch = 0;
     int nDone = 0;
     for (const auto& pPE : *map.pCurrentPEs)
     {
@@ -271,6 +291,7 @@ int DownloadAllTables(CNetworkDocument& map)
         }
         UI().SetWorkProgress(QString::asprintf("Downloading routing tables for Node %d.  Please wait...",
                                                pPE->iNodeNumber + 1));
+        UI().SetWorkCounts(SwitchCountText(++nSwitch, nSwitches));
         // A switch that fails has shown why; the others still get their tables.
         if (DownloadPETables(map, *pPE, false, false, bSkip, false))
         {
@@ -291,6 +312,8 @@ bool AskSkipUploadForUnusedPorts()
 int UploadAllTables(CNetworkDocument& map, bool bSkipUnused)
 {
     UI().BeginWork(QStringLiteral("Uploading all routing tables..."), false);
+    const int nSwitches = CountSwitches(map);
+    int nSwitch = 0;
     int nDone = 0;
     for (const auto& pPE : *map.pCurrentPEs)
     {
@@ -304,6 +327,7 @@ int UploadAllTables(CNetworkDocument& map, bool bSkipUnused)
         }
         UI().SetWorkProgress(
             QString::asprintf("Uploading routing tables for Node %d.  Please wait...", pPE->iNodeNumber + 1));
+        UI().SetWorkCounts(SwitchCountText(++nSwitch, nSwitches));
         if (UploadPETables(map, *pPE, bSkipUnused, false))
         {
             ++nDone;

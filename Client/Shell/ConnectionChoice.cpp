@@ -1,5 +1,7 @@
 #include "ConnectionChoice.h"
 
+#include "LinkSettings.h"
+#include "NumberText.h"
 #include "Preferences.h"
 
 #include <QDir>
@@ -64,6 +66,136 @@ bool ParseInternetAddress(const QString& strText, uint32_t* pulAddress)
 QString InvalidAddressText()
 {
     return QStringLiteral("Please enter a valid IP address.");
+}
+
+QString InvalidPortText()
+{
+    return QStringLiteral("Please enter a valid port number (1 to 65535) after the address.");
+}
+
+bool ParseInternetTarget(const QString& strText, uint32_t* pulAddress, uint16_t* pwPort, QString* pstrError)
+{
+    const QString strTrimmed = strText.trimmed();
+    const qsizetype iColon = strTrimmed.indexOf(QLatin1Char(':'));
+    uint16_t wPort = 0;
+    if (iColon >= 0)
+    {
+        bool bOk = false;
+        const uint uPort = strTrimmed.mid(iColon + 1).trimmed().toUInt(&bOk, 10);
+        if (!bOk || uPort < 1 || uPort > 0xFFFF)
+        {
+            *pstrError = InvalidPortText();
+            return false;
+        }
+        wPort = static_cast<uint16_t>(uPort);
+    }
+    if (!ParseInternetAddress(iColon >= 0 ? strTrimmed.left(iColon) : strTrimmed, pulAddress))
+    {
+        *pstrError = InvalidAddressText();
+        return false;
+    }
+    *pwPort = wPort;
+    return true;
+}
+
+const std::vector<SLinkParameter>& LinkParameters()
+{
+    const SLinkSettings standard;
+    static const std::vector<SLinkParameter> parameters = {
+        {"ServerPort", "Server port (TCP and UDP)", 1, 0xFFFF, standard.wServerPort},
+        {"UdpLocalPort", "Local UDP port (0: any)", 0, 0xFFFF, standard.wUdpLocalPort},
+        {"BroadcastAddress", "Search broadcast address", 0, 0xFFFFFFFFu, standard.ulBroadcastAddress, true},
+        {"BroadcastPort", "Search port of the servers", 1, 0xFFFF, standard.wBroadcastPort},
+        {"BroadcastReplyPort", "Search reply port", 1, 0xFFFF, standard.wReplyPort},
+        {"SearchWaitMs", "Search wait after the last answer (ms)", 100, 60000, standard.ulSearchMilliseconds},
+        {"ReceiveWaitMs", "Wait limit of a receive (ms)", 100, 600000, standard.ulWaitMilliseconds},
+    };
+    return parameters;
+}
+
+namespace
+{
+QString DottedAddress(uint32_t ulAddress)
+{
+    return QStringLiteral("%1.%2.%3.%4")
+        .arg(ulAddress >> 24)
+        .arg((ulAddress >> 16) & 0xFF)
+        .arg((ulAddress >> 8) & 0xFF)
+        .arg(ulAddress & 0xFF);
+}
+
+const QString kPreferences = QStringLiteral("Preferences");
+} // namespace
+
+QString LinkParameterDefaultText(const SLinkParameter& parameter)
+{
+    return parameter.bAddress ? DottedAddress(parameter.ulDefault) : QString::number(parameter.ulDefault);
+}
+
+QString LinkParameterText(const SLinkParameter& parameter)
+{
+    const QString strKey = QLatin1String(parameter.pszKey);
+    if (parameter.bAddress)
+    {
+        return GetPreference(kPreferences, strKey, LinkParameterDefaultText(parameter));
+    }
+    const uint32_t ulValue = GetPreference(kPreferences, strKey, parameter.ulDefault);
+    return QString::number(ulValue >= parameter.ulMin && ulValue <= parameter.ulMax ? ulValue
+                                                                                    : parameter.ulDefault);
+}
+
+bool ParseLinkParameter(const SLinkParameter& parameter, const QString& strText, uint32_t* pulValue,
+                        QString* pstrError)
+{
+    if (parameter.bAddress)
+    {
+        const QStringList fields = strText.trimmed().split(QLatin1Char('.'));
+        uint32_t ulAddress = 0;
+        bool bValid = fields.size() == 4;
+        for (const QString& strField : fields)
+        {
+            bool bOk = false;
+            const uint uField = strField.toUInt(&bOk, 10);
+            bValid = bValid && bOk && uField <= 255;
+            ulAddress = (ulAddress << 8) | (uField & 0xFF);
+        }
+        if (!bValid || ulAddress == 0)
+        {
+            *pstrError = InvalidAddressText();
+            return false;
+        }
+        *pulValue = ulAddress;
+        return true;
+    }
+    uint64_t ulValue = 0;
+    if (!NumberFromText(strText, &ulValue))
+    {
+        *pstrError = InvalidEntryText();
+        return false;
+    }
+    if (ulValue < parameter.ulMin || ulValue > parameter.ulMax)
+    {
+        *pstrError = QStringLiteral("%1 must lie in the range %2 to %3.")
+                         .arg(QString::fromLatin1(parameter.pszText).section(QStringLiteral(" ("), 0, 0))
+                         .arg(parameter.ulMin)
+                         .arg(parameter.ulMax);
+        return false;
+    }
+    *pulValue = static_cast<uint32_t>(ulValue);
+    return true;
+}
+
+void StoreLinkParameter(const SLinkParameter& parameter, uint32_t ulValue)
+{
+    const QString strKey = QLatin1String(parameter.pszKey);
+    if (parameter.bAddress)
+    {
+        SetPreference(kPreferences, strKey, DottedAddress(ulValue));
+    }
+    else
+    {
+        SetPreference(kPreferences, strKey, ulValue);
+    }
 }
 
 uint32_t I2CAddressWord(uint32_t ulAddress, uint32_t ulPod, uint32_t ulChannel)

@@ -29,6 +29,32 @@ void SetLastConnectionTab(int iTab);
 bool ParseInternetAddress(const QString& strText, uint32_t* pulAddress);
 QString InvalidAddressText();
 
+// A typed server: an IPv4 address with an optional ":port" (1 to 65535); *pwPort is 0 without
+// one, which leaves the server port of the settings. False with the message to show.
+bool ParseInternetTarget(const QString& strText, uint32_t* pulAddress, uint16_t* pwPort, QString* pstrError);
+QString InvalidPortText();
+
+// The link's parameters of Settings > Parameters: keys of the section Preferences that the server
+// links read when they open a socket or search.
+struct SLinkParameter
+{
+    const char* pszKey;
+    const char* pszText; // what the dialog calls it
+    uint32_t ulMin;      // range of a number
+    uint32_t ulMax;
+    uint32_t ulDefault;    // the standard value (host order for the address)
+    bool bAddress = false; // an IPv4 address, stored as "a.b.c.d"
+};
+const std::vector<SLinkParameter>& LinkParameters();
+// The stored value as the dialog shows it: the number in decimal, the address dotted.
+QString LinkParameterText(const SLinkParameter& parameter);
+QString LinkParameterDefaultText(const SLinkParameter& parameter);
+// Reads a typed value: a number by the number entry rule within the parameter's range, or an
+// address. False with the message to show.
+bool ParseLinkParameter(const SLinkParameter& parameter, const QString& strText, uint32_t* pulValue,
+                        QString* pstrError);
+void StoreLinkParameter(const SLinkParameter& parameter, uint32_t ulValue);
+
 // The address word of an I2C choice: (address << 16) | (pod << 8) | channel.
 uint32_t I2CAddressWord(uint32_t ulAddress, uint32_t ulPod, uint32_t ulChannel);
 // Whether an I2C address fits the chosen addressing (7 or 10 bits).

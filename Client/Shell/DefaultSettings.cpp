@@ -1,13 +1,19 @@
 #include "DefaultSettings.h"
 
+#include "InstallPaths.h"
 #include "Preferences.h"
 #include "UserInterface.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
 
 namespace
 {
 constexpr int kMaxRecentFiles = 4;
 const QString kMessages = QStringLiteral("Messages");
 const QString kPreferences = QStringLiteral("Preferences");
+const QString kDirectories = QStringLiteral("Directories");
+const QString kSystemSettings = QStringLiteral("SystemSettings");
 } // namespace
 
 const std::vector<SQuestionKey>& DefaultSettingsQuestions()
@@ -68,6 +74,76 @@ uint32_t DefaultLargeHostID()
 bool SmallHostIDValid(uint32_t ulID)
 {
     return ulID <= 255;
+}
+
+const std::vector<SDirectoryKey>& DefaultSettingsDirectories()
+{
+    static const std::vector<SDirectoryKey> directories = {
+        {"AppDir", "Application"},
+        {"BitmapDir", "Icons"},
+        {"ModuleDir", "Register library"},
+        {"CustomGUI", "Custom GUI plug-ins"},
+        {"EEPROM_DLLs", "EEPROM plug-ins"},
+        {"PEReportDir", "PE info reports"},
+        {"PMReportDir", "Performance monitor reports"},
+        {"RegReportDir", "Register reports"},
+        {"RTReportDir", "Routing table reports"},
+        {"WWReportDir", "Watch window reports"},
+    };
+    return directories;
+}
+
+QString DirectoryDefault(const QString& strKey)
+{
+    if (strKey == QLatin1String("AppDir"))
+    {
+        return QCoreApplication::applicationDirPath();
+    }
+    // The install paths fall back beside the program, or to the build tree, while their key is
+    // empty; with the key set that fallback isn't known here.
+    if ((strKey == QLatin1String("ModuleDir") || strKey == QLatin1String("BitmapDir")) &&
+        GetPreference(kDirectories, strKey, QString()).isEmpty())
+    {
+        return strKey == QLatin1String("ModuleDir") ? ModuleDirectory() : BitmapDirectory();
+    }
+    return QString();
+}
+
+bool DirectoryValid(const QString& strPath)
+{
+    return strPath.trimmed().isEmpty() || QFileInfo(strPath.trimmed()).isDir();
+}
+
+bool DiscoveryDetails()
+{
+    return GetPreference(kPreferences, QStringLiteral("DiscoveryDetails"), 0u) != 0;
+}
+
+bool DiscoveryPinned()
+{
+    return GetPreference(kPreferences, QStringLiteral("DiscoveryPinned"), 0u) != 0;
+}
+
+void SetDiscoveryWindowState(bool bDetails, bool bPinned)
+{
+    SetPreference(kPreferences, QStringLiteral("DiscoveryDetails"), bDetails ? 1u : 0u);
+    SetPreference(kPreferences, QStringLiteral("DiscoveryPinned"), bPinned ? 1u : 0u);
+}
+
+SUpdateSettings SUpdateSettings::Load()
+{
+    SUpdateSettings settings;
+    settings.bCheckForUpdates = GetPreference(kSystemSettings, QStringLiteral("CheckForUpdates"), 0u) != 0;
+    settings.ulIntervalDays =
+        GetPreference(kSystemSettings, QStringLiteral("UpdateInterval"), settings.ulIntervalDays);
+    settings.strLastCheck = GetPreference(kSystemSettings, QStringLiteral("LastCheck"), QString());
+    return settings;
+}
+
+void SUpdateSettings::Save() const
+{
+    SetPreference(kSystemSettings, QStringLiteral("CheckForUpdates"), bCheckForUpdates ? 1u : 0u);
+    SetPreference(kSystemSettings, QStringLiteral("UpdateInterval"), ulIntervalDays);
 }
 
 QStringList RecentFiles()

@@ -35,6 +35,38 @@ uint32_t DefaultLargeHostID();
 // The host ID a person may store for the small transport lies in 0..255.
 bool SmallHostIDValid(uint32_t ulID);
 
+// The keys of the section Directories that the dialog shows, in its order: where the program, its
+// icons, register library, plug-ins and reports are.
+struct SDirectoryKey
+{
+    const char* pszKey;
+    const char* pszText; // what the dialog calls it
+};
+const std::vector<SDirectoryKey>& DefaultSettingsDirectories();
+// The directory that stands while the key is empty, or an empty text when none does.
+QString DirectoryDefault(const QString& strKey);
+// A typed directory is taken when it is empty (the default stands) or names a directory.
+bool DirectoryValid(const QString& strPath);
+
+// How the working window of discovery shows: with its details (the log) open, and pinned, so that
+// it stays when discovery ends (section Preferences, keys DiscoveryDetails and DiscoveryPinned).
+bool DiscoveryDetails();
+bool DiscoveryPinned();
+void SetDiscoveryWindowState(bool bDetails, bool bPinned);
+
+// The automatic update check (section SystemSettings): on or off, the days between checks, and
+// the date of the last one as the check stored it (empty when there was none).
+struct SUpdateSettings
+{
+    bool bCheckForUpdates = false;
+    uint32_t ulIntervalDays = 30;
+    QString strLastCheck;
+
+    static SUpdateSettings Load();
+    void Save() const;
+};
+constexpr uint32_t kMaxUpdateIntervalDays = 365;
+
 // The most recently used map files, newest first (section MRU, keys MRU and MRU%d).
 QStringList RecentFiles();
 void AddRecentFile(const QString& strPath);

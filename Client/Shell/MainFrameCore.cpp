@@ -135,6 +135,7 @@ bool CMainFrameCore::Connect(int32_t nChoice, uint32_t ulAddressWord)
         }
         AddHostPE(identity);
         SetModified();
+        OfferHostInterface(identity);
     }
     m_bConnected = true;
     NotifyMap();
@@ -225,6 +226,23 @@ void CMainFrameCore::AddHostPE(const SHostIdentity& identity)
     }
 }
 
+void CMainFrameCore::OfferHostInterface(const SHostIdentity& identity)
+{
+    // A bridge on the PCIe link is the interface itself; a server that reports one of these
+    // capability bits has an interface the host may have to open first.
+    constexpr uint32_t kInterfaceCapabilities = (1u << 28) | (1u << 30) | (1u << 31);
+    if (m_session.ConnectionType() == eConnTsi721Driver ||
+        (m_session.Capabilities() & kInterfaceCapabilities) == 0)
+    {
+        return;
+    }
+    if (UI().Ask(QStringLiteral("Do you want to enable the SRIO interface?"), ApplicationTitle(), false) ==
+        eAnswerYes)
+    {
+        m_session.EnableHostInterface(identity);
+    }
+}
+
 void CMainFrameCore::Disconnect()
 {
     m_session.Close();
@@ -298,8 +316,26 @@ bool CMainFrameCore::SaveMap()
     return SaveMapAs(m_document.PathName);
 }
 
-bool CMainFrameCore::SaveMapAs(const QString& strPath)
+bool CMainFrameCore::SaveMapAs(const QString& strChosenPath)
 {
+    // A name typed without an extension gets the map's, so that File > Open lists the file.
+    QString strPath = strChosenPath;
+    if (QFileInfo(strPath).suffix().isEmpty())
+    {
+        if (strPath.endsWith(QLatin1Char('.')))
+        {
+            strPath.chop(1);
+        }
+        strPath += CNetworkMap::DefaultExtension();
+        // The person named another file: one of the new name is not replaced without asking.
+        if (QFileInfo::exists(strPath) &&
+            UI().Ask(QStringLiteral("%1 already exists.\nDo you want to replace it?")
+                         .arg(QFileInfo(strPath).fileName()),
+                     QStringLiteral("Save As"), false) != eAnswerYes)
+        {
+            return false;
+        }
+    }
     bool bSaved = false;
     if (m_demoHosts.empty())
     {
@@ -337,14 +373,12 @@ void CMainFrameCore::SetModified(bool bModified)
 
 bool CMainFrameCore::QueryClose()
 {
-    if (m_bConnected)
+    // Both questions come before anything is done, so that a Cancel leaves the program exactly as
+    // it was, still connected.
+    if (m_bConnected &&
+        UI().Ask(QStringLiteral("Disconnect from current target?"), ApplicationTitle(), false) != eAnswerYes)
     {
-        if (UI().Ask(QStringLiteral("Disconnect from current target?"), ApplicationTitle(), false) !=
-            eAnswerYes)
-        {
-            return false;
-        }
-        Disconnect();
+        return false;
     }
     if (m_bModified)
     {
@@ -356,6 +390,10 @@ bool CMainFrameCore::QueryClose()
         {
             return false;
         }
+    }
+    if (m_bConnected)
+    {
+        Disconnect();
     }
     return true;
 }

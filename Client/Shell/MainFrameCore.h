@@ -76,12 +76,14 @@ public:
     void NewMap();
     bool OpenMap(const QString& strPath);
     bool SaveMap();
-    bool SaveMapAs(const QString& strPath);
+    // A path without an extension gets ".nvm" (asking before it replaces a file of that name).
+    bool SaveMapAs(const QString& strChosenPath);
     bool IsModified() const { return m_bModified; }
     void SetModified(bool bModified = true);
 
     // Asked before the program ends: "Disconnect from current target?" when connected, and
-    // the offer to save a changed map. False when the person wants to stay.
+    // the offer to save a changed map. Both are asked before the link closes, so false (the
+    // person wants to stay) leaves the program as it was.
     bool QueryClose();
 
     // Runs a command: its handler when one is installed, else the note that it isn't there yet.
@@ -103,6 +105,9 @@ private:
     // Marks the map's PE of the open link as open; false when there is none.
     bool MarkOpenHostPE(const SHostIdentity& identity);
     void AddHostPE(const SHostIdentity& identity);
+    // Asks "Do you want to enable the SRIO interface?" when the server reports an interface to
+    // open (not on a PCIe link), and opens it on Yes.
+    void OfferHostInterface(const SHostIdentity& identity);
 
     CNetworkDocument m_document;
     CTargetSession m_session;

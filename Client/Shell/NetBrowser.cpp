@@ -16,6 +16,8 @@ namespace
 constexpr uint32_t kHostDestID = 0xFFFFFFFFu;
 // The status route search gives for a PE it can't reach.
 constexpr int32_t kNoRoute = -28;
+// The most registers a bulk command reads without asking first.
+constexpr size_t kRegistersWithoutQuestion = 50;
 
 SBrowserItem Text(int iNode, const QString& strText)
 {
@@ -384,4 +386,20 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
         ShowMessage(strFailure);
     }
     return nRead;
+}
+
+int UploadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
+{
+    if (registers.empty())
+    {
+        ShowMessage(QStringLiteral("Nothing to upload."), EMessageKind::Information);
+        return 0;
+    }
+    if (registers.size() > kRegistersWithoutQuestion &&
+        UI().Ask(QString::asprintf("Upload %d registers?", static_cast<int>(registers.size())),
+                 ApplicationTitle(), false) != eAnswerYes)
+    {
+        return 0;
+    }
+    return UploadRegisters(document, registers);
 }

@@ -73,3 +73,6 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
 // Every register of every PE that the register library describes (memory-space registers left
 // out), PE by PE in map order.
 std::vector<SCheckedRegister> AllRegisters(const CNetworkDocument& document);
+// The browser's Upload Registers command on the checked registers: "Nothing to upload." when none
+// is checked, and the question "Upload %d registers?" above 50, before UploadRegisters.
+int UploadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);

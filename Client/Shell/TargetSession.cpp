@@ -2,10 +2,13 @@
 
 #include "ClientStatus.h"
 #include "HalWrappers.h"
+#include "LinkSettings.h"
 #include "StatusText.h"
 #include "TargetClient.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
+
+#include <utility>
 
 namespace
 {
@@ -21,7 +24,22 @@ CTargetSession::~CTargetSession() = default;
 
 bool CTargetSession::Open(int32_t nChoice, uint32_t ulAddressWord)
 {
-    return m_pConnection->OpenTarget(nChoice, ulAddressWord);
+    const uint16_t wPort = std::exchange(m_wNextPort, uint16_t{0});
+    const bool bServer = nChoice >= eConnEthernetTCP && nChoice <= eConnInternetUDP;
+    if (bServer && wPort != 0 && !m_pConnection->IsConnected())
+    {
+        // A UDP link sends every datagram to the settings' port, so the chosen one stands there
+        // until the link closes.
+        m_wSettingsPort = LinkSettings().wServerPort;
+        m_bPortReplaced = true;
+        LinkSettings().wServerPort = wPort;
+    }
+    const bool bOpened = m_pConnection->OpenTarget(nChoice, ulAddressWord);
+    if (!bOpened)
+    {
+        RestoreServerPort();
+    }
+    return bOpened;
 }
 
 void CTargetSession::Close()
@@ -29,6 +47,16 @@ void CTargetSession::Close()
     if (m_pConnection->IsConnected())
     {
         m_pConnection->Disconnect();
+    }
+    RestoreServerPort();
+}
+
+void CTargetSession::RestoreServerPort()
+{
+    if (m_bPortReplaced)
+    {
+        LinkSettings().wServerPort = m_wSettingsPort;
+        m_bPortReplaced = false;
     }
 }
 
@@ -64,6 +92,17 @@ bool CTargetSession::ReadHostIdentity(SHostIdentity* pIdentity)
     if (GetComponentTag(0, kHostDestID, 0, &pIdentity->ulComponentTag) != eRioOk)
     {
         pIdentity->ulComponentTag = 0;
+    }
+    return true;
+}
+
+bool CTargetSession::EnableHostInterface(const SHostIdentity& identity)
+{
+    const int32_t nStatus = EnableHostAccess(identity.wVendorID, identity.wDeviceID, 0, kHostDestID, 0, true);
+    if (nStatus != eRioOk)
+    {
+        ShowMessage(QStringLiteral("Unable to enable the SRIO interface.\n%1").arg(RioErrorText(nStatus)));
+        return false;
     }
     return true;
 }

@@ -36,13 +36,20 @@ public:
     // Opens the target of a connection choice (1..9) and its address word; the link layers show
     // their own messages on failure, and the link stays closed.
     bool Open(int32_t nChoice, uint32_t ulAddressWord);
-    // Sends the closure message, shuts the link down and closes it.
+    // The server port of the next Open of a server link, in place of the settings' port while that
+    // connection lasts (0: the settings' port). One Open takes it.
+    void SetNextServerPort(uint16_t wPort) { m_wNextPort = wPort; }
+    // Sends the closure message, shuts the link down and closes it; the settings' server port
+    // stands again.
     void Close();
     bool IsConnected() const;
 
     // Reads the host PE's identity, features and component tag through the open link. On failure
     // shows the status text and returns false.
     bool ReadHostIdentity(SHostIdentity* pIdentity);
+
+    // Turns the host PE's RapidIO interface on (host access). Shows a failure and returns false.
+    bool EnableHostInterface(const SHostIdentity& identity);
 
     // "%2u.%2u.%2u.%2u" for a server, or the name of the direct link.
     QString TargetName() const;
@@ -54,5 +61,10 @@ public:
     QStringList ServerInfo() const;
 
 private:
+    void RestoreServerPort();
+
     std::unique_ptr<CTargetConnection> m_pConnection;
+    uint16_t m_wNextPort = 0;
+    bool m_bPortReplaced = false;
+    uint16_t m_wSettingsPort = 0; // the settings' port while a chosen one replaces it
 };

@@ -80,10 +80,26 @@ public:
     }
     virtual void SetWorkProgress(const QString& strText) { m_strWorkProgress = strText; }
     virtual void AppendWorkLog(const QString& strLine) { (void)strLine; }
+    // A line of counts under the progress line (PEs found so far, switches, endpoints).
+    virtual void SetWorkCounts(const QString& strCounts) { (void)strCounts; }
+    // How the working window shows: its details (the log pane) open, and pinned, so that it stays
+    // when the work ends with its button reading "Close". The person may change both meanwhile;
+    // after EndWork the state reads as the window was left.
+    virtual void SetWorkWindowState(bool bDetails, bool bPinned)
+    {
+        m_bWorkDetails = bDetails;
+        m_bWorkPinned = bPinned;
+    }
+    virtual void GetWorkWindowState(bool* pbDetails, bool* pbPinned)
+    {
+        *pbDetails = m_bWorkDetails;
+        *pbPinned = m_bWorkPinned;
+    }
     // Whether the person pressed Cancel since BeginWork.
     virtual bool WorkCancelled() { return m_bWorkCancelled; }
     // Ends the work. strWarning, when not empty, is shown as "Warning: %s" and the window waits
-    // with its button reading "Close".
+    // with its button reading "Close", as a pinned window does. Working windows nest: one begun
+    // while another is open ends first, and the other goes on.
     virtual void EndWork(const QString& strWarning)
     {
         if (!strWarning.isEmpty())
@@ -98,6 +114,8 @@ protected:
     QString m_strWorkProgress;
     bool m_bWorkLog = false;
     bool m_bWorkCancelled = false;
+    bool m_bWorkDetails = false;
+    bool m_bWorkPinned = false;
 };
 
 // The port in force: the one installed last, or a console implementation that writes to

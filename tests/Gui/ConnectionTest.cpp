@@ -3,6 +3,7 @@
 #include "GuiTestEnvironment.h"
 
 #include "ChildView.h"
+#include "ConnectDlg.h"
 #include "DemoTarget.h"
 #include "EnumerationSettings.h"
 #include "LinkSettings.h"
@@ -13,13 +14,23 @@
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "Preferences.h"
+#include "QtUserInterface.h"
 #include "RecordingUserInterface.h"
 #include "SimProcess.h"
 #include "TestSupport.h"
+#include "TransactionLog.h"
+#include "WorkingDlg.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QRegularExpression>
+#include <QTabWidget>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -221,22 +232,308 @@ TEST_F(ConnectionTest, ClosingWhileConnectedAsksToDisconnectAndOffersToSave)
     m_pUI->answers = {eAnswerNo};
     EXPECT_FALSE(Core().QueryClose());
     EXPECT_TRUE(Core().IsConnected());
-    // Yes disconnects; the new map is then offered for saving, and Cancel stays.
+    // Yes to disconnecting, then Cancel to saving the new map: the program stays as it was, still
+    // connected and able to read the target.
     m_pUI->answers = {eAnswerYes, eAnswerCancel};
     EXPECT_FALSE(Core().QueryClose());
-    EXPECT_FALSE(Core().IsConnected());
+    EXPECT_TRUE(Core().IsConnected());
+    EXPECT_TRUE(Core().Session().IsConnected());
+    EXPECT_EQ("127. 0. 0. 1", m_pFrame->ConnectionStatus()->text().toStdString());
+    ASSERT_NE(nullptr, Core().HostPE());
+    EXPECT_TRUE(Core().HostPE()->bHostLinkOpen);
+    EXPECT_TRUE(Core().IsModified());
+    EXPECT_EQ(1, UploadRegisters(Core().Document(), {{Core().HostPE()->iNodeNumber, 0x60}}));
     EXPECT_EQ(QStringList({"Disconnect from current target?", "Disconnect from current target?",
                            "Save changes to Untitled?"}),
               m_pUI->questions);
+    // A save that fails is a Cancel too.
+    m_pUI->answers = {eAnswerYes, eAnswerYes};
+    m_pUI->texts = {QStringLiteral("/no-such-directory/closing")};
+    EXPECT_FALSE(Core().QueryClose());
+    EXPECT_TRUE(Core().IsConnected());
+    m_pUI->messages.clear();
     // Saving goes to the file the person picks.
     const QString strPath = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/closing.nvm");
-    m_pUI->answers = {eAnswerYes};
+    m_pUI->answers = {eAnswerYes, eAnswerYes};
     m_pUI->texts = {strPath};
     EXPECT_TRUE(Core().QueryClose());
+    EXPECT_FALSE(Core().IsConnected());
     CNetworkDocument reread;
     ASSERT_TRUE(reread.Open(strPath));
     EXPECT_EQ(1, reread.ActivePEs.GetCount());
     EXPECT_TRUE(reread.ActivePEs.GetByIndex(0)->bHasHostLink);
+}
+
+TEST_F(ConnectionTest, UploadingCheckedRegistersKeepsTheBrowserAsItWasAndShowsTheValues)
+{
+    m_pFrame->RunCommand(eCmdConnect);
+    ASSERT_TRUE(Core().IsConnected());
+    CNetBrowserDlgBar* pBrowser = m_pFrame->Browser();
+    const int iHost = Core().HostPE()->iNodeNumber;
+    m_pFrame->RunCommand(eCmdUploadRegisters);
+    EXPECT_EQ(QStringList{"Nothing to upload."}, m_pUI->messages);
+    m_pUI->messages.clear();
+
+    // The person opens the host's registers, checks two, closes the block of one and picks the
+    // other.
+    ASSERT_NE(nullptr, pBrowser->ExpandNode(iHost));
+    QTreeWidgetItem* pIdentity = pBrowser->FindRegister(iHost, 0x00);
+    QTreeWidgetItem* pBaseID = pBrowser->FindRegister(iHost, 0x60);
+    ASSERT_NE(nullptr, pIdentity);
+    ASSERT_NE(nullptr, pBaseID);
+    for (QTreeWidgetItem* pItem = pBaseID->parent(); pItem; pItem = pItem->parent())
+    {
+        pItem->setExpanded(true);
+    }
+    pIdentity->setCheckState(0, Qt::Checked);
+    pBaseID->setCheckState(0, Qt::Checked);
+    m_pFrame->Browser()->Tree()->setCurrentItem(pBaseID);
+    const QString strBaseIDName = pBaseID->text(0);
+    EXPECT_FALSE(strBaseIDName.contains(" = "));
+    const bool bSameBlock = pIdentity->parent() == pBaseID->parent();
+    if (!bSameBlock)
+    {
+        pIdentity->parent()->setExpanded(false);
+    }
+
+    m_pFrame->RunCommand(eCmdUploadRegisters);
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join('|').toStdString();
+    EXPECT_TRUE(Core().IsModified());
+    pIdentity = pBrowser->FindRegister(iHost, 0x00);
+    pBaseID = pBrowser->FindRegister(iHost, 0x60);
+    ASSERT_NE(nullptr, pIdentity);
+    ASSERT_NE(nullptr, pBaseID);
+    EXPECT_EQ(Qt::Checked, pIdentity->checkState(0));
+    EXPECT_EQ(Qt::Checked, pBaseID->checkState(0));
+    EXPECT_EQ(pBaseID, pBrowser->Tree()->currentItem());
+    for (QTreeWidgetItem* pItem = pBaseID->parent(); pItem; pItem = pItem->parent())
+    {
+        EXPECT_TRUE(pItem->isExpanded()) << pItem->text(0).toStdString();
+    }
+    if (!bSameBlock)
+    {
+        EXPECT_FALSE(pIdentity->parent()->isExpanded());
+    }
+    // The values read show beside the names: the demo host's Base Device ID and its identity.
+    EXPECT_TRUE(pBaseID->text(0).startsWith(strBaseIDName.section(" [", 0, 0) + " = 00010001h"))
+        << pBaseID->text(0).toStdString();
+    EXPECT_TRUE(pIdentity->text(0).contains(" = 0001FFF0h")) << pIdentity->text(0).toStdString();
+    // Other PEs stay closed.
+    EXPECT_EQ(2, pBrowser->GetCheckedRegisters().size());
+}
+
+// A server whose host has an interface to open: capability bit 28, on a vendor 2 device 3 host,
+// whose HAL opens it by writing 1 to 0x10000.
+TEST(HostInterfaceTest, ConnectingOffersToEnableTheInterfaceAndYesOpensIt)
+{
+    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.topo";
+    QFile topology(strTopology);
+    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
+    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x100003F3\n"
+                   "device host0 endpoint vendor=0x0002 device=0x0003 processor memory id=0x01 "
+                   "largeid=0x0001\n"
+                   "host host0 localports=0\n");
+    topology.close();
+    nvtest::CSimProcess sim(strTopology.toStdString());
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    LinkSettings().wServerPort = sim.TcpPort();
+    LinkSettings().ulWaitMilliseconds = 3000;
+    const QString strLog = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.log";
+    ASSERT_TRUE(CreateLogFile(strLog));
+    EnableLogging(true);
+    {
+        CMainFrame frame;
+        nvtest::CRecordingUserInterface ui;
+        auto choose = [](int32_t* pnChoice, uint32_t* pulAddress)
+        {
+            *pnChoice = eConnInternetTCP;
+            *pulAddress = kLoopback;
+            return true;
+        };
+        frame.SetConnectionChooser(choose);
+        const QRegularExpression write("Maint_write ffffffff \\d+ 0 10000 4 ");
+
+        // No leaves the interface as it is.
+        ui.answers = {eAnswerNo};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected()) << ui.messages.join('|').toStdString();
+        EXPECT_EQ(QStringList{"Do you want to enable the SRIO interface?"}, ui.questions);
+        EXPECT_FALSE(QString::fromStdString(nvtest::ReadFile(strLog.toStdString())).contains(write));
+        frame.Core().Disconnect();
+        // Back to the same host PE: the map has it, and nothing is asked.
+        frame.RunCommand(eCmdConnect);
+        EXPECT_EQ(1, ui.questions.size());
+        frame.Core().Disconnect();
+
+        // On a new map the question comes again, and Yes opens the host's interface.
+        frame.Core().NewMap();
+        ui.answers = {eAnswerYes};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected());
+        EXPECT_EQ(2, ui.questions.size());
+        EXPECT_TRUE(QString::fromStdString(nvtest::ReadFile(strLog.toStdString())).contains(write))
+            << nvtest::ReadFile(strLog.toStdString());
+        EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+        frame.Core().Disconnect();
+    }
+    EnableLogging(false);
+    ReloadLinkSettings();
+}
+
+// The connection dialog's Internet tab reaches a server on a port of its own: the address typed
+// as "host:port", for TCP and for UDP, whose every datagram goes to that port.
+TEST(ServerPortTest, AnAddressWithAPortReachesAServerOffTheSettingsPort)
+{
+    nvtest::CSimProcess sim("demo.topo");
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    const uint16_t wSettingsPort = nvtest::FreeUdpPort();
+    LinkSettings().wServerPort = wSettingsPort; // nothing listens there
+    LinkSettings().wUdpLocalPort = 0;
+    LinkSettings().ulWaitMilliseconds = 3000;
+    CMainFrame frame;
+    nvtest::CRecordingUserInterface ui;
+    for (const auto& [bUdp, wPort] : {std::pair{false, sim.TcpPort()}, std::pair{true, sim.UdpPort()}})
+    {
+        bool bAnswered = false;
+        QTimer::singleShot(0,
+                           [&, bUdp = bUdp, wPort = wPort]
+                           {
+                               auto* pDialog = qobject_cast<CConnectDlg*>(QApplication::activeModalWidget());
+                               ASSERT_NE(nullptr, pDialog);
+                               bAnswered = true;
+                               pDialog->Tabs()->setCurrentIndex(eTabInternet);
+                               pDialog->InternetUdp()->setChecked(bUdp);
+                               pDialog->InternetAddress()->setText(QStringLiteral("127.0.0.1:%1").arg(wPort));
+                               pDialog->accept();
+                           });
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(bAnswered);
+        ASSERT_TRUE(frame.Core().IsConnected()) << ui.messages.join('|').toStdString();
+        EXPECT_EQ(bUdp ? eConnInternetUDP : eConnInternetTCP, frame.Core().HostPE()->eConnectionType);
+        // Traffic after the connection goes there too.
+        EXPECT_EQ(1, UploadRegisters(frame.Core().Document(), {{frame.Core().HostPE()->iNodeNumber, 0x60}}));
+        ui.answers = {eAnswerYes};
+        frame.RunCommand(eCmdConnect);
+        ASSERT_FALSE(frame.Core().IsConnected());
+        EXPECT_EQ(wSettingsPort, LinkSettings().wServerPort) << "the settings' port stands again";
+    }
+    EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+
+    // A bad port is told and keeps the dialog open, so nothing connects.
+    QTimer::singleShot(0,
+                       [&]
+                       {
+                           auto* pDialog = qobject_cast<CConnectDlg*>(QApplication::activeModalWidget());
+                           ASSERT_NE(nullptr, pDialog);
+                           pDialog->Tabs()->setCurrentIndex(eTabInternet);
+                           pDialog->InternetAddress()->setText(QStringLiteral("127.0.0.1:99999"));
+                           pDialog->accept();
+                           EXPECT_TRUE(pDialog->isVisible());
+                           pDialog->reject();
+                       });
+    frame.RunCommand(eCmdConnect);
+    EXPECT_FALSE(frame.Core().IsConnected());
+    EXPECT_EQ(QStringList{InvalidPortText()}, ui.messages);
+    RemovePreference("Preferences", "LastConnTab");
+    ReloadLinkSettings();
+}
+
+// A discovery that ends with a warning: the working window stays with its log, its counts and the
+// warning, its button reading "Close", until the person closes it.
+TEST(DiscoveryWindowTest, AWarningKeepsTheWindowWithItsLogUntilClosed)
+{
+    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/twins.topo";
+    QFile topology(strTopology);
+    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
+    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x3F3\n"
+                   "device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001\n"
+                   "device sw1 switch model=cps1848\n"
+                   "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+                   "device ep2 endpoint memory id=0x05 largeid=0x0005\n"
+                   "host host0 localports=0\n"
+                   "link host0:0 sw1:0 speed=3.125 width=4\n"
+                   "link sw1:1 ep1:0 speed=3.125 width=4\n"
+                   "link sw1:2 ep2:0 speed=3.125 width=4\n");
+    topology.close();
+    nvtest::CSimProcess sim(strTopology.toStdString());
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    ReloadLinkSettings();
+    LinkSettings().wServerPort = sim.TcpPort();
+    LinkSettings().ulWaitMilliseconds = 3000;
+    // The questions on the way are answered for good, so that only the working window shows.
+    for (const char* pszKey : {"DiscoveryLog", "SkipUploadFromUnusedPorts", "NoOverlaps"})
+    {
+        SetPreference("Messages", QStringLiteral("%1DontAsk").arg(QLatin1String(pszKey)), 1u);
+        SetPreference("Messages", QStringLiteral("%1Response").arg(QLatin1String(pszKey)),
+                      QLatin1String(pszKey) == QLatin1String("DiscoveryLog") ? 6u : 7u);
+    }
+    SetPreference("Preferences", "DiscoveryDetails", 1u);
+    {
+        CMainFrame frame;
+        frame.SetConnectionChooser(
+            [](int32_t* pnChoice, uint32_t* pulAddress)
+            {
+                *pnChoice = eConnInternetTCP;
+                *pulAddress = kLoopback;
+                return true;
+            });
+        frame.SetDiscoverySettingsChooser(
+            [](CEnumerationSettings& settings)
+            {
+                settings.SetEnumerate(false);
+                settings.SetTryAllClockRates(false);
+                return settings.Validate() == CEnumerationSettings::eFieldNone;
+            });
+        frame.RunCommand(eCmdConnect);
+        ASSERT_TRUE(frame.Core().IsConnected());
+        CQtUserInterface ui(&frame);
+        bool bSeen = false;
+        std::function<void()> watch = [&]
+        {
+            CWorkingDlg* pWindow = ui.WorkingWindow();
+            if (!pWindow || pWindow->Button()->text() != QLatin1String("Close"))
+            {
+                QTimer::singleShot(20, watch);
+                return;
+            }
+            bSeen = true;
+            EXPECT_EQ("Standard Discovery", pWindow->windowTitle().toStdString());
+            EXPECT_TRUE(pWindow->ProgressText().startsWith("Warning: Destination IDs are not unique."))
+                << pWindow->ProgressText().toStdString();
+            EXPECT_TRUE(pWindow->LogText().contains("Begin Discovery: Norvanta"));
+            EXPECT_TRUE(pWindow->LogText().contains("FOUND DEVICE"));
+            EXPECT_TRUE(pWindow->DetailsShown()) << "the details state of the preferences";
+            EXPECT_EQ("PEs found: 4    Switches: 1    Endpoints: 3", pWindow->CountsText().toStdString());
+            EXPECT_TRUE(pWindow->isVisible());
+            // It stays until the person closes it: a moment later it is still there.
+            QTimer::singleShot(200,
+                               [&ui, pWindow]
+                               {
+                                   ASSERT_EQ(pWindow, ui.WorkingWindow());
+                                   EXPECT_TRUE(pWindow->isVisible());
+                                   pWindow->DetailsButton()->click(); // closes the details
+                                   pWindow->Button()->click();
+                               });
+        };
+        QTimer::singleShot(20, watch);
+        frame.RunCommand(eCmdStandardDiscovery);
+        EXPECT_TRUE(bSeen);
+        EXPECT_EQ(nullptr, ui.WorkingWindow());
+        // The window's state is kept for the next discovery.
+        EXPECT_EQ(0u, GetPreference("Preferences", "DiscoveryDetails", 1u));
+        frame.Core().Disconnect();
+        frame.Core().SetModified(false);
+    }
+    for (const char* pszKey : {"DiscoveryLog", "SkipUploadFromUnusedPorts", "NoOverlaps"})
+    {
+        RemovePreference("Messages", QStringLiteral("%1DontAsk").arg(QLatin1String(pszKey)));
+        RemovePreference("Messages", QStringLiteral("%1Response").arg(QLatin1String(pszKey)));
+    }
+    RemovePreference("Preferences", "DiscoveryDetails");
+    RemovePreference("Preferences", "DiscoveryPinned");
+    ReloadLinkSettings();
 }
 
 TEST_F(ConnectionTest, TransportTypeChangesWithItsNote)
@@ -369,6 +666,12 @@ TEST_F(ConnectionTest, ADiscoveryDrawsTheMapAndGeneratedTablesGoToTheSwitches)
                            "Elliminate PE overlaps?"}),
               m_pUI->questions);
     EXPECT_EQ(QStringList({"Standard Discovery", "Upload Registers"}), m_pUI->workTitles);
+    // The counts grew while the walk went on, and the last one tells the whole fabric: seven
+    // PEs, two of them switches (the Null PEs of free ports aren't counted).
+    ASSERT_GE(m_pUI->workCounts.size(), 3);
+    EXPECT_EQ("PEs found: 7    Switches: 2    Endpoints: 5", m_pUI->workCounts.last().toStdString());
+    EXPECT_TRUE(m_pUI->workCounts.contains("PEs found: 2    Switches: 1    Endpoints: 1"))
+        << m_pUI->workCounts.join('|').toStdString();
 
     // The demo fabric: the host, two CPS-1848s, four endpoints, and a Null PE on every free port.
     const CNetworkDocument& document = Core().Document();

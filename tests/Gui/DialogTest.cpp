@@ -3,6 +3,7 @@
 #include "GuiTestEnvironment.h"
 
 #include "ConnectDlg.h"
+#include "ConnectionChoice.h"
 #include "DebugKeyFile.h"
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
@@ -10,6 +11,7 @@
 #include "LinkSettings.h"
 #include "MainFrame.h"
 #include "MapOptionsDlg.h"
+#include "ParametersDlg.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
 #include "RecordingUserInterface.h"
@@ -17,6 +19,7 @@
 #include "TestSupport.h"
 #include "WorkingDlg.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -68,13 +71,168 @@ TEST(DialogTest, DefaultSettingsStoreTheirStatesAndCheckTheHostID)
     CDefaultSettingsDlg again;
     EXPECT_TRUE(again.LargeTransport()->isChecked());
     EXPECT_EQ(eQuestionAlwaysNo, again.QuestionCombo(5)->currentIndex());
-    auto* pSmallID = again.findChildren<QLineEdit*>().at(0);
-    pSmallID->setText("256");
+    again.SmallHostID()->setText("256");
     EXPECT_FALSE(again.Store());
     EXPECT_EQ(QStringList{"Invalid data entry."}, ui.messages);
     // Back to a new user's settings for the tests that follow in this process.
     RemovePreference("Preferences", "DefaultDestIDSize");
     SetQuestionState("NoOverlaps", eQuestionAsk);
+}
+
+TEST(DialogTest, DefaultSettingsHoldTheDiscoveryWindowTheUpdateCheckAndTheDirectories)
+{
+    nvtest::CRecordingUserInterface ui;
+    const auto& directories = DefaultSettingsDirectories();
+    std::vector<std::string> keys;
+    for (const SDirectoryKey& directory : directories)
+    {
+        keys.push_back(directory.pszKey);
+    }
+    EXPECT_EQ((std::vector<std::string>{"AppDir", "BitmapDir", "ModuleDir", "CustomGUI", "EEPROM_DLLs",
+                                        "PEReportDir", "PMReportDir", "RegReportDir", "RTReportDir",
+                                        "WWReportDir"}),
+              keys);
+    SetPreference("SystemSettings", "LastCheck", QStringLiteral("2024-03-01"));
+    const QString strReports = QString::fromStdString(nvtest::ProcessTempDir()) + "/reports";
+    ASSERT_TRUE(QDir().mkpath(strReports));
+    {
+        CDefaultSettingsDlg dialog;
+        // A new user's values: details and pin off, no update check, every directory empty with
+        // the installed location shown where there is one.
+        EXPECT_FALSE(dialog.DiscoveryDetails()->isChecked());
+        EXPECT_FALSE(dialog.DiscoveryPinned()->isChecked());
+        EXPECT_FALSE(dialog.CheckForUpdates()->isChecked());
+        EXPECT_EQ("30", dialog.UpdateInterval()->text().toStdString());
+        EXPECT_EQ("2024-03-01", dialog.LastCheck()->text().toStdString());
+        for (size_t i = 0; i < directories.size(); ++i)
+        {
+            EXPECT_TRUE(dialog.DirectoryField(static_cast<int>(i))->text().isEmpty()) << keys[i];
+        }
+        EXPECT_FALSE(dialog.DirectoryField(2)->placeholderText().isEmpty()) << "the register library";
+
+        dialog.DiscoveryDetails()->setChecked(true);
+        dialog.DiscoveryPinned()->setChecked(true);
+        dialog.CheckForUpdates()->setChecked(true);
+        dialog.UpdateInterval()->setText("Eh"); // hexadecimal by the number entry rule: 14 days
+        dialog.DirectoryField(5)->setText(strReports);
+        // A directory that isn't there is refused, on its page, and nothing is stored.
+        dialog.DirectoryField(9)->setText(strReports + "/missing");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList{"Directory not found: '" + strReports + "/missing'"}, ui.messages);
+        EXPECT_EQ(2, dialog.Tabs()->currentIndex());
+        EXPECT_EQ(0u, GetPreference("Preferences", "DiscoveryDetails", 0u));
+        EXPECT_TRUE(GetPreference("Directories", "PEReportDir", QString()).isEmpty());
+        dialog.DirectoryField(9)->clear();
+        // So is an interval that isn't a number or lies outside 1 to 365 days.
+        dialog.UpdateInterval()->setText("12x");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(0, dialog.Tabs()->currentIndex());
+        dialog.UpdateInterval()->setText("400");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList({"Directory not found: '" + strReports + "/missing'", "Invalid data entry.",
+                               "The days between update checks must lie in the range 1 to 365."}),
+                  ui.messages);
+        dialog.UpdateInterval()->setText("Eh");
+        ASSERT_TRUE(dialog.Store());
+    }
+    EXPECT_TRUE(DiscoveryDetails());
+    EXPECT_TRUE(DiscoveryPinned());
+    EXPECT_EQ(1u, GetPreference("Preferences", "DiscoveryDetails", 0u));
+    EXPECT_EQ(1u, GetPreference("SystemSettings", "CheckForUpdates", 0u));
+    EXPECT_EQ(14u, GetPreference("SystemSettings", "UpdateInterval", 0u));
+    EXPECT_EQ("2024-03-01", GetPreference("SystemSettings", "LastCheck", QString()).toStdString());
+    EXPECT_EQ(strReports, GetPreference("Directories", "PEReportDir", QString()));
+    EXPECT_EQ("none", GetPreference("Directories", "WWReportDir", QStringLiteral("none")).toStdString())
+        << "an empty field stores no key";
+    {
+        CDefaultSettingsDlg again;
+        EXPECT_TRUE(again.DiscoveryPinned()->isChecked());
+        EXPECT_EQ(strReports, again.DirectoryField(5)->text());
+        // Clearing a field gives the directory back to its default.
+        again.DirectoryField(5)->clear();
+        again.DiscoveryDetails()->setChecked(false);
+        again.DiscoveryPinned()->setChecked(false);
+        again.CheckForUpdates()->setChecked(false);
+        ASSERT_TRUE(again.Store());
+    }
+    EXPECT_EQ("none", GetPreference("Directories", "PEReportDir", QStringLiteral("none")).toStdString());
+    EXPECT_FALSE(DiscoveryPinned());
+    RemovePreference("SystemSettings", "UpdateInterval");
+    RemovePreference("SystemSettings", "LastCheck");
+}
+
+TEST(DialogTest, ParametersAreCheckedBeforeTheyAreStoredAndTheLinksTakeThem)
+{
+    nvtest::CRecordingUserInterface ui;
+    ReloadLinkSettings();
+    const auto& parameters = LinkParameters();
+    auto index = [&parameters](const char* pszKey)
+    {
+        for (size_t i = 0; i < parameters.size(); ++i)
+        {
+            if (QLatin1String(parameters[i].pszKey) == QLatin1String(pszKey))
+            {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    };
+    const int iServer = index("ServerPort");
+    const int iAddress = index("BroadcastAddress");
+    const int iWait = index("ReceiveWaitMs");
+    ASSERT_GE(iServer, 0);
+    ASSERT_GE(iAddress, 0);
+    ASSERT_GE(iWait, 0);
+    {
+        CParametersDlg dialog;
+        EXPECT_EQ("15000", dialog.Field(iServer)->text().toStdString());
+        EXPECT_EQ("255.255.255.255", dialog.Field(iAddress)->text().toStdString());
+        dialog.Field(iServer)->setText("3B00h");
+        dialog.Field(iAddress)->setText("127.0.0.1");
+        dialog.Field(iWait)->setText("5000000");
+        // One bad field stores nothing, and shows which.
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ(QStringList{"Wait limit of a receive must lie in the range 100 to 600000."}, ui.messages);
+        EXPECT_EQ("5000000", dialog.Field(iWait)->selectedText().toStdString()) << "the field at fault";
+        EXPECT_EQ(0u, GetPreference("Preferences", "ServerPort", 0u));
+        dialog.Field(iAddress)->setText("127.0.1");
+        dialog.Field(iWait)->setText("2500");
+        EXPECT_FALSE(dialog.Store());
+        EXPECT_EQ("Please enter a valid IP address.", ui.messages.last().toStdString());
+        dialog.Field(iAddress)->setText("127.0.0.1");
+        ASSERT_TRUE(dialog.Store());
+    }
+    EXPECT_EQ(0x3B00u, GetPreference("Preferences", "ServerPort", 0u));
+    EXPECT_EQ("127.0.0.1", GetPreference("Preferences", "BroadcastAddress", QString()).toStdString());
+    EXPECT_EQ(2500u, GetPreference("Preferences", "ReceiveWaitMs", 0u));
+
+    // Through the menu with no target: the links read the new values at once.
+    CMainFrame frame;
+    nvtest::CRecordingUserInterface frameUI;
+    QTimer::singleShot(0,
+                       []
+                       {
+                           auto* pDialog = qobject_cast<CParametersDlg*>(QApplication::activeModalWidget());
+                           ASSERT_NE(nullptr, pDialog);
+                           pDialog->accept();
+                       });
+    frame.RunCommand(eCmdParameters);
+    EXPECT_EQ(0x3B00, LinkSettings().wServerPort);
+    EXPECT_EQ(0x7F000001u, LinkSettings().ulBroadcastAddress);
+    EXPECT_EQ(2500u, LinkSettings().ulWaitMilliseconds);
+    EXPECT_TRUE(frameUI.messages.isEmpty());
+    // Defaults put the standard values back.
+    {
+        CParametersDlg dialog;
+        dialog.SetDefaults();
+        EXPECT_EQ("15000", dialog.Field(iServer)->text().toStdString());
+        EXPECT_EQ("255.255.255.255", dialog.Field(iAddress)->text().toStdString());
+    }
+    for (const SLinkParameter& parameter : parameters)
+    {
+        RemovePreference("Preferences", QLatin1String(parameter.pszKey));
+    }
+    ReloadLinkSettings();
 }
 
 class ConnectDlgTest : public ::testing::Test
@@ -220,26 +378,85 @@ TEST(DialogTest, TheWorkingWindowShowsProgressAndTakesCancel)
     CQtUserInterface ui;
     ui.BeginWork("Standard Discovery", true);
     ASSERT_NE(nullptr, ui.WorkingWindow());
-    EXPECT_TRUE(ui.WorkingWindow()->isVisible());
-    EXPECT_EQ("Standard Discovery", ui.WorkingWindow()->windowTitle().toStdString());
+    CWorkingDlg* pWindow = ui.WorkingWindow();
+    EXPECT_TRUE(pWindow->isVisible());
+    EXPECT_EQ("Standard Discovery", pWindow->windowTitle().toStdString());
     ui.SetWorkProgress("Working...Please wait.");
-    ui.AppendWorkLog("Node 1");
-    EXPECT_EQ("Working...Please wait.", ui.WorkingWindow()->ProgressText().toStdString());
-    EXPECT_EQ("Node 1", ui.WorkingWindow()->LogText().toStdString());
+    ui.AppendWorkLog("Node 1\n");
+    ui.SetWorkCounts("PEs found: 3    Switches: 1    Endpoints: 2");
+    EXPECT_EQ("Working...Please wait.", pWindow->ProgressText().toStdString());
+    EXPECT_EQ("Node 1", pWindow->LogText().toStdString());
+    EXPECT_EQ("PEs found: 3    Switches: 1    Endpoints: 2", pWindow->CountsText().toStdString());
+    // The details button opens and closes the log pane; the state goes back to the caller.
+    EXPECT_FALSE(pWindow->DetailsShown());
+    pWindow->DetailsButton()->click();
+    EXPECT_TRUE(pWindow->DetailsShown());
+    EXPECT_EQ("<< Details", pWindow->DetailsButton()->text().toStdString());
+    bool bDetails = false;
+    bool bPinned = true;
+    ui.GetWorkWindowState(&bDetails, &bPinned);
+    EXPECT_TRUE(bDetails);
+    EXPECT_FALSE(bPinned);
     EXPECT_FALSE(ui.WorkCancelled());
-    QTest::mouseClick(ui.WorkingWindow()->findChild<QPushButton*>(), Qt::LeftButton);
+    EXPECT_EQ("Cancel", pWindow->Button()->text().toStdString());
+    QTest::mouseClick(pWindow->Button(), Qt::LeftButton);
     EXPECT_TRUE(ui.WorkCancelled());
-    // A warning at the end waits with the button reading "Close".
+    // A warning at the end waits with the button reading "Close", the log still there.
     QTimer::singleShot(50,
                        [&ui]
                        {
-                           QPushButton* pButton = ui.WorkingWindow()->findChild<QPushButton*>();
-                           EXPECT_EQ("Close", pButton->text().toStdString());
-                           EXPECT_EQ("Warning: 2 PEs did not answer",
-                                     ui.WorkingWindow()->ProgressText().toStdString());
-                           pButton->click();
+                           CWorkingDlg* pDone = ui.WorkingWindow();
+                           EXPECT_EQ("Close", pDone->Button()->text().toStdString());
+                           EXPECT_EQ("Warning: 2 PEs did not answer", pDone->ProgressText().toStdString());
+                           EXPECT_EQ("Node 1", pDone->LogText().toStdString());
+                           EXPECT_TRUE(pDone->isVisible());
+                           pDone->Button()->click();
                        });
     ui.EndWork("2 PEs did not answer");
+    EXPECT_EQ(nullptr, ui.WorkingWindow());
+}
+
+TEST(DialogTest, APinnedWorkingWindowStaysAndInnerWorkLeavesTheOuterWindowAlone)
+{
+    CQtUserInterface ui;
+    ui.BeginWork("Standard Discovery", true);
+    ui.SetWorkWindowState(true, true);
+    CWorkingDlg* pOuter = ui.WorkingWindow();
+    EXPECT_TRUE(pOuter->DetailsShown());
+    EXPECT_TRUE(pOuter->PinBox()->isChecked());
+    ui.AppendWorkLog("FOUND DEVICE HopCount=01");
+    // A table transfer inside the discovery gets its own window, over the outer one.
+    ui.BeginWork("Uploading all routing tables...", false);
+    CWorkingDlg* pInner = ui.WorkingWindow();
+    ASSERT_NE(pOuter, pInner);
+    EXPECT_EQ(nullptr, pInner->DetailsButton()) << "no log, no details";
+    ui.SetWorkCounts("Switch 1 of 2");
+    EXPECT_EQ("Switch 1 of 2", pInner->CountsText().toStdString());
+    EXPECT_TRUE(pOuter->CountsText().isEmpty());
+    ui.EndWork(QString());
+    ASSERT_EQ(pOuter, ui.WorkingWindow());
+    EXPECT_TRUE(pOuter->isVisible());
+    EXPECT_EQ("FOUND DEVICE HopCount=01", pOuter->LogText().toStdString());
+    // Escape during the work is a Cancel, not a close.
+    pOuter->reject();
+    EXPECT_TRUE(pOuter->isVisible());
+    EXPECT_TRUE(ui.WorkCancelled());
+    // Pinned: the end waits for Close without a warning.
+    bool bWaited = false;
+    QTimer::singleShot(50,
+                       [&]
+                       {
+                           bWaited = true;
+                           EXPECT_EQ("Close", pOuter->Button()->text().toStdString());
+                           EXPECT_TRUE(pOuter->isVisible());
+                           pOuter->reject(); // the close box works once the work is done
+                       });
+    ui.EndWork(QString());
+    EXPECT_TRUE(bWaited);
+    EXPECT_EQ(nullptr, ui.WorkingWindow());
+    // Without the pin the window goes at once.
+    ui.BeginWork("Standard Discovery", true);
+    ui.EndWork(QString());
     EXPECT_EQ(nullptr, ui.WorkingWindow());
 }
 

@@ -9,6 +9,7 @@
 #include "RoutingTableEditorDlg.h"
 
 #include <QAction>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
@@ -54,6 +55,24 @@ protected:
         return pItem ? QStringList{pItem->text(0), pItem->text(1), pItem->text(2)} : QStringList{};
     }
 
+    // Each heading and each cell of the ID and type columns fits its column, so no text is cut
+    // and the next column starts after it.
+    static void ExpectColumnsFit(const QTreeWidget* pTree)
+    {
+        const QFontMetrics metrics(pTree->font());
+        for (int iColumn = 0; iColumn < 2; ++iColumn)
+        {
+            const int iWidth = pTree->columnWidth(iColumn);
+            EXPECT_LE(pTree->header()->sectionSizeHint(iColumn), iWidth) << iColumn;
+            EXPECT_LT(metrics.horizontalAdvance(pTree->headerItem()->text(iColumn)), iWidth) << iColumn;
+            for (int iRow = 0; iRow < pTree->topLevelItemCount(); ++iRow)
+            {
+                const QString strText = pTree->topLevelItem(iRow)->text(iColumn);
+                EXPECT_LT(metrics.horizontalAdvance(strText), iWidth) << strText.toStdString();
+            }
+        }
+    }
+
     nvtest::CRecordingUserInterface m_ui;
     CNetworkDocument m_map;
     CPEPrimitive* m_pPerPort = nullptr;
@@ -92,10 +111,15 @@ TEST_F(RoutingTableDlgTest, TheEditorShowsTheTablesAndEditsThroughItsFields)
     EXPECT_EQ("Port 3", dialog.Tables()->item(3)->text());
     EXPECT_TRUE(dialog.Tables()->isEnabled());
     EXPECT_FALSE(dialog.Button("Upload")->isEnabled()) << "no transfers without a target";
-    EXPECT_EQ(80, dialog.Entries()->columnWidth(0));
-    EXPECT_EQ(80, dialog.Entries()->columnWidth(1));
+    EXPECT_FALSE(dialog.Entries()->isHeaderHidden());
+    EXPECT_EQ("Destination ID", dialog.Entries()->headerItem()->text(0));
+    EXPECT_EQ("Type", dialog.Entries()->headerItem()->text(1));
+    EXPECT_EQ("Port", dialog.Entries()->headerItem()->text(2));
+    EXPECT_LE(80, dialog.Entries()->columnWidth(0));
+    EXPECT_LE(80, dialog.Entries()->columnWidth(1));
 
     dialog.Tables()->setCurrentRow(1);
+    ExpectColumnsFit(dialog.Entries());
     ASSERT_EQ(3, dialog.Entries()->topLevelItemCount());
     EXPECT_EQ((QStringList{"5h", "Port Route", "2"}), Row(dialog.Entries(), 0));
     EXPECT_EQ((QStringList{"10h", "Multicast", "1"}), Row(dialog.Entries(), 1));
@@ -113,6 +137,21 @@ TEST_F(RoutingTableDlgTest, TheEditorShowsTheTablesAndEditsThroughItsFields)
     }
     EXPECT_EQ("32", dialog.IDField()->text()) << "the selected entry's field follows the format";
     EXPECT_EQ("16", Row(dialog.Entries(), 1).at(0));
+    for (QAction* pAction : dialog.findChildren<QAction*>())
+    {
+        if (pAction->text() == "Binary")
+        {
+            pAction->trigger();
+        }
+    }
+    ExpectColumnsFit(dialog.Entries());
+    for (QAction* pAction : dialog.findChildren<QAction*>())
+    {
+        if (pAction->text() == "Decimal")
+        {
+            pAction->trigger();
+        }
+    }
 
     dialog.IDField()->setText("7");
     dialog.PortField()->setText("0");

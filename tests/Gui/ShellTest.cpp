@@ -16,6 +16,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <map>
+
 #include <gtest/gtest.h>
 
 namespace
@@ -316,6 +318,70 @@ TEST(ShellTest, ConnectionChecksOfWhatAPersonTypes)
         EXPECT_TRUE(bridges.strNotFound.startsWith("The Tsi721 device driver could not be loaded.") ||
                     bridges.strNotFound == "No PCIe Tsi721 boards found.");
     }
+}
+
+TEST(ShellTest, AServerMayBeTypedWithItsPortAndParametersFollowTheNumberEntryRule)
+{
+    uint32_t ulAddress = 0;
+    uint16_t wPort = 1;
+    QString strError;
+    ASSERT_TRUE(ParseInternetTarget(" 127.0.0.1:15123 ", &ulAddress, &wPort, &strError));
+    EXPECT_EQ(0x7F000001u, ulAddress);
+    EXPECT_EQ(15123, wPort);
+    ASSERT_TRUE(ParseInternetTarget("10.1.2.3", &ulAddress, &wPort, &strError));
+    EXPECT_EQ(0x0A010203u, ulAddress);
+    EXPECT_EQ(0, wPort) << "no port: the settings' server port";
+    for (const char* pszBad : {"10.1.2.3:", "10.1.2.3:0", "10.1.2.3:65536", "10.1.2.3:1x", "10.1.2.3:-5"})
+    {
+        EXPECT_FALSE(ParseInternetTarget(QLatin1String(pszBad), &ulAddress, &wPort, &strError)) << pszBad;
+        EXPECT_EQ(InvalidPortText(), strError) << pszBad;
+    }
+    for (const char* pszBad : {"10.1.2:80", "0.0.0.0:80", ":80", "host"})
+    {
+        EXPECT_FALSE(ParseInternetTarget(QLatin1String(pszBad), &ulAddress, &wPort, &strError)) << pszBad;
+        EXPECT_EQ("Please enter a valid IP address.", strError.toStdString()) << pszBad;
+    }
+
+    // The parameters are the keys the links read, with the standard values as defaults.
+    std::map<std::string, const SLinkParameter*> byKey;
+    for (const SLinkParameter& parameter : LinkParameters())
+    {
+        byKey[parameter.pszKey] = &parameter;
+    }
+    for (const char* pszKey : {"ServerPort", "UdpLocalPort", "BroadcastAddress", "BroadcastPort",
+                               "BroadcastReplyPort", "SearchWaitMs", "ReceiveWaitMs"})
+    {
+        ASSERT_EQ(1u, byKey.count(pszKey)) << pszKey;
+    }
+    const SLinkParameter& server = *byKey["ServerPort"];
+    const SLinkParameter& address = *byKey["BroadcastAddress"];
+    EXPECT_EQ("15000", LinkParameterText(server).toStdString());
+    EXPECT_EQ("255.255.255.255", LinkParameterText(address).toStdString());
+    EXPECT_EQ("10000", LinkParameterText(*byKey["ReceiveWaitMs"]).toStdString());
+    uint32_t ulValue = 0;
+    ASSERT_TRUE(ParseLinkParameter(server, "3A98h", &ulValue, &strError));
+    EXPECT_EQ(15000u, ulValue);
+    ASSERT_TRUE(ParseLinkParameter(server, "15_001", &ulValue, &strError));
+    EXPECT_EQ(15001u, ulValue);
+    EXPECT_FALSE(ParseLinkParameter(server, "15000x", &ulValue, &strError));
+    EXPECT_EQ("Invalid data entry.", strError.toStdString());
+    EXPECT_FALSE(ParseLinkParameter(server, "65536", &ulValue, &strError));
+    EXPECT_EQ("Server port must lie in the range 1 to 65535.", strError.toStdString());
+    EXPECT_FALSE(ParseLinkParameter(server, "0", &ulValue, &strError));
+    EXPECT_TRUE(ParseLinkParameter(*byKey["UdpLocalPort"], "0", &ulValue, &strError)) << "any local port";
+    EXPECT_FALSE(ParseLinkParameter(*byKey["ReceiveWaitMs"], "99", &ulValue, &strError));
+    ASSERT_TRUE(ParseLinkParameter(address, "127.0.0.1", &ulValue, &strError));
+    EXPECT_EQ(0x7F000001u, ulValue);
+    EXPECT_FALSE(ParseLinkParameter(address, "127.0.0", &ulValue, &strError));
+    EXPECT_EQ("Please enter a valid IP address.", strError.toStdString());
+    // Stored as the links read them: the address dotted, numbers as numbers.
+    StoreLinkParameter(address, 0x7F000001u);
+    StoreLinkParameter(server, 15001);
+    EXPECT_EQ("127.0.0.1", GetPreference("Preferences", "BroadcastAddress", QString()).toStdString());
+    EXPECT_EQ(15001u, GetPreference("Preferences", "ServerPort", 0u));
+    EXPECT_EQ("15001", LinkParameterText(server).toStdString());
+    RemovePreference("Preferences", "BroadcastAddress");
+    RemovePreference("Preferences", "ServerPort");
 }
 
 TEST(ShellTest, MenusHoldTheCommandSet)

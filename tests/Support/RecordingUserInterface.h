@@ -69,6 +69,7 @@ public:
     }
     void SetWorkProgress(const QString& strText) override { workLines << strText; }
     void AppendWorkLog(const QString& strLine) override { workLines << strLine; }
+    void SetWorkCounts(const QString& strCounts) override { workCounts << strCounts; }
 
     QStringList messages;
     QStringList questions;
@@ -80,6 +81,7 @@ public:
     std::deque<uint64_t> numbers; // answers to number requests (none left: cancelled)
     QStringList workTitles;       // working windows opened
     QStringList workLines;        // their progress and log lines
+    QStringList workCounts;       // their lines of counts
 
 private:
     QString TakeText()
