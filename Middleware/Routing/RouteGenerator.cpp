@@ -141,10 +141,7 @@ uint16_t VDID(const NVXL_PE& pe, uint32_t ulIndex)
 }
 
 // The tables being generated: a cell per (listed switch, table, destination ID), the last write
-// winning. Tables are numbered in the order they are made. The cells of 256 tables lie together in
-// blocks of 32 destination IDs a table, so that both the cells of one table for IDs near each other
-// and the cells of many tables for one ID lie close together: a route tree writes the first for
-// the IDs of the PEs below a switch and the second for its root's IDs.
+// winning. Tables are numbered in the order they are made.
 class CTableCells
 {
 public:
@@ -154,7 +151,6 @@ public:
         m_indexOfID.assign(0x10000, -1);
         for (size_t i = 0; i < ids.size(); i++)
             m_indexOfID[ids[i]] = static_cast<int32_t>(i);
-        m_nGroupCells = (ids.size() + kBlock - 1) / kBlock * kBlock * kGroup;
     }
 
     void Write(uint32_t ulSwitch, uint32_t ulTable, const NVXL_RT_ENTRY& entry)
@@ -169,19 +165,14 @@ public:
         int32_t& lSlot = m_slotOf[static_cast<size_t>(ulSwitch) * NVXL_MAX_PORTS + (ulTable & 0xFFu)];
         if (lSlot < 0)
         {
-            lSlot = static_cast<int32_t>(m_ulNumTables++);
-            if (lSlot % kGroup == 0)
-                m_groups.emplace_back(new uint16_t[m_nGroupCells]());
+            lSlot = static_cast<int32_t>(m_tables.size());
+            m_tables.emplace_back(new uint16_t[m_ids.size()]());
         }
         return static_cast<uint32_t>(lSlot);
     }
     // The cell of a table for the destination ID of an index (IndexOf).
-    uint16_t& Cell(uint32_t ulTable, int32_t lIndex)
-    {
-        const size_t nIndex = static_cast<size_t>(lIndex);
-        return m_groups[ulTable / kGroup]
-                       [(nIndex / kBlock * kGroup + ulTable % kGroup) * kBlock + nIndex % kBlock];
-    }
+    uint16_t& Cell(uint32_t ulTable, int32_t lIndex) { return m_tables[ulTable][lIndex]; }
+    uint16_t* Cells(uint32_t ulTable) { return m_tables[ulTable].get(); }
     int32_t IndexOf(uint16_t wDestID) const { return m_indexOfID[wDestID]; }
     // A cell holding a port route.
     static uint16_t PortCell(uint32_t ulPort)
@@ -216,14 +207,12 @@ public:
 
 private:
     static constexpr uint16_t kSet = 0x8000u;
-    static constexpr size_t kBlock = 32;  // IDs of a table side by side
-    static constexpr size_t kGroup = 256; // tables whose blocks alternate
-    std::vector<uint16_t> m_ids;          // destination IDs in rising order
+    static constexpr size_t kBlock = 32; // IDs of a table side by side
+    static constexpr size_t kGroup = 32; // tables whose blocks alternate
+    std::vector<uint16_t> m_ids;         // destination IDs in rising order
     std::vector<int32_t> m_indexOfID;
     std::vector<int32_t> m_slotOf;
-    size_t m_nGroupCells = 0;
-    uint32_t m_ulNumTables = 0;
-    std::vector<std::unique_ptr<uint16_t[]>> m_groups;
+    std::vector<std::unique_ptr<uint16_t[]>> m_tables; // cells by IndexOf
     std::vector<NVXL_RT_ENTRY> m_entries;
 };
 
@@ -461,12 +450,10 @@ public:
           m_writer(writer)
     {
         const size_t nPlaces = graph.NumPlaces();
-        m_up.assign(nPlaces, 0);
-        m_down.assign(nPlaces, 0);
-        m_depth.assign(nPlaces, 0);
-        m_listedAbove.assign(nPlaces, 0);
+        m_above.assign(nPlaces, kNone);
+        m_portAbove.assign(nPlaces, 0);
         m_later.assign(nPlaces, 0);
-        m_table.assign(nPlaces, kNoTable);
+        m_forward.assign(nPlaces, kNone);
         m_ids.assign(ulNumPEs, {});
         for (uint32_t n = 0; n < ulNumPEs; n++)
         {
@@ -485,64 +472,29 @@ public:
         const uint32_t i = routable[a];
         m_graph.Search(i, -1);
         const std::vector<uint32_t>& order = m_graph.Order();
-        m_depth[i] = 0;
-        m_listedAbove[i] = 0;
         m_later[i] = 0;
+        m_above[i] = kNone;
         for (size_t n = 1; n < order.size(); n++)
         {
             const uint32_t v = order[n];
-            m_up[v] = m_graph.ArrivalPort(v);
-            m_down[v] = m_graph.DeparturePort(v);
             const uint32_t u = m_graph.ParentPlace(v);
-            m_depth[v] = m_depth[u] + 1;
-            m_listedAbove[v] = m_listedAbove[u] || (u != i && Listed(u));
+            if (u != i && Listed(u))
+            {
+                m_above[v] = u;
+                m_portAbove[v] = m_graph.DeparturePort(v);
+            }
+            else
+            {
+                m_above[v] = m_above[u];
+                m_portAbove[v] = m_portAbove[u];
+            }
             m_later[v] = v > i && v < m_ulNumPEs && m_ids[v].n != 0;
-            m_table[v] = kNoTable;
-        }
-
-        // Towards each later PE j: every listed switch between the root and j.
-        int64_t llLastTo = -1;
-        for (size_t b = a + 1; b < routable.size(); b++)
-        {
-            const uint32_t j = routable[b];
-            if (!m_graph.Reached(j))
-                continue;
-            if (m_depth[j] == 1)
-            {
-                m_graph.RouteTo(j, m_route);
-                if (m_writer.RouteWrites(i, j, m_route))
-                {
-                    m_writer.WriteRoute(i, j, m_route);
-                    llLastTo = j;
-                }
-                continue;
-            }
-            if (!m_listedAbove[j])
-                continue;
-            llLastTo = j;
-            const SIDs& ids = m_ids[j];
-            uint32_t c = j;
-            for (uint32_t s = m_graph.ParentPlace(j); s != i; c = s, s = m_graph.ParentPlace(s))
-            {
-                if (!Listed(s))
-                    continue;
-                if (m_table[s] == kNoTable)
-                    m_table[s] = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]),
-                                               m_pPEs[s].ulPerPortTables ? m_up[s] : 0);
-                const uint16_t wCell = CTableCells::PortCell(m_down[c]);
-                for (uint32_t k = 0; k < ids.n; k++)
-                    m_cells.Cell(m_table[s], ids.al[k]) = wCell;
-            }
-        }
-        if (llLastTo >= 0)
-        {
-            m_bAnyWrites = true;
-            m_ulLastFrom = i;
-            m_ulLastTo = static_cast<uint32_t>(llLastTo);
+            m_forward[v] = kNone;
         }
 
         // Towards the root: each listed switch, into the table of each branch that leads to a later
         // PE, the port it was reached by. Leaves first, so that a branch knows what lies below it.
+        // Each such switch also gets the table it routes the later PEs below it from.
         const SIDs& rootIDs = m_ids[i];
         for (size_t n = order.size() - 1; n >= 1; n--)
         {
@@ -553,11 +505,52 @@ public:
             m_later[s] = 1;
             if (s == i || !Listed(s))
                 continue;
-            const uint32_t ulTable = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]),
-                                                   m_pPEs[s].ulPerPortTables ? m_down[v] : 0);
-            const uint16_t wCell = CTableCells::PortCell(m_up[s]);
+            const bool bPerPort = m_pPEs[s].ulPerPortTables != 0;
+            const uint32_t ulArrival = m_graph.ArrivalPort(s);
+            if (m_forward[s] == kNone)
+                m_forward[s] = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? ulArrival : 0);
+            const uint32_t ulTable =
+                m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? m_graph.DeparturePort(v) : 0);
+            const uint16_t wCell = CTableCells::PortCell(ulArrival);
             for (uint32_t k = 0; k < rootIDs.n; k++)
                 m_cells.Cell(ulTable, rootIDs.al[k]) = wCell;
+        }
+
+        // Towards each later PE j: every listed switch between the root and j.
+        int64_t llLastTo = -1;
+        for (size_t b = a + 1; b < routable.size(); b++)
+        {
+            const uint32_t j = routable[b];
+            if (!m_graph.Reached(j))
+                continue;
+            if (m_graph.ParentPlace(j) == i)
+            {
+                m_graph.RouteTo(j, m_route);
+                if (m_writer.RouteWrites(i, j, m_route))
+                {
+                    m_writer.WriteRoute(i, j, m_route);
+                    llLastTo = j;
+                }
+                continue;
+            }
+            if (m_above[j] == kNone)
+                continue;
+            llLastTo = j;
+            const SIDs& ids = m_ids[j];
+            for (uint32_t s = m_above[j], ulPort = m_portAbove[j]; s != kNone;
+                 ulPort = m_portAbove[s], s = m_above[s])
+            {
+                uint16_t* pCells = m_cells.Cells(m_forward[s]);
+                const uint16_t wCell = CTableCells::PortCell(ulPort);
+                for (uint32_t k = 0; k < ids.n; k++)
+                    pCells[ids.al[k]] = wCell;
+            }
+        }
+        if (llLastTo >= 0)
+        {
+            m_bAnyWrites = true;
+            m_ulLastFrom = i;
+            m_ulLastTo = static_cast<uint32_t>(llLastTo);
         }
     }
 
@@ -588,14 +581,13 @@ private:
     nvxl::CRouteGraph& m_graph;
     CTableCells& m_cells;
     CRouteWriter& m_writer;
-    // Per place, for the tree of the current root: the port it is reached by, the port of the place
-    // before it that leads to it, links from the root, whether a listed switch lies between the
-    // root and it, and whether a later routable PE lies at or below it.
-    std::vector<uint32_t> m_up, m_down, m_depth;
-    std::vector<uint8_t> m_listedAbove, m_later;
-    // and the table it holds its routes towards the PEs below it in, once written
-    static constexpr uint32_t kNoTable = 0xFFFFFFFFu;
-    std::vector<uint32_t> m_table;
+    // Per place, for the tree of the current root: the nearest listed switch between the root and
+    // it, and that switch's port towards it; whether a later routable PE lies at or below it; for
+    // a listed switch with such PEs below it, the table it routes them from.
+    static constexpr uint32_t kNone = 0xFFFFFFFFu;
+    std::vector<uint32_t> m_above, m_portAbove;
+    std::vector<uint8_t> m_later;
+    std::vector<uint32_t> m_forward;
     std::vector<SIDs> m_ids; // the cells of each PE's IDs
     std::vector<NVXL_RT_ROUTE_ENTRY> m_route;
     bool m_bAnyWrites = false;
@@ -717,11 +709,12 @@ void nvxl::GenerateRoutes(uint32_t ulNumPEs, NVXL_PE* pPEs, uint32_t ulNumConnec
         if (trees.LastWriter(&route))
             writer.WriteRoute(trees.LastFrom(), trees.LastTo(), route);
     }
+    // A switch listed twice takes its multicast entries twice, the second time after those of the
+    // switches between.
     for (uint32_t s = 0; s < ulNumSwitches && pulSwitchNodes; s++)
     {
         const uint32_t ulNode = pulSwitchNodes[s];
-        if (ulNode < ulNumPEs && listIndex[ulNode] == static_cast<int32_t>(s) &&
-            pPEs[ulNode].ulMulticastEnabled)
+        if (ulNode < ulNumPEs && pPEs[ulNode].ulMulticastEnabled)
             writer.WriteMulticast(ulNode);
     }
     for (uint32_t s = 0; s < ulNumSwitches && pulSwitchNodes; s++)
