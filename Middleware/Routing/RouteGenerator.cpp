@@ -202,6 +202,7 @@ public:
                                      static_cast<uint32_t>((wCell >> 8) & 7u), 0});
             }
             NVXL_RT_AddEntries(lHandle, m_entries.data(), static_cast<uint32_t>(m_entries.size()));
+            m_tables[static_cast<size_t>(lSlot)].reset(); // its memory goes to the next pool table
         }
     }
 
