@@ -453,8 +453,9 @@ public:
         const size_t nPlaces = graph.NumPlaces();
         m_above.assign(nPlaces, kNone);
         m_portAbove.assign(nPlaces, 0);
-        m_later.assign(nPlaces, 0);
-        m_forward.assign(nPlaces, kNone);
+        m_laterBelow.assign(nPlaces, 0);
+        m_forward.assign(nPlaces, 0);
+        m_forwardStamp.assign(nPlaces, 0);
         m_ids.assign(ulNumPEs, {});
         for (uint32_t n = 0; n < ulNumPEs; n++)
         {
@@ -471,27 +472,19 @@ public:
     void WriteFrom(const std::vector<uint32_t>& routable, size_t a)
     {
         const uint32_t i = routable[a];
-        m_graph.Search(i, -1);
+        // A PE with a single link, as most endpoints are, sees the fabric as the PE at the other end
+        // does: the search from there, with this PE hanging from it, is its tree, and the PEs on
+        // one switch share it.
+        SLink pendant;
+        const bool bPendant = m_graph.Pendant(i, &pendant.ulPlace, &pendant.ulNearPort, &pendant.ulFarPort);
+        const uint32_t ulRoot = bPendant ? pendant.ulPlace : i;
+        if (!m_bTree || m_ulTreeRoot != ulRoot || m_bTreePendant != bPendant)
+            Grow(ulRoot, bPendant);
         const std::vector<uint32_t>& order = m_graph.Order();
-        m_later[i] = 0;
-        m_above[i] = kNone;
-        for (size_t n = 1; n < order.size(); n++)
-        {
-            const uint32_t v = order[n];
-            const uint32_t u = m_graph.ParentPlace(v);
-            if (u != i && Listed(u))
-            {
-                m_above[v] = u;
-                m_portAbove[v] = m_graph.DeparturePort(v);
-            }
-            else
-            {
-                m_above[v] = m_above[u];
-                m_portAbove[v] = m_portAbove[u];
-            }
-            m_later[v] = v > i && v < m_ulNumPEs && m_ids[v].n != 0;
-            m_forward[v] = kNone;
-        }
+        const uint32_t ulStamp = ++m_ulStamp;
+        // The port the root's switch is reached by, from the hanging PE.
+        auto arrival = [&](uint32_t ulPlace)
+        { return bPendant && ulPlace == ulRoot ? pendant.ulFarPort : m_graph.ArrivalPort(ulPlace); };
 
         // Towards the root: each listed switch, into the table of each branch that leads to a later
         // PE, the port it was reached by. Leaves first, so that a branch knows what lies below it.
@@ -500,16 +493,19 @@ public:
         for (size_t n = order.size() - 1; n >= 1; n--)
         {
             const uint32_t v = order[n];
-            if (!m_later[v])
+            if (m_laterBelow[v] != ulStamp && !(v > i && v < m_ulNumPEs && m_ids[v].n != 0))
                 continue;
             const uint32_t s = m_graph.ParentPlace(v);
-            m_later[s] = 1;
-            if (s == i || !Listed(s))
+            m_laterBelow[s] = ulStamp;
+            if ((s == ulRoot && !bPendant) || !Listed(s))
                 continue;
             const bool bPerPort = m_pPEs[s].ulPerPortTables != 0;
-            const uint32_t ulArrival = m_graph.ArrivalPort(s);
-            if (m_forward[s] == kNone)
+            const uint32_t ulArrival = arrival(s);
+            if (m_forwardStamp[s] != ulStamp)
+            {
+                m_forwardStamp[s] = ulStamp;
                 m_forward[s] = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? ulArrival : 0);
+            }
             const uint32_t ulTable =
                 m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? m_graph.DeparturePort(v) : 0);
             const uint16_t wCell = CTableCells::PortCell(ulArrival);
@@ -524,9 +520,12 @@ public:
             const uint32_t j = routable[b];
             if (!m_graph.Reached(j))
                 continue;
-            if (m_graph.ParentPlace(j) == i)
+            if (bPendant ? j == ulRoot : m_graph.ParentPlace(j) == i)
             {
-                m_graph.RouteTo(j, m_route);
+                if (bPendant)
+                    m_route.assign(1, {pendant.ulFarPort, pendant.ulNearPort, m_graph.NodeOf(ulRoot), i});
+                else
+                    m_graph.RouteTo(j, m_route);
                 if (m_writer.RouteWrites(i, j, m_route))
                 {
                     m_writer.WriteRoute(i, j, m_route);
@@ -555,11 +554,39 @@ public:
         }
     }
 
+    // The search tree from a place, and for each place the nearest listed switch above it and that
+    // switch's port towards it. The root counts as a switch above when a PE hangs from it.
+    void Grow(uint32_t ulRoot, bool bPendant)
+    {
+        m_graph.Search(ulRoot, -1);
+        m_bTree = true;
+        m_ulTreeRoot = ulRoot;
+        m_bTreePendant = bPendant;
+        const std::vector<uint32_t>& order = m_graph.Order();
+        m_above[ulRoot] = kNone;
+        for (size_t n = 1; n < order.size(); n++)
+        {
+            const uint32_t v = order[n];
+            const uint32_t u = m_graph.ParentPlace(v);
+            if ((u != ulRoot || bPendant) && Listed(u))
+            {
+                m_above[v] = u;
+                m_portAbove[v] = m_graph.DeparturePort(v);
+            }
+            else
+            {
+                m_above[v] = m_above[u];
+                m_portAbove[v] = m_portAbove[u];
+            }
+        }
+    }
+
     // The route of the last pair that wrote anything, if any did.
     bool LastWriter(std::vector<NVXL_RT_ROUTE_ENTRY>* pRoute)
     {
         if (!m_bAnyWrites)
             return false;
+        m_bTree = false;
         m_graph.Search(m_ulLastFrom, -1);
         m_graph.RouteTo(m_ulLastTo, *pRoute);
         return true;
@@ -582,13 +609,24 @@ private:
     nvxl::CRouteGraph& m_graph;
     CTableCells& m_cells;
     CRouteWriter& m_writer;
-    // Per place, for the tree of the current root: the nearest listed switch between the root and
-    // it, and that switch's port towards it; whether a later routable PE lies at or below it; for
-    // a listed switch with such PEs below it, the table it routes them from.
+    struct SLink
+    {
+        uint32_t ulPlace = 0, ulNearPort = 0, ulFarPort = 0;
+    };
+
+    // The tree grown last.
+    bool m_bTree = false;
+    uint32_t m_ulTreeRoot = 0;
+    bool m_bTreePendant = false;
+    // Per place, in that tree: the nearest listed switch above it, and that switch's port towards
+    // it.
     static constexpr uint32_t kNone = 0xFFFFFFFFu;
     std::vector<uint32_t> m_above, m_portAbove;
-    std::vector<uint8_t> m_later;
-    std::vector<uint32_t> m_forward;
+    // Per place, for the PE whose routes are being written (by its stamp): whether a later routable
+    // PE lies below it, and for a listed switch with such PEs below, the table it routes them from.
+    uint32_t m_ulStamp = 0;
+    std::vector<uint32_t> m_laterBelow;
+    std::vector<uint32_t> m_forward, m_forwardStamp;
     std::vector<SIDs> m_ids; // the cells of each PE's IDs
     std::vector<NVXL_RT_ROUTE_ENTRY> m_route;
     bool m_bAnyWrites = false;

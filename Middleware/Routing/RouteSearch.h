@@ -27,6 +27,19 @@ public:
     int64_t Place(uint32_t ulNode) const;
     uint32_t NumPlaces() const { return static_cast<uint32_t>(m_nodeOfPlace.size()); }
 
+    // Whether a place has a single link, to another place: then that place and the ports of the
+    // link at this end and at the other.
+    bool Pendant(uint32_t ulPlace, uint32_t* pulOther, uint32_t* pulNearPort, uint32_t* pulFarPort) const
+    {
+        const uint32_t a = m_adjacencyStart[ulPlace];
+        if (m_adjacencyStart[ulPlace + 1] != a + 1 || m_neighbour[a] == ulPlace)
+            return false;
+        *pulOther = m_neighbour[a];
+        *pulNearPort = m_nearPort[a];
+        *pulFarPort = m_farPort[a];
+        return true;
+    }
+
     // Searches from a place. lSkipConnection (or -1) may not leave the start.
     void Search(uint32_t ulFrom, int32_t lSkipConnection);
     // Whether the last search reached a place.

@@ -207,7 +207,8 @@ void FatTree(SFabric& fabric, uint32_t ulSpines, uint32_t ulLeaves, uint32_t ulP
 // A fabric too large for the reference: a random tree of switches with extra links among them
 // (parallel ones, loops, links to node numbers beyond the records), endpoints on one or two
 // switches, long IDs that belong to one PE each, virtual IDs, switches with IDs of their own,
-// both table kinds, switches left out of the list or listed twice, and multicast.
+// switches hanging from a later one, both table kinds, switches left out of the list or listed
+// twice, and multicast.
 void LargeFabric(SFabric& fabric, std::mt19937& random, uint32_t ulSwitches, uint32_t ulEndpoints)
 {
     auto pick = [&random](uint32_t n) { return static_cast<uint32_t>(random() % n); };
@@ -252,6 +253,21 @@ void LargeFabric(SFabric& fabric, std::mt19937& random, uint32_t ulSwitches, uin
             const uint32_t t = pick(ulSwitches);
             fabric.Link(ulNode, 1, t, port(t));
         }
+    }
+    // Switches with virtual IDs hanging by their only link from a later switch with its own.
+    for (uint32_t h = 0; h < 3; h++)
+    {
+        const uint32_t ulHanging = fabric.AddPE(NVXL_PE_SWITCH, 8, -1, true, true);
+        const uint32_t ulLater =
+            fabric.AddPE(NVXL_PE_SWITCH, 8, static_cast<int32_t>(0xA000 + h), h != 1, true);
+        fabric.pes[ulHanging].wNumLongVDIDs = 1;
+        fabric.pes[ulHanging].wLongVDIDs[0] = static_cast<uint16_t>(0xB000 + h);
+        fabric.pes[ulLater].wNumLongVDIDs = 2;
+        fabric.pes[ulLater].wLongVDIDs[0] = static_cast<uint16_t>(0xB100 + h);
+        fabric.pes[ulLater].wLongVDIDs[1] = static_cast<uint16_t>(0xB200 + h);
+        fabric.Link(ulLater, 7, ulHanging, 3);
+        const uint32_t s = pick(ulSwitches);
+        fabric.Link(ulLater, 1, s, port(s));
     }
     fabric.Link(pick(ulSwitches), 31, static_cast<uint32_t>(fabric.pes.size()) + 5, 0);
     for (uint32_t m = 0; m < 2; m++)
