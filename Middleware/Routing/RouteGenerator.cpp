@@ -453,6 +453,7 @@ public:
         const size_t nPlaces = graph.NumPlaces();
         m_above.assign(nPlaces, kNone);
         m_portAbove.assign(nPlaces, 0);
+        m_branchTable.assign(nPlaces, kNone);
         m_laterBelow.assign(nPlaces, 0);
         m_forward.assign(nPlaces, 0);
         m_forwardStamp.assign(nPlaces, 0);
@@ -506,11 +507,13 @@ public:
                 m_forwardStamp[s] = ulStamp;
                 m_forward[s] = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? ulArrival : 0);
             }
-            const uint32_t ulTable =
-                m_cells.Table(static_cast<uint32_t>(m_listIndex[s]), bPerPort ? m_graph.DeparturePort(v) : 0);
+            if (m_branchTable[v] == kNone)
+                m_branchTable[v] = m_cells.Table(static_cast<uint32_t>(m_listIndex[s]),
+                                                 bPerPort ? m_graph.DeparturePort(v) : 0);
+            uint16_t* pCells = m_cells.Cells(m_branchTable[v]);
             const uint16_t wCell = CTableCells::PortCell(ulArrival);
             for (uint32_t k = 0; k < rootIDs.n; k++)
-                m_cells.Cell(ulTable, rootIDs.al[k]) = wCell;
+                pCells[rootIDs.al[k]] = wCell;
         }
 
         // Towards each later PE j: every listed switch between the root and j.
@@ -567,6 +570,7 @@ public:
         for (size_t n = 1; n < order.size(); n++)
         {
             const uint32_t v = order[n];
+            m_branchTable[v] = kNone;
             const uint32_t u = m_graph.ParentPlace(v);
             if ((u != ulRoot || bPendant) && Listed(u))
             {
@@ -619,9 +623,11 @@ private:
     uint32_t m_ulTreeRoot = 0;
     bool m_bTreePendant = false;
     // Per place, in that tree: the nearest listed switch above it, and that switch's port towards
-    // it.
+    // it,
     static constexpr uint32_t kNone = 0xFFFFFFFFu;
     std::vector<uint32_t> m_above, m_portAbove;
+    // and the table of the switch above it towards it, once written
+    std::vector<uint32_t> m_branchTable;
     // Per place, for the PE whose routes are being written (by its stamp): whether a later routable
     // PE lies below it, and for a listed switch with such PEs below, the table it routes them from.
     uint32_t m_ulStamp = 0;
