@@ -604,6 +604,11 @@ private:
         uint32_t n = 0;
         int32_t al[3] = {0, 0, 0};
     };
+    // A link from a place: the place at its other end and the ports at both ends.
+    struct SLink
+    {
+        uint32_t ulPlace = 0, ulNearPort = 0, ulFarPort = 0;
+    };
 
     bool Listed(uint32_t ulPlace) const { return ulPlace < m_ulNumPEs && m_listIndex[ulPlace] >= 0; }
 
@@ -613,20 +618,15 @@ private:
     nvxl::CRouteGraph& m_graph;
     CTableCells& m_cells;
     CRouteWriter& m_writer;
-    struct SLink
-    {
-        uint32_t ulPlace = 0, ulNearPort = 0, ulFarPort = 0;
-    };
 
     // The tree grown last.
     bool m_bTree = false;
     uint32_t m_ulTreeRoot = 0;
     bool m_bTreePendant = false;
-    // Per place, in that tree: the nearest listed switch above it, and that switch's port towards
-    // it,
+    // Per place, in that tree: the nearest listed switch above it and that switch's port towards
+    // it; the table of the place before it that routes towards it, once written.
     static constexpr uint32_t kNone = 0xFFFFFFFFu;
     std::vector<uint32_t> m_above, m_portAbove;
-    // and the table of the switch above it towards it, once written
     std::vector<uint32_t> m_branchTable;
     // Per place, for the PE whose routes are being written (by its stamp): whether a later routable
     // PE lies below it, and for a listed switch with such PEs below, the table it routes them from.
