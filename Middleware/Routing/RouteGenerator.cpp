@@ -654,7 +654,8 @@ void nvxl::GenerateRoutes(uint32_t ulNumPEs, NVXL_PE* pPEs, uint32_t ulNumConnec
 {
     if (!pPEs || (!pConnections && ulNumConnections))
         return;
-    // The listed switches lose their tables; each gets the place of its first mention in the list.
+    // The listed switches lose their tables. The place of a switch's first mention in the list
+    // names its tables, that of its last its turn among the switches of a pair.
     std::vector<int32_t> listIndex(ulNumPEs, -1), lastMention(ulNumPEs, -1);
     for (uint32_t s = 0; s < ulNumSwitches && pulSwitchNodes; s++)
     {
