@@ -246,11 +246,8 @@ int MapFileRun(const char* pszPath)
         flat.Flatten(map.ActivePEs, map.ActiveConnections, CFlatNetwork::eMulticast);
         SFabric fabric;
         fabric.pes.assign(flat.Network().pPEs, flat.Network().pPEs + flat.Network().ulNumPEs);
-        for (NVXL_PE& record : fabric.pes)
+        for (const NVXL_PE& record : fabric.pes)
         {
-            // The groups stay with the flat records, which free them.
-            record.ulNumMulticastGroups = 0;
-            record.pMulticastGroups = nullptr;
             if (record.ulValid && (record.ulTypeFlags & NVXL_PE_SWITCH))
                 fabric.switches.push_back(record.ulNodeID);
         }
@@ -261,6 +258,12 @@ int MapFileRun(const char* pszPath)
         const STime trees = Generate(fabric);
         const CDigest actual = PoolDigest(fabric);
         const bool bSameTables = expected.Hash() == actual.Hash() && expected.Entries() == actual.Entries();
+        for (NVXL_PE& record : fabric.pes)
+        {
+            // The multicast groups are the flat records' to free.
+            record.ulNumMulticastGroups = 0;
+            record.pMulticastGroups = nullptr;
+        }
         std::printf(
             "generation of %llu entries: pair by pair %.3f s (CPU %.3f s), trees %.3f s (CPU %.3f s), "
             "tables %s\n",
