@@ -14,17 +14,23 @@ struct SProgressState
 {
     bool bShown = false;
     uint32_t ulLastStep = 0;
+    uint32_t ulCalls = 0;
     std::chrono::steady_clock::time_point lastUpdate;
 };
 
 // A few steps don't need a window. The window follows every new step, and the text within a step
-// at most ten times a second: a large map has millions of pairs.
+// at most ten times a second: a large map has millions of pairs, one call each, so within a step
+// the clock is read only every 256th call.
 int32_t GenerationProgress(const char* pszText, uint32_t ulStep, uint32_t ulTotalSteps, void* pUser)
 {
     auto* pState = static_cast<SProgressState*>(pUser);
     if (ulTotalSteps < 6)
     {
         return 0;
+    }
+    if (pState->bShown && ulStep == pState->ulLastStep && (++pState->ulCalls & 0xFFu) != 0)
+    {
+        return 1;
     }
     const auto now = std::chrono::steady_clock::now();
     if (!pState->bShown)
@@ -88,11 +94,12 @@ int GenerateRoutes(CNetworkDocument& map, int iNode)
     {
         UI().EndWork(QString());
     }
+    // Each pool table is given back as soon as it is copied: the next copy takes its memory.
     int nGiven = 0;
     for (uint32_t ulNode : switches)
     {
         CPEPrimitive* pPE = map.pCurrentPEs->GetByNodeNumber(static_cast<int>(ulNode));
-        const NVXL_PE& record = flat.PE(ulNode);
+        NVXL_PE& record = flat.PE(ulNode);
         bool bAny = false;
         for (int t = 0; t < kMaxPorts; ++t)
         {
@@ -102,15 +109,20 @@ int GenerateRoutes(CNetworkDocument& map, int iNode)
                 continue;
             }
             auto pTable = std::make_unique<CRoutingTable>();
-            uint32_t ulPos = 0;
-            for (const NVXL_RT_ENTRY* pEntry = NVXL_RT_FirstEntry(lHandle, &ulPos); pEntry;
-                 pEntry = NVXL_RT_NextEntry(lHandle, &ulPos))
+            uint32_t ulCount = 0;
+            NVXL_RT_GetNumEntries(lHandle, &ulCount);
+            const NVXL_RT_ENTRY* pEntries = NVXL_RT_GetEntries(lHandle);
+            pTable->Reserve(ulCount);
+            for (uint32_t e = 0; e < ulCount; ++e)
             {
-                const uint32_t ulType = pEntry->ulType >= eRouteUnrouted && pEntry->ulType <= eRouteSpecial
-                                            ? pEntry->ulType
+                const NVXL_RT_ENTRY& entry = pEntries[e];
+                const uint32_t ulType = entry.ulType >= eRouteUnrouted && entry.ulType <= eRouteSpecial
+                                            ? entry.ulType
                                             : eRouteUndefined;
-                pTable->AddEntry(pEntry->wDestID, pEntry->uchPort, ulType, pEntry->ulSpecialType, true);
+                pTable->AddEntry(entry.wDestID, entry.uchPort, ulType, entry.ulSpecialType, true);
             }
+            NVXL_RT_FreeTable(lHandle);
+            record.alRouteTables[t] = NVXL_NO_TABLE;
             pPE->RoutingTables[static_cast<size_t>(t)] = std::move(pTable);
             bAny = true;
         }

@@ -13,8 +13,15 @@ bool LessByID(const SRouteEntry& entry, uint16_t wDestID)
 void CRoutingTable::AddEntry(uint16_t wDestID, uint8_t uchPort, uint32_t eType, uint32_t uSpecialType,
                              bool bMarkModified)
 {
-    auto it = std::lower_bound(m_Entries.begin(), m_Entries.end(), wDestID, LessByID);
     const SRouteEntry entry{wDestID, uchPort, eType, uSpecialType};
+    // Tables are mostly filled in rising order.
+    if (m_Entries.empty() || m_Entries.back().DestID < wDestID)
+    {
+        m_Entries.push_back(entry);
+        bModified = bModified || bMarkModified;
+        return;
+    }
+    auto it = std::lower_bound(m_Entries.begin(), m_Entries.end(), wDestID, LessByID);
     if (it != m_Entries.end() && it->DestID == wDestID)
     {
         *it = entry;

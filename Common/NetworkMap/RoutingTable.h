@@ -27,6 +27,8 @@ public:
     bool RemoveAt(int iPosition);
     // Removes all entries.
     void Clear() { m_Entries.clear(); }
+    // Makes room for a number of entries.
+    void Reserve(size_t nEntries) { m_Entries.reserve(nEntries); }
 
     int GetNumEntries() const { return static_cast<int>(m_Entries.size()); }
     // The entry at a position; the position must be in range.

@@ -38,15 +38,31 @@ CRouteGraph::CRouteGraph(const NVXL_CONNECTION* pConnections, uint32_t ulNumConn
     for (uint32_t p = 0; p < ulPlaces; p++)
         m_adjacencyStart[p + 1] += m_adjacencyStart[p];
     m_adjacency.resize(m_adjacencyStart[ulPlaces]);
+    m_neighbour.resize(m_adjacencyStart[ulPlaces]);
+    m_nearPort.resize(m_adjacencyStart[ulPlaces]);
+    m_farPort.resize(m_adjacencyStart[ulPlaces]);
     std::vector<uint32_t> fill(m_adjacencyStart.begin(), m_adjacencyStart.end() - 1);
     // Connections go in in index order, so each place's list is in connection order.
     for (uint32_t c = 0; c < ulNumConnections; c++)
     {
-        m_adjacency[fill[placeA[c]]++] = c;
+        const NVXL_CONNECTION& connection = pConnections[c];
+        uint32_t a = fill[placeA[c]]++;
+        m_adjacency[a] = c;
+        m_neighbour[a] = placeB[c];
+        m_nearPort[a] = connection.ulPortA;
+        m_farPort[a] = connection.ulPortB;
         if (placeB[c] != placeA[c])
-            m_adjacency[fill[placeB[c]]++] = c;
+        {
+            a = fill[placeB[c]]++;
+            m_adjacency[a] = c;
+            m_neighbour[a] = placeA[c];
+            m_nearPort[a] = connection.ulPortB;
+            m_farPort[a] = connection.ulPortA;
+        }
     }
     m_parent.assign(ulPlaces, kNone);
+    m_parentPlace.assign(ulPlaces, kNone);
+    m_parentEdge.assign(ulPlaces, 0);
     m_visited.assign(ulPlaces, 0);
     m_queue.reserve(ulPlaces);
 }
@@ -61,28 +77,32 @@ int64_t CRouteGraph::Place(uint32_t ulNode) const
 
 void CRouteGraph::Search(uint32_t ulFrom, int32_t lSkipConnection)
 {
-    std::fill(m_visited.begin(), m_visited.end(), 0);
+    if (++m_ulStamp == 0)
+    {
+        // After four thousand million searches the marks start again from a clean array.
+        std::fill(m_visited.begin(), m_visited.end(), 0);
+        m_ulStamp = 1;
+    }
     m_ulFrom = ulFrom;
     m_queue.clear();
     m_queue.push_back(ulFrom);
-    m_visited[ulFrom] = 1;
+    m_visited[ulFrom] = m_ulStamp;
     m_parent[ulFrom] = kNone;
     for (size_t nHead = 0; nHead < m_queue.size(); nHead++)
     {
         const uint32_t ulPlace = m_queue[nHead];
-        const uint32_t ulNode = m_nodeOfPlace[ulPlace];
         for (uint32_t a = m_adjacencyStart[ulPlace]; a < m_adjacencyStart[ulPlace + 1]; a++)
         {
+            const uint32_t ulNextPlace = m_neighbour[a];
+            if (m_visited[ulNextPlace] == m_ulStamp)
+                continue;
             const uint32_t c = m_adjacency[a];
             if (ulPlace == ulFrom && static_cast<int64_t>(c) == lSkipConnection)
                 continue;
-            const NVXL_CONNECTION& connection = m_pConnections[c];
-            const uint32_t ulNext = connection.ulNodeA == ulNode ? connection.ulNodeB : connection.ulNodeA;
-            const uint32_t ulNextPlace = static_cast<uint32_t>(Place(ulNext));
-            if (m_visited[ulNextPlace])
-                continue;
-            m_visited[ulNextPlace] = 1;
+            m_visited[ulNextPlace] = m_ulStamp;
             m_parent[ulNextPlace] = c;
+            m_parentPlace[ulNextPlace] = ulPlace;
+            m_parentEdge[ulNextPlace] = a;
             m_queue.push_back(ulNextPlace);
         }
     }
@@ -92,7 +112,7 @@ uint32_t CRouteGraph::RouteTo(uint32_t ulPlace, std::vector<NVXL_RT_ROUTE_ENTRY>
 {
     route.clear();
     uint32_t ulFirst = kNoConnection;
-    if (!m_visited[ulPlace])
+    if (!Reached(ulPlace))
         return ulFirst;
     for (uint32_t ulAt = ulPlace; ulAt != m_ulFrom;)
     {

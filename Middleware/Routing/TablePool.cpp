@@ -98,6 +98,30 @@ int32_t NVXL_RT_AddEntry(int32_t lHandle, const NVXL_RT_ENTRY* pEntry)
     return 1;
 }
 
+int32_t NVXL_RT_AddEntries(int32_t lHandle, const NVXL_RT_ENTRY* pEntries, uint32_t ulCount)
+{
+    RT_SLOT* pSlot = Slot(lHandle);
+    if (!pSlot || (!pEntries && ulCount))
+        return 0;
+    if (ulCount > pSlot->ulCapacity - pSlot->ulNumEntries)
+    {
+        const uint64_t ullNeeded = (uint64_t)pSlot->ulNumEntries + ulCount;
+        const uint64_t ullCapacity = (ullNeeded + TABLE_GROWTH - 1) / TABLE_GROWTH * TABLE_GROWTH;
+        if (ullCapacity > UINT32_MAX)
+            return 0;
+        NVXL_RT_ENTRY* pGrown =
+            (NVXL_RT_ENTRY*)realloc(pSlot->pEntries, (size_t)ullCapacity * sizeof(NVXL_RT_ENTRY));
+        if (!pGrown)
+            return 0;
+        pSlot->pEntries = pGrown;
+        pSlot->ulCapacity = (uint32_t)ullCapacity;
+    }
+    if (ulCount)
+        memcpy(&pSlot->pEntries[pSlot->ulNumEntries], pEntries, ulCount * sizeof(NVXL_RT_ENTRY));
+    pSlot->ulNumEntries += ulCount;
+    return 1;
+}
+
 const NVXL_RT_ENTRY* NVXL_RT_FirstEntry(int32_t lHandle, uint32_t* pulPos)
 {
     if (pulPos)

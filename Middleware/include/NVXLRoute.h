@@ -49,6 +49,9 @@ extern "C"
     /* Appends an entry, growing the table by 16 when it is full. 1, or 0 for a bad handle or no
      * memory. */
     int32_t NVXL_RT_AddEntry(int32_t lHandle, const NVXL_RT_ENTRY* pEntry);
+    /* Appends ulCount entries at once, growing the table once to the next multiple of 16. 1, or 0
+     * for a bad handle or no memory (the table is then unchanged). */
+    int32_t NVXL_RT_AddEntries(int32_t lHandle, const NVXL_RT_ENTRY* pEntries, uint32_t ulCount);
     /* Iteration: the first or next entry and its position in *pulPos; NULL at the end or for a bad
      * handle. */
     const NVXL_RT_ENTRY* NVXL_RT_FirstEntry(int32_t lHandle, uint32_t* pulPos);

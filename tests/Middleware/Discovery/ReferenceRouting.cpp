@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace nvtest
 {
 namespace
@@ -157,8 +159,11 @@ CGeneratedTables ReferenceGenerate(const std::vector<NVXL_PE>& pes,
 CGeneratedTables PoolTables(const std::vector<NVXL_PE>& pes, const std::vector<uint32_t>& switches)
 {
     CGeneratedTables result;
+    std::set<uint32_t> read;
     for (uint32_t s : switches)
     {
+        if (!read.insert(s).second)
+            continue; // listed twice
         for (uint32_t ulTable = 0; ulTable < NVXL_MAX_PORTS; ulTable++)
         {
             const int32_t lHandle = pes[s].alRouteTables[ulTable];

@@ -2,6 +2,7 @@
 // reference on many fabrics.
 #include "NVXLRoute.h"
 #include "ReferenceRouting.h"
+#include "Routing/RouteGenerator.h"
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,12 @@ struct SFabric
                                static_cast<uint32_t>(connections.size()), connections.data(), switches.data(),
                                static_cast<uint32_t>(switches.size()), pfnProgress, pUser);
     }
+    void Generate(nvxl::EGeneration eHow, NVXL_RT_PROGRESS pfnProgress = nullptr, void* pUser = nullptr)
+    {
+        nvxl::GenerateRoutes(static_cast<uint32_t>(pes.size()), pes.data(),
+                             static_cast<uint32_t>(connections.size()), connections.data(), switches.data(),
+                             static_cast<uint32_t>(switches.size()), pfnProgress, pUser, eHow);
+    }
     // The port a switch's table sends an ID to, or -1.
     int PortOf(uint32_t ulNode, uint32_t ulTable, uint16_t wID) const
     {
@@ -110,8 +117,8 @@ std::string Text(const std::vector<NVXL_RT_ROUTE_ENTRY>& route)
 
 // A random fabric: switches and endpoints, random links among the switches (parallel ones, loops
 // back to the same switch, deleted ones, links to node numbers beyond the records), IDs that
-// may repeat, virtual IDs, both table kinds and now and then multicast.
-void RandomFabric(SFabric& fabric, std::mt19937& random)
+// may repeat (with bSharedIDs), virtual IDs, both table kinds and now and then multicast.
+void RandomFabric(SFabric& fabric, std::mt19937& random, bool bSharedIDs = true)
 {
     auto pick = [&random](uint32_t n) { return static_cast<uint32_t>(random() % n); };
     const uint32_t ulSwitches = 3 + pick(8);
@@ -131,7 +138,8 @@ void RandomFabric(SFabric& fabric, std::mt19937& random)
     for (uint32_t e = 0; e < ulEndpoints; e++)
     {
         const bool bID = pick(5) != 0;
-        const uint32_t ulNode = fabric.Endpoint(bID ? static_cast<int32_t>(pick(4) == 0 ? 7 : 10 + e) : -1);
+        const uint32_t ulNode =
+            fabric.Endpoint(bID ? static_cast<int32_t>(bSharedIDs && pick(4) == 0 ? 7 : 10 + e) : -1);
         NVXL_PE& pe = fabric.pes[ulNode];
         pe.wNumShortVDIDs = static_cast<uint16_t>(pick(3));
         pe.wShortVDIDs[0] = static_cast<uint16_t>(100 + 2 * e);
@@ -196,11 +204,86 @@ void FatTree(SFabric& fabric, uint32_t ulSpines, uint32_t ulLeaves, uint32_t ulP
     }
 }
 
-void ExpectSameAsReference(SFabric& fabric, const std::string& strWhat)
+// A fabric too large for the reference: a random tree of switches with extra links among them
+// (parallel ones, loops, links to node numbers beyond the records), endpoints on one or two
+// switches, long IDs that belong to one PE each, virtual IDs, switches with IDs of their own,
+// switches hanging from a later one, both table kinds, switches left out of the list or listed
+// twice, and multicast.
+void LargeFabric(SFabric& fabric, std::mt19937& random, uint32_t ulSwitches, uint32_t ulEndpoints)
 {
-    const CGeneratedTables expected = ReferenceGenerate(fabric.pes, fabric.connections, fabric.switches);
-    fabric.Generate();
-    const CGeneratedTables actual = PoolTables(fabric.pes, fabric.switches);
+    auto pick = [&random](uint32_t n) { return static_cast<uint32_t>(random() % n); };
+    std::vector<uint32_t> nextPort(ulSwitches, 0);
+    auto port = [&nextPort](uint32_t s) { return nextPort[s]++ % 32; };
+    for (uint32_t s = 0; s < ulSwitches; s++)
+    {
+        const bool bOwnID = pick(6) == 0;
+        fabric.AddPE(NVXL_PE_SWITCH, 32, bOwnID ? static_cast<int32_t>(0x8000 + s) : -1, pick(3) != 0, true);
+        if (pick(8) == 0)
+        {
+            NVXL_PE& pe = fabric.pes.back();
+            pe.wNumLongVDIDs = 1;
+            pe.wLongVDIDs[0] = static_cast<uint16_t>(0x9000 + s);
+        }
+        if (s > 0)
+        {
+            const uint32_t ulUp = pick(s);
+            fabric.Link(ulUp, port(ulUp), s, port(s));
+        }
+    }
+    for (uint32_t l = 0; l < ulSwitches / 2; l++)
+    {
+        const uint32_t a = pick(ulSwitches), b = pick(7) == 0 ? a : pick(ulSwitches);
+        fabric.Link(a, port(a), b, port(b), pick(9) == 0 ? 0 : 1);
+        if (pick(6) == 0)
+            fabric.Link(a, port(a), b, port(b));
+    }
+    for (uint32_t e = 0; e < ulEndpoints; e++)
+    {
+        const bool bID = pick(8) != 0;
+        const uint32_t ulNode =
+            fabric.AddPE(NVXL_PE_PROCESSOR, 2, bID ? static_cast<int32_t>(1 + e) : -1, false, true);
+        NVXL_PE& pe = fabric.pes[ulNode];
+        pe.wNumLongVDIDs = static_cast<uint16_t>(pick(4) == 0 ? 1 + pick(2) : 0);
+        pe.wLongVDIDs[0] = static_cast<uint16_t>(0x4000 + 2 * e);
+        pe.wLongVDIDs[1] = static_cast<uint16_t>(0x4001 + 2 * e);
+        const uint32_t s = pick(ulSwitches);
+        fabric.Link(s, port(s), ulNode, 0);
+        if (pick(10) == 0)
+        {
+            const uint32_t t = pick(ulSwitches);
+            fabric.Link(ulNode, 1, t, port(t));
+        }
+    }
+    // Switches with virtual IDs hanging by their only link from a later switch with its own.
+    for (uint32_t h = 0; h < 3; h++)
+    {
+        const uint32_t ulHanging = fabric.AddPE(NVXL_PE_SWITCH, 8, -1, true, true);
+        const uint32_t ulLater =
+            fabric.AddPE(NVXL_PE_SWITCH, 8, static_cast<int32_t>(0xA000 + h), h != 1, true);
+        fabric.pes[ulHanging].wNumLongVDIDs = 1;
+        fabric.pes[ulHanging].wLongVDIDs[0] = static_cast<uint16_t>(0xB000 + h);
+        fabric.pes[ulLater].wNumLongVDIDs = 2;
+        fabric.pes[ulLater].wLongVDIDs[0] = static_cast<uint16_t>(0xB100 + h);
+        fabric.pes[ulLater].wLongVDIDs[1] = static_cast<uint16_t>(0xB200 + h);
+        fabric.Link(ulLater, 7, ulHanging, 3);
+        const uint32_t s = pick(ulSwitches);
+        fabric.Link(ulLater, 1, s, port(s));
+    }
+    fabric.Link(pick(ulSwitches), 31, static_cast<uint32_t>(fabric.pes.size()) + 5, 0);
+    for (uint32_t m = 0; m < 2; m++)
+    {
+        const uint32_t s = pick(ulSwitches);
+        fabric.pes[s].ulMulticastEnabled = 1;
+        fabric.AddGroup(s, 2 + m, {1, 0x4000});
+    }
+    for (uint32_t n = 0; n < ulSwitches / 10; n++)
+        fabric.switches.erase(fabric.switches.begin() + pick(static_cast<uint32_t>(fabric.switches.size())));
+    fabric.switches.push_back(fabric.switches[pick(static_cast<uint32_t>(fabric.switches.size()))]);
+}
+
+void ExpectSameTables(const CGeneratedTables& expected, const CGeneratedTables& actual,
+                      const std::string& strWhat)
+{
     ASSERT_EQ(expected.size(), actual.size()) << strWhat;
     for (const auto& [key, content] : expected)
     {
@@ -208,6 +291,13 @@ void ExpectSameAsReference(SFabric& fabric, const std::string& strWhat)
         ASSERT_NE(actual.end(), it) << strWhat << ": no table " << key.second << " on node " << key.first;
         EXPECT_EQ(content, it->second) << strWhat << ": table " << key.second << " of node " << key.first;
     }
+}
+
+void ExpectSameAsReference(SFabric& fabric, const std::string& strWhat)
+{
+    const CGeneratedTables expected = ReferenceGenerate(fabric.pes, fabric.connections, fabric.switches);
+    fabric.Generate();
+    ExpectSameTables(expected, PoolTables(fabric.pes, fabric.switches), strWhat);
 }
 
 TEST(RouteTablePool, TablesGrowAreIteratedAndHandlesComeBack)
@@ -322,6 +412,95 @@ TEST(RouteGeneration, TablesMatchTheReferenceOnRandomAndStructuredFabrics)
         doubled.Link(s, 0, doubled.Endpoint(static_cast<int32_t>(s + 1)), 0);
     }
     ExpectSameAsReference(doubled, "ring of parallel links");
+}
+
+TEST(RouteGeneration, TreesMatchTheReferenceWhenEveryIDHasOneOwner)
+{
+    // Without shared IDs the tables come from one search tree per PE instead of pair by pair.
+    std::mt19937 random(4242);
+    for (int nFabric = 0; nFabric < 250; nFabric++)
+    {
+        SFabric fabric;
+        RandomFabric(fabric, random, false);
+        if (nFabric % 4 == 0 && fabric.switches.size() > 1)
+            fabric.switches.push_back(fabric.switches.front());
+        ExpectSameAsReference(fabric, "fabric " + std::to_string(nFabric));
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+TEST(RouteGeneration, TreesGiveThePairByPairTablesOnLargeFabrics)
+{
+    struct SReports
+    {
+        int nCalls = 0;
+        std::string strLast;
+        uint32_t ulLastStep = 0, ulTotal = 0;
+        bool operator==(const SReports&) const = default;
+    };
+    auto report = [](const char* pszText, uint32_t ulStep, uint32_t ulTotal, void* pUser) -> int32_t
+    {
+        auto* p = static_cast<SReports*>(pUser);
+        p->nCalls++;
+        p->strLast = pszText;
+        p->ulLastStep = ulStep;
+        p->ulTotal = ulTotal;
+        return 1;
+    };
+    std::mt19937 random(777);
+    for (int nFabric = 0; nFabric < 8; nFabric++)
+    {
+        SFabric fabric;
+        if (nFabric == 6)
+            Mesh(fabric, 9);
+        else if (nFabric == 7)
+            FatTree(fabric, 4, 12, 6);
+        else
+            LargeFabric(fabric, random, 40 + 30 * nFabric, 100 + 40 * nFabric);
+        SReports pairwise, trees;
+        fabric.Generate(nvxl::EGeneration::ePairByPair, report, &pairwise);
+        const CGeneratedTables expected = PoolTables(fabric.pes, fabric.switches);
+        fabric.Generate(nvxl::EGeneration::eFastest, report, &trees);
+        ExpectSameTables(expected, PoolTables(fabric.pes, fabric.switches),
+                         "fabric " + std::to_string(nFabric));
+        EXPECT_EQ(pairwise, trees) << "fabric " << nFabric << ": the same reports";
+        EXPECT_GT(expected.size(), 10u);
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+TEST(RouteGeneration, ASwitchListedTwiceTakesItsMulticastEntriesAgainAfterTheOthers)
+{
+    // ep1 - A - B - ep2, A with one table, B with per-port tables, both with multicast groups.
+    SFabric fabric;
+    const uint32_t a = fabric.Switch(8, false), b = fabric.Switch(8, true);
+    const uint32_t ep1 = fabric.Endpoint(0x11), ep2 = fabric.Endpoint(0x22);
+    fabric.Link(ep1, 0, a, 0);
+    fabric.Link(a, 1, b, 1);
+    fabric.Link(b, 2, ep2, 0);
+    for (uint32_t s : {a, b})
+        fabric.pes[s].ulMulticastEnabled = 1;
+    fabric.AddGroup(a, 1, {0x40});
+    fabric.AddGroup(b, 5, {0x41});
+    fabric.switches = {a, b, a};
+    ExpectSameAsReference(fabric, "A, B, A");
+    // A's table copies the entry written last: the first time a route's, the second B's multicast
+    // entry, which is what stands.
+    uint32_t ulPos = 0;
+    bool bFound = false;
+    for (const NVXL_RT_ENTRY* pEntry = NVXL_RT_FirstEntry(fabric.pes[a].alRouteTables[0], &ulPos); pEntry;
+         pEntry = NVXL_RT_NextEntry(fabric.pes[a].alRouteTables[0], &ulPos))
+    {
+        if (pEntry->wDestID == 0x41)
+        {
+            bFound = true;
+            EXPECT_EQ(static_cast<uint32_t>(eNVXL_RouteTypeMCast), pEntry->ulType);
+            EXPECT_EQ(5, pEntry->uchPort);
+        }
+    }
+    EXPECT_TRUE(bFound);
 }
 
 TEST(RouteGeneration, TiesGoToLowerConnectionsAndBothDirectionsShareTheLinks)
