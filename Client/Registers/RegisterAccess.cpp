@@ -1,5 +1,6 @@
 #include "RegisterAccess.h"
 
+#include "DeviceInfo.h"
 #include "FFRoutes.h"
 #include "NetworkDocument.h"
 #include "NumberText.h"
@@ -186,6 +187,38 @@ bool MakeRegisterItems(CPEPrimitive& pe, const QString& strBlock, int iSet, int 
         pItems->push_back(item);
     }
     return true;
+}
+
+std::vector<RegisterItem> TreeRegisterItems(CPEPrimitive& pe)
+{
+    std::vector<RegisterItem> items;
+    const CRegisterFileInfo* pInfo = RegisterFileOf(pe);
+    if (!pInfo)
+    {
+        return items;
+    }
+    const QStringList i2cBlocks = I2CBlockNames(pe);
+    for (const SRegisterTreeItem& treeItem : RegisterTreeItems(*pInfo))
+    {
+        if (treeItem.eKind != eTreeRegister || treeItem.pRegister->bMemSpaceIO ||
+            i2cBlocks.contains(treeItem.pBlock->Name))
+        {
+            continue;
+        }
+        RegisterItem item;
+        item.pPE = &pe;
+        item.iNodeNumber = pe.iNodeNumber;
+        item.pRegister = treeItem.pRegister;
+        item.uOffset = treeItem.uOffset;
+        item.uSetOffset = treeItem.pSet ? treeItem.pSet->uOffset : 0;
+        item.Name = treeItem.pSet && treeItem.pBlock->GetNumSets() > 1
+                        ? treeItem.pBlock->Name + QStringLiteral(",") + treeItem.pSet->Name
+                        : treeItem.pBlock->Name;
+        item.eType = eTOCRegister;
+        item.pValues = &pe.SavedRegisters;
+        items.push_back(item);
+    }
+    return items;
 }
 
 CRegisterAccess::CRegisterAccess(CNetworkDocument& document, IRegisterTransport* pTransport)

@@ -38,6 +38,10 @@ struct RegisterItem
 bool MakeRegisterItems(CPEPrimitive& pe, const QString& strBlock, int iSet, int eType,
                        std::vector<RegisterItem>* pItems);
 
+// Items for every maintenance register of a PE's register tree, in tree order; registers of I2C
+// blocks and of I/O space are left out. Empty when the register file can't be read.
+std::vector<RegisterItem> TreeRegisterItems(CPEPrimitive& pe);
+
 // The transactions register access needs. The target's front end serves them; tests give their
 // own to see which one a register kind takes.
 class IRegisterTransport

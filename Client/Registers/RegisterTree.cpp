@@ -1,5 +1,6 @@
 #include "RegisterTree.h"
 
+#include "DeviceInfo.h"
 #include "PETypes.h"
 #include "Primitives.h"
 #include "RegisterInfoCache.h"
@@ -68,6 +69,23 @@ std::vector<SRegisterTreeItem> RegisterTreeItems(const CRegisterFileInfo& info)
 CRegisterFileInfo* RegisterFileOf(const CPEPrimitive& pe)
 {
     return GetRegisterInfoCache().GetFileInfo(pe.DeviceID, pe.ManufID, (pe.uType & kPETypeSwitch) != 0);
+}
+
+QStringList I2CBlockNames(const CPEPrimitive& pe)
+{
+    QStringList names;
+    CDeviceInfo info;
+    if (info.LoadForDevice(pe.DeviceID, pe.ManufID, (pe.uType & kPETypeSwitch) != 0))
+    {
+        for (int t = 0; t < info.GetNumTOCEntries(); ++t)
+        {
+            if (info.GetTOCType(t) == eTOCI2C)
+            {
+                names << info.GetTOCEntry(t);
+            }
+        }
+    }
+    return names;
 }
 
 bool IsReadOnlyRegister(const CRegister& reg)

@@ -7,6 +7,7 @@
 #include "RegisterInfo.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <vector>
@@ -43,6 +44,10 @@ std::vector<SRegisterTreeItem> RegisterTreeItems(const CRegisterFileInfo& info);
 // The register file of a PE through the cache: its own when the device is known, else the generic
 // one of a switch or of an endpoint. Null (with the cache's message shown) when there is none.
 CRegisterFileInfo* RegisterFileOf(const CPEPrimitive& pe);
+
+// Names of the blocks that a PE's device information lists as I2C registers: they are bytes behind
+// a switch's I2C master and have no maintenance value.
+QStringList I2CBlockNames(const CPEPrimitive& pe);
 
 // A register with any field that may be written is writable; one whose fields are all read-only
 // is read-only. A register without fields counts as writable.

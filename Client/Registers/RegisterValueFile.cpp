@@ -315,19 +315,8 @@ SRegisterSaveResult SaveRegisterValues(CNetworkDocument& document, CPEPrimitive&
         ShowMessage(QStringLiteral("Unable to load register info."));
         return result;
     }
-    // Blocks the device information lists as I2C registers have no maintenance value to save.
-    QStringList i2cBlocks;
-    CDeviceInfo info;
-    if (info.LoadForDevice(pe.DeviceID, pe.ManufID, (pe.uType & kPETypeSwitch) != 0))
-    {
-        for (int t = 0; t < info.GetNumTOCEntries(); ++t)
-        {
-            if (info.GetTOCType(t) == eTOCI2C)
-            {
-                i2cBlocks << info.GetTOCEntry(t);
-            }
-        }
-    }
+    // I2C registers have no maintenance value to save.
+    const QStringList i2cBlocks = I2CBlockNames(pe);
     std::vector<SRegisterFileValue> values;
     for (const SRegisterTreeItem& item : RegisterTreeItems(*pFile))
     {

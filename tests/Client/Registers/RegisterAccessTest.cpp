@@ -36,6 +36,17 @@ TEST_F(RegisterAccess, ItemsCarryTheSetOffsetAndName)
     EXPECT_EQ(0x1010u, io[0].uLocalAddr);
     EXPECT_EQ(0x200000010u, io[0].uRIOAddr);
 
+    // The whole tree's maintenance registers, as saving and bulk reads take them: no I2C block, no
+    // I/O space, every set.
+    QStringList tree;
+    for (const RegisterItem& item : TreeRegisterItems(*m_pHost))
+    {
+        tree << QString::asprintf("%X %s", item.uOffset, qPrintable(item.Name));
+    }
+    EXPECT_EQ(QStringList({"0 Global", "68 Global", "100 Port Control,Port 0", "104 Port Control,Port 0",
+                           "120 Port Control,Port 1", "124 Port Control,Port 1"}),
+              tree);
+
     std::vector<RegisterItem> none;
     EXPECT_FALSE(MakeRegisterItems(*m_pHost, QStringLiteral("Nope"), -1, 1, &none));
     EXPECT_TRUE(none.empty());
