@@ -13,6 +13,7 @@ packages=(
     graphviz
     dbus
     xvfb xauth
+    srecord
 )
 
 missing=()
