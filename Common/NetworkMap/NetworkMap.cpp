@@ -405,18 +405,28 @@ void CMapWriter::WritePE(const QByteArray& strIndent, const CPEPrimitive& pe)
             continue;
         }
         m_Out.Printf("%s<RoutingTable Port=\"%d\">\n", strIn.constData(), iSlot);
+        // Tables hold most of a large map's lines, so their lines are put together piece by piece
+        // rather than through printf: "<indent>\t\t\t<Route DestID="%d" Port="%d" Type="..."></Route>".
+        const QByteArray strRoute = strIndent + "\t\t\t<Route DestID=\"";
         for (const SRouteEntry& entry : pTable->Entries())
         {
+            m_Out.Append(strRoute);
+            m_Out.AppendDecimal(entry.DestID);
+            m_Out.Append("\" Port=\"");
+            m_Out.AppendDecimal(entry.Port);
             if (entry.eType == eRouteSpecial)
             {
-                m_Out.Printf(
-                    "%s\t\t\t<Route DestID=\"%d\" Port=\"%d\" Type=\"Special\" SpecialType=\"%d\"></Route>\n",
-                    pszIndent, entry.DestID, entry.Port, static_cast<int>(entry.uSpecialType));
+                m_Out.Append("\" Type=\"Special\" SpecialType=\"");
+                m_Out.AppendDecimal(static_cast<int>(entry.uSpecialType));
+                m_Out.Append("\"></Route>\n");
+            }
+            else if (entry.eType == eRouteMulticast)
+            {
+                m_Out.Append("\" Type=\"Multicast\"></Route>\n");
             }
             else
             {
-                m_Out.Printf("%s\t\t\t<Route DestID=\"%d\" Port=\"%d\" Type=\"%s\"></Route>\n", pszIndent,
-                             entry.DestID, entry.Port, entry.eType == eRouteMulticast ? "Multicast" : "Port");
+                m_Out.Append("\" Type=\"Port\"></Route>\n");
             }
         }
         m_Out.Close(strIn, "RoutingTable");
@@ -575,10 +585,35 @@ void CMapWriter::WriteScripts(const CNetworkDocument& document)
 }
 } // namespace
 
+namespace
+{
+// About how long a map's text will be, so the text is allocated once: a few kilobytes a PE and a
+// line of about sixty bytes a route.
+qsizetype EstimateMapTextSize(const CNetworkDocument& document)
+{
+    qsizetype nBytes = 4096;
+    for (const CPEList* pList : {&document.ActivePEs, &document.TemplatePEs})
+    {
+        for (const auto& pPE : *pList)
+        {
+            nBytes += 4096;
+            for (const auto& pTable : pPE->RoutingTables)
+            {
+                nBytes += pTable ? 64 * static_cast<qsizetype>(pTable->Entries().size()) : 0;
+            }
+        }
+    }
+    nBytes += 2048 * static_cast<qsizetype>(document.ActiveConnections.GetCount() +
+                                            document.TemplateConnections.GetCount());
+    return nBytes;
+}
+} // namespace
+
 QByteArray CNetworkMap::WriteMapText(const CNetworkDocument& document)
 {
     iTransportBits = GetMapTransportBits() == 16 ? 16 : 8;
     CXmlLineWriter out;
+    out.Reserve(EstimateMapTextSize(document));
     CMapWriter writer(out);
     out.Append("<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n");
     out.Append("<!-- Norvanta Network Map -->\n");

@@ -1,5 +1,6 @@
 #include "XmlHelper.h"
 
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 
@@ -240,6 +241,13 @@ void CXmlLineWriter::Open(const QByteArray& strIndent, const char* pszName)
 void CXmlLineWriter::Close(const QByteArray& strIndent, const char* pszName)
 {
     m_text.append(strIndent).append("</").append(pszName).append(">\n");
+}
+
+void CXmlLineWriter::AppendDecimal(int64_t llValue)
+{
+    char szNumber[24];
+    const std::to_chars_result result = std::to_chars(szNumber, szNumber + sizeof(szNumber), llValue);
+    m_text.append(szNumber, result.ptr - szNumber);
 }
 
 void CXmlLineWriter::Printf(const char* pszFormat, ...)

@@ -144,7 +144,12 @@ public:
     // A line formatted like printf; the caller supplies the line feed.
     void Printf(const char* pszFormat, ...) __attribute__((format(printf, 2, 3)));
     // Raw text.
-    void Append(const QByteArray& strText) { m_text.append(strText); }
+    void Append(QByteArrayView text) { m_text.append(text); }
+    // A number in decimal, as "%d" or "%lld" would print it, without printf's cost: the route lines
+    // of a large map run to tens of millions.
+    void AppendDecimal(int64_t llValue);
+    // Room for this many bytes of text in all, so a large map is not copied as it grows.
+    void Reserve(qsizetype nBytes) { m_text.reserve(nBytes); }
 
     const QByteArray& Text() const { return m_text; }
 
