@@ -1,5 +1,6 @@
-// The map file reader on any text: every version of the format, the UTF-8 mark, enciphered
-// buffers. A failed read must leave an empty document; a successful one must write out again.
+// The map file reader on any file: every version of the format, the UTF-8 mark, whatever the
+// parser makes of broken XML. A failed load must leave an empty document, never a half-filled
+// one; a map that loads must write out again.
 #include "FuzzSupport.h"
 #include "NetworkDocument.h"
 #include "NetworkMap.h"
@@ -9,19 +10,19 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize)
 {
     nvfuzz::Silence();
-    SetMapTransportAccess([] { return 8; }, [](int) {});
-    const QByteArray text(reinterpret_cast<const char*>(pData), static_cast<qsizetype>(nSize));
+    static int iTransportBits = 8;
+    SetMapTransportAccess([] { return iTransportBits; }, [](int iBits) { iTransportBits = iBits; });
     CNetworkDocument document;
     CNetworkMap map;
-    if (map.ReadMapText(text, document))
+    if (map.LoadMap(nvfuzz::ScratchFile(pData, nSize, ".nvm"), document, false))
     {
-        // What was read can be written.
         CNetworkMap writer;
         (void)writer.WriteMapText(document);
     }
-    else if (document.ActivePEs.GetCount() != 0 || document.ActiveConnections.GetCount() != 0)
+    else if (document.ActivePEs.GetCount() != 0 || document.ActiveConnections.GetCount() != 0 ||
+             document.WatchItems.size() != 0)
     {
-        std::abort(); // a failed read left a half-filled map
+        std::abort(); // a failed load left part of the map behind
     }
     return 0;
 }
