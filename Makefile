@@ -3,8 +3,13 @@
 BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
+# `make fuzz`: its own build with clang and the sanitizers, and the time each harness runs.
+FUZZ_BUILD_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZERS ?= server_message map_file device_info register_file enciphered_register_file number_entry \
+           topology sim_request
 
-.PHONY: all setup configure build run test bench check-layers format clean
+.PHONY: all setup configure build run test bench fuzz check-layers format clean
 
 all: build
 
@@ -34,8 +39,15 @@ test: build check-layers
 bench: build
 	@for b in $(BUILD_DIR)/bench/nv-bench-*; do echo "== $$b"; $$b; done
 
+fuzz:
+	@scripts/setup-deps.sh --fuzz
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DNV_FUZZ=ON
+	cmake --build $(FUZZ_BUILD_DIR) -j $(JOBS) --target nv_fuzzers
+	@scripts/run-fuzzers.sh $(FUZZ_BUILD_DIR) $(FUZZ_SECONDS) $(FUZZERS)
+
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD_DIR)
+	rm -rf $(BUILD_DIR) $(FUZZ_BUILD_DIR)

@@ -15,6 +15,10 @@ packages=(
     xvfb xauth
     srecord
 )
+# `make fuzz` builds the parsers' harnesses with clang, libFuzzer and the sanitizers.
+if [ "${1:-}" = "--fuzz" ]; then
+    packages+=(clang libclang-rt-14-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

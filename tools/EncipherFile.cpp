@@ -1,9 +1,9 @@
 // nv-encipher: enciphers (or deciphers) a file with the program's map or register file key, so
 // that the register library can ship .envr files and test maps can be made in enciphered form.
 #include "Cipher.h"
+#include "SafeFile.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <cstdio>
 #include <cstring>
@@ -65,10 +65,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "nv-encipher: the cipher failed on %s\n", apszFiles[0]);
         return 1;
     }
-    QSaveFile output(QString::fromLocal8Bit(apszFiles[1]));
-    if (!output.open(QIODevice::WriteOnly) || output.write(buffer) != buffer.size() || !output.commit())
+    const CSafeSaveResult saved = SaveFileSafely(QString::fromLocal8Bit(apszFiles[1]), buffer);
+    if (!saved.Ok())
     {
-        std::fprintf(stderr, "nv-encipher: cannot write %s\n", apszFiles[1]);
+        std::fprintf(stderr, "nv-encipher: %s\n", saved.Text().toLocal8Bit().constData());
         return 1;
     }
     return 0;

@@ -2,11 +2,11 @@
 
 #include "Cipher.h"
 #include "Preferences.h"
+#include "SafeFile.h"
 #include "UserInterface.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
 
 namespace
 {
@@ -31,11 +31,15 @@ bool WriteDebugKeyFile(const QString& strDirectory, const QDate& date, const Deb
     {
         block[i] = flags[static_cast<size_t>(i)] ? 1 : 0;
     }
-    QSaveFile file(strPath);
-    if (!EncipherBuffer(block, ECipherKey::MapFile) || !file.open(QIODevice::WriteOnly) ||
-        file.write(block) != kKeyFileSize || !file.commit())
+    if (!EncipherBuffer(block, ECipherKey::MapFile))
     {
         ShowMessage(QStringLiteral("Unable to write the key file %1.").arg(strPath));
+        return false;
+    }
+    const CSafeSaveResult saved = SaveFileSafely(strPath, block);
+    if (!saved.Ok())
+    {
+        ShowMessage(saved.Text());
         return false;
     }
     return true;

@@ -4,10 +4,10 @@
 #include "DeviceInfo.h"
 #include "FileBuffer.h"
 #include "NetworkDocument.h"
+#include "SafeFile.h"
 #include "UserInterface.h"
 
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <array>
 #include <cstdio>
@@ -661,11 +661,12 @@ bool CNetworkMap::SaveMapAs(CNetworkDocument& document, const QString& strPath)
     m_strError.clear();
     m_bErrorShown = false;
     const QByteArray text = WriteMapText(document);
-    QSaveFile file(strPath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+    const CSafeSaveResult saved = SaveFileSafely(strPath, text);
+    if (!saved.Ok())
     {
-        // A failed write shows nothing: the caller knows the file and tells the user.
-        SetError(QStringLiteral("Unable to write %1: %2").arg(strPath, file.errorString()), false);
+        // A file that can't be made shows nothing, as an open failure; once the writing began,
+        // the person learns that the save failed and that the old file stands.
+        SetError(saved.Text(), saved.Step() != ESafeSaveStep::Create);
         return false;
     }
     document.PathName = strPath;

@@ -19,16 +19,21 @@ QString GetPreference(const QString& strSection, const QString& strKey, const ch
 // Stores a 32-bit value; a store that cannot be written shows "Unable to create %s/%s\n" and
 // returns false.
 bool SetPreference(const QString& strSection, const QString& strKey, uint32_t ulValue, bool bPerUser = true);
-// Stores a string.
+// Stores a string; a store that cannot be written says so, and that its file is untouched, and
+// returns false.
 bool SetPreference(const QString& strSection, const QString& strKey, const QString& strValue,
                    bool bPerUser = true);
-// Removes a key.
+// Removes a key; a failed write is shown as for a string.
 void RemovePreference(const QString& strSection, const QString& strKey, bool bPerUser = true);
 // A per-machine value of another product of the same maker.
 QString GetProductPreference(const QString& strProduct, const QString& strSection, const QString& strKey,
                              const QString& strDefault);
-// Writes pending changes to disk (the store also does so on exit).
-void SyncPreferences();
+// Writes pending changes to disk (the store also does so on exit); a failed write is shown as
+// for a string, and the result is false.
+bool SyncPreferences();
+// Forgets what the store read, so that the next use reads its files again; changes not yet
+// written are written first.
+void ReopenPreferences();
 // Gives a key a value for this run only: gets answer it, nothing is stored. Used by the command
 // line's options, which must not change the user's settings.
 void SetPreferenceOverride(const QString& strSection, const QString& strKey, const QString& strValue);

@@ -57,6 +57,9 @@ std::vector<SLine> Statements(const std::string& strText)
             lines.pop_back();
         bContinued = bContinues;
     }
+    // A continuation on the last line continues into nothing.
+    if (!lines.empty() && lines.back().words.empty())
+        lines.pop_back();
     return lines;
 }
 

@@ -11,11 +11,13 @@
 #include "NetBrowser.h"
 #include "Preferences.h"
 #include "RecordingUserInterface.h"
+#include "SafeFile.h"
 #include "TestSupport.h"
 
 #include <QDir>
 #include <QFile>
 
+#include <cerrno>
 #include <map>
 
 #include <gtest/gtest.h>
@@ -255,6 +257,38 @@ TEST(ShellTest, BrowserFailuresHaveTheirFormWithAndWithoutDetail)
         "Additional information follows:\r\n\r\nport 3\r\n\r\nThis error is often caused by invalid routing "
         "tables.",
         BrowserFailureText(-45, "reading", "port 3").toStdString());
+}
+
+TEST(ShellTest, DebugKeyFileThatCannotBeWrittenLeavesTheOldOne)
+{
+    const QString strDir = TempDir("full-keys");
+    const QDate today = QDate::currentDate();
+    nvtest::CRecordingUserInterface ui;
+    const DebugFlags flags{true, true, false, false, false, false};
+    ASSERT_TRUE(WriteDebugKeyFile(strDir, today, flags));
+    const QString strPath = QDir(strDir).filePath(DebugKeyFileName(today));
+
+    // The disk takes nothing more: the replacement fails, says so, and the first file stands.
+    SSafeFileCalls full = SafeFileSystemCalls();
+    full.pfnWrite = [](int, const void*, size_t) -> ssize_t
+    {
+        errno = ENOSPC;
+        return -1;
+    };
+    const SSafeFileCalls real = SetSafeFileCalls(full);
+    ui.answers = {eAnswerYes};
+    const bool bWritten = WriteDebugKeyFile(strDir, today, DebugFlags{});
+    SetSafeFileCalls(real);
+    EXPECT_FALSE(bWritten);
+    EXPECT_EQ(
+        QStringList{QStringLiteral("Saving %1 failed: No space left on device. The old file is untouched.")
+                        .arg(strPath)},
+        ui.messages);
+    DebugFlags read{};
+    ASSERT_TRUE(ReadDebugKeyFile(strPath, &read));
+    EXPECT_EQ(flags, read);
+    EXPECT_EQ(QStringList{DebugKeyFileName(today)},
+              QDir(strDir).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot));
 }
 
 TEST(ShellTest, DebugKeyFileTurnsChannelsOnForItsDayOnly)

@@ -103,11 +103,14 @@ TEST(Topology, ErrorsNameTheLineAndTheProblem)
         // A statement continued over lines is reported at the line it starts on.
         {"device a endpoint\ndevice b endpoint \\\n    vendor=1 \\\n    colour=red\nhost a",
          "<text>:2: unknown device option 'colour=red'"},
+        // A continuation on the last line continues into nothing, and is no statement.
+        {"\\\n", "<text>: no 'host' line: the topology must name the server's host device"},
     };
     for (const SCase& c : cases)
         EXPECT_EQ(c.pszError, LoadError(c.pszText));
 
     std::string strError;
+    EXPECT_TRUE(LoadTopologyText("device a endpoint\nhost a \\\n\\", &strError)) << strError;
     EXPECT_FALSE(LoadTopologyFile("/nonexistent/x.topo", &strError));
     EXPECT_EQ("/nonexistent/x.topo: cannot open the topology file", strError);
 }
