@@ -10,7 +10,10 @@
 #include <QFileInfo>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
+#include <cstring>
+#include <vector>
 
 namespace
 {
@@ -166,6 +169,13 @@ void CNetworkMap::SetError(const QString& strText, bool bShow)
 
 namespace
 {
+// Copies a literal to p and returns the end of the copy.
+template <size_t N> char* AppendLiteral(char* p, const char (&szText)[N])
+{
+    std::memcpy(p, szText, N - 1);
+    return p + N - 1;
+}
+
 class CMapWriter
 {
 public:
@@ -198,6 +208,7 @@ void CMapWriter::WriteBody(const QByteArray& strIndent, const CNetworkDocument& 
         m_Out.Open(strChild, "PE");
         WritePE(strIndent, *pPE);
         m_Out.Close(strChild, "PE");
+        m_Out.Spill();
     }
     m_Out.Close(strIndent, "PEList");
 
@@ -207,6 +218,7 @@ void CMapWriter::WriteBody(const QByteArray& strIndent, const CNetworkDocument& 
         m_Out.Open(strChild, "Connection");
         WriteConnection(strChild + '\t', *pConnection);
         m_Out.Close(strChild, "Connection");
+        m_Out.Spill();
     }
     m_Out.Close(strIndent, "ConnectionList");
 
@@ -405,29 +417,34 @@ void CMapWriter::WritePE(const QByteArray& strIndent, const CPEPrimitive& pe)
             continue;
         }
         m_Out.Printf("%s<RoutingTable Port=\"%d\">\n", strIn.constData(), iSlot);
-        // Tables hold most of a large map's lines, so their lines are put together piece by piece
-        // rather than through printf: "<indent>\t\t\t<Route DestID="%d" Port="%d" Type="..."></Route>".
+        // Tables hold most of a large map's lines, so each line is put together in place rather
+        // than through printf: "<indent>\t\t\t<Route DestID="%d" Port="%d" Type="..."></Route>".
         const QByteArray strRoute = strIndent + "\t\t\t<Route DestID=\"";
+        const size_t nRoute = static_cast<size_t>(strRoute.size());
+        std::vector<char> line(nRoute + 96);
+        std::memcpy(line.data(), strRoute.constData(), nRoute);
         for (const SRouteEntry& entry : pTable->Entries())
         {
-            m_Out.Append(strRoute);
-            m_Out.AppendDecimal(entry.DestID);
-            m_Out.Append("\" Port=\"");
-            m_Out.AppendDecimal(entry.Port);
+            char* pEnd = line.data() + line.size();
+            char* p = std::to_chars(line.data() + nRoute, pEnd, entry.DestID).ptr;
+            p = AppendLiteral(p, "\" Port=\"");
+            p = std::to_chars(p, pEnd, entry.Port).ptr;
             if (entry.eType == eRouteSpecial)
             {
-                m_Out.Append("\" Type=\"Special\" SpecialType=\"");
-                m_Out.AppendDecimal(static_cast<int>(entry.uSpecialType));
-                m_Out.Append("\"></Route>\n");
+                p = AppendLiteral(p, "\" Type=\"Special\" SpecialType=\"");
+                p = std::to_chars(p, pEnd, static_cast<int>(entry.uSpecialType)).ptr;
+                p = AppendLiteral(p, "\"></Route>\n");
             }
             else if (entry.eType == eRouteMulticast)
             {
-                m_Out.Append("\" Type=\"Multicast\"></Route>\n");
+                p = AppendLiteral(p, "\" Type=\"Multicast\"></Route>\n");
             }
             else
             {
-                m_Out.Append("\" Type=\"Port\"></Route>\n");
+                p = AppendLiteral(p, "\" Type=\"Port\"></Route>\n");
             }
+            m_Out.Append(QByteArrayView(line.data(), p - line.data()));
+            m_Out.Spill();
         }
         m_Out.Close(strIn, "RoutingTable");
     }
@@ -587,6 +604,9 @@ void CMapWriter::WriteScripts(const CNetworkDocument& document)
 
 namespace
 {
+// How much of a map's text is gathered before it goes to the file.
+constexpr qsizetype kMapWriteChunk = qsizetype(4) << 20;
+
 // About how long a map's text will be, so the text is allocated once: a few kilobytes a PE and a
 // line of about sixty bytes a route.
 qsizetype EstimateMapTextSize(const CNetworkDocument& document)
@@ -611,9 +631,15 @@ qsizetype EstimateMapTextSize(const CNetworkDocument& document)
 
 QByteArray CNetworkMap::WriteMapText(const CNetworkDocument& document)
 {
-    iTransportBits = GetMapTransportBits() == 16 ? 16 : 8;
     CXmlLineWriter out;
     out.Reserve(EstimateMapTextSize(document));
+    WriteMap(document, out);
+    return out.Text();
+}
+
+void CNetworkMap::WriteMap(const CNetworkDocument& document, CXmlLineWriter& out)
+{
+    iTransportBits = GetMapTransportBits() == 16 ? 16 : 8;
     CMapWriter writer(out);
     out.Append("<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n");
     out.Append("<!-- Norvanta Network Map -->\n");
@@ -643,7 +669,6 @@ QByteArray CNetworkMap::WriteMapText(const CNetworkDocument& document)
     writer.WriteScripts(document);
     out.Append("</NorvantaMap>\n");
     uVersion = kVersion17;
-    return out.Text();
 }
 
 bool CNetworkMap::SaveMap(CNetworkDocument& document)
@@ -660,8 +685,19 @@ bool CNetworkMap::SaveMapAs(CNetworkDocument& document, const QString& strPath)
 {
     m_strError.clear();
     m_bErrorShown = false;
-    const QByteArray text = WriteMapText(document);
-    const CSafeSaveResult saved = SaveFileSafely(strPath, text);
+    // The text goes to the file as it is made, a few megabytes at a time: the tables of a large
+    // fabric make a file of more than a gigabyte.
+    CSafeFileWriter file;
+    if (file.Open(strPath))
+    {
+        CXmlLineWriter out;
+        out.SetSink([&file](QByteArrayView piece)
+                    { return file.Write(piece.data(), static_cast<size_t>(piece.size())); },
+                    kMapWriteChunk);
+        WriteMap(document, out);
+        out.Finish();
+    }
+    const CSafeSaveResult saved = file.Commit();
     if (!saved.Ok())
     {
         // A file that can't be made shows nothing, as an open failure; once the writing began,

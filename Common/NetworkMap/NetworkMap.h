@@ -12,6 +12,7 @@
 #include <functional>
 
 class CNetworkDocument;
+class CXmlLineWriter;
 
 // Where the map file takes the transport width (8 or 16 bits) from when writing, and hands the
 // width read from a file to. The client installs the HAL front end's setting; without that the
@@ -58,6 +59,8 @@ public:
 private:
     friend class CMapReader;
     void SetError(const QString& strText, bool bShow);
+    // Writes the file's text for a document into out.
+    void WriteMap(const CNetworkDocument& document, CXmlLineWriter& out);
 
     QString m_strError;
     bool m_bErrorShown = false;

@@ -56,63 +56,73 @@ SSafeFileCalls SetSafeFileCalls(const SSafeFileCalls& calls)
     return previous;
 }
 
-CSafeSaveResult SaveFileSafely(const QString& strPath, const QByteArray& data)
+CSafeFileWriter::~CSafeFileWriter()
 {
-    const SSafeFileCalls& calls = Calls();
-    CSafeSaveResult result;
-    const QByteArray target = QFile::encodeName(TargetPath(strPath));
-    struct stat oldStat = {};
-    result.m_bOldFileExisted = ::stat(target.constData(), &oldStat) == 0;
-
-    auto fail = [&](ESafeSaveStep eStep, int iErrno, const QString& strWhy)
+    if (m_iFd >= 0)
     {
-        result.m_eStep = eStep;
-        result.m_iErrno = iErrno;
-        result.m_strText = QStringLiteral("Saving %1 failed: %2. %3")
-                               .arg(strPath, strWhy,
-                                    result.m_bOldFileExisted ? QStringLiteral("The old file is untouched.")
+        Calls().pfnClose(m_iFd);
+        ::unlink(m_tempName.constData());
+    }
+}
+
+bool CSafeFileWriter::Fail(ESafeSaveStep eStep, int iErrno, const QString& strWhy)
+{
+    if (m_iFd >= 0)
+    {
+        Calls().pfnClose(m_iFd);
+        m_iFd = -1;
+        ::unlink(m_tempName.constData());
+    }
+    m_result.m_eStep = eStep;
+    m_result.m_iErrno = iErrno;
+    m_result.m_strText = QStringLiteral("Saving %1 failed: %2. %3")
+                             .arg(m_strPath, strWhy,
+                                  m_result.m_bOldFileExisted ? QStringLiteral("The old file is untouched.")
                                                              : QStringLiteral("No file was written."));
-        return result;
-    };
+    return false;
+}
+
+bool CSafeFileWriter::Open(const QString& strPath)
+{
+    m_strPath = strPath;
+    m_target = QFile::encodeName(TargetPath(strPath));
+    m_nWritten = 0;
+    m_result = CSafeSaveResult();
+    struct stat oldStat = {};
+    m_result.m_bOldFileExisted = ::stat(m_target.constData(), &oldStat) == 0;
 
     // A file the person may not write stays as it is, as it would with a write in place.
-    if (result.m_bOldFileExisted && ::access(target.constData(), W_OK) != 0)
+    if (m_result.m_bOldFileExisted && ::access(m_target.constData(), W_OK) != 0)
     {
         const int iErrno = errno;
-        return fail(ESafeSaveStep::Create, iErrno, ErrnoText(iErrno));
+        return Fail(ESafeSaveStep::Create, iErrno, ErrnoText(iErrno));
     }
 
     // The new file lies in the target's directory, so that the rename stays on one file system.
-    const int iSlash = target.lastIndexOf('/');
-    QByteArray tempName = iSlash < 0 ? QByteArray() : target.left(iSlash + 1);
-    tempName += '.' + target.mid(iSlash + 1) + ".save-XXXXXX";
-    const int iFd = ::mkostemp(tempName.data(), O_CLOEXEC);
-    if (iFd < 0)
+    const int iSlash = m_target.lastIndexOf('/');
+    m_tempName = iSlash < 0 ? QByteArray() : m_target.left(iSlash + 1);
+    m_tempName += '.' + m_target.mid(iSlash + 1) + ".save-XXXXXX";
+    m_iFd = ::mkostemp(m_tempName.data(), O_CLOEXEC);
+    if (m_iFd < 0)
     {
         const int iErrno = errno;
-        return fail(ESafeSaveStep::Create, iErrno, ErrnoText(iErrno));
+        return Fail(ESafeSaveStep::Create, iErrno, ErrnoText(iErrno));
     }
-    ::fchmod(iFd, result.m_bOldFileExisted ? (oldStat.st_mode & 07777) : NewFileMode());
+    ::fchmod(m_iFd, m_result.m_bOldFileExisted ? (oldStat.st_mode & 07777) : NewFileMode());
+    return true;
+}
 
-    // From here on every failure closes and removes the new file.
-    bool bOpen = true;
-    auto abandon = [&](ESafeSaveStep eStep, int iErrno, const QString& strWhy)
+bool CSafeFileWriter::Write(const char* pData, size_t nBytes)
+{
+    if (m_iFd < 0)
     {
-        if (bOpen)
-        {
-            calls.pfnClose(iFd);
-        }
-        ::unlink(tempName.constData());
-        return fail(eStep, iErrno, strWhy);
-    };
-
-    const char* pData = data.constData();
-    const size_t nTotal = static_cast<size_t>(data.size());
+        return false;
+    }
     size_t nDone = 0;
-    while (nDone < nTotal)
+    while (nDone < nBytes)
     {
         errno = 0;
-        const ssize_t nWritten = calls.pfnWrite(iFd, pData + nDone, nTotal - nDone);
+        const ssize_t nWritten = Calls().pfnWrite(m_iFd, pData + nDone, nBytes - nDone);
         if (nWritten < 0 && errno == EINTR)
         {
             continue;
@@ -120,46 +130,76 @@ CSafeSaveResult SaveFileSafely(const QString& strPath, const QByteArray& data)
         if (nWritten <= 0)
         {
             const int iErrno = nWritten < 0 ? errno : 0;
-            return abandon(
-                ESafeSaveStep::Write, iErrno,
-                iErrno != 0 ? ErrnoText(iErrno)
-                            : QStringLiteral("only %1 of %2 bytes could be written").arg(nDone).arg(nTotal));
+            const size_t nTotal = m_nWritten + nBytes;
+            return Fail(ESafeSaveStep::Write, iErrno,
+                        iErrno != 0 ? ErrnoText(iErrno)
+                                    : QStringLiteral("only %1 of %2 bytes could be written")
+                                          .arg(m_nWritten + nDone)
+                                          .arg(nTotal));
         }
         nDone += static_cast<size_t>(nWritten);
     }
-    if (calls.pfnFsync(iFd) != 0)
+    m_nWritten += nBytes;
+    return true;
+}
+
+CSafeSaveResult CSafeFileWriter::Commit()
+{
+    if (m_iFd < 0)
+    {
+        return m_result;
+    }
+    if (Calls().pfnFsync(m_iFd) != 0)
     {
         const int iErrno = errno;
-        return abandon(ESafeSaveStep::Flush, iErrno, ErrnoText(iErrno));
+        Fail(ESafeSaveStep::Flush, iErrno, ErrnoText(iErrno));
+        return m_result;
     }
     struct stat newStat = {};
-    if (::fstat(iFd, &newStat) != 0 || newStat.st_size != static_cast<off_t>(nTotal))
+    if (::fstat(m_iFd, &newStat) != 0 || newStat.st_size != static_cast<off_t>(m_nWritten))
     {
-        return abandon(ESafeSaveStep::Verify, 0,
-                       QStringLiteral("the new file holds %1 of %2 bytes")
-                           .arg(static_cast<qint64>(newStat.st_size))
-                           .arg(nTotal));
+        Fail(ESafeSaveStep::Verify, 0,
+             QStringLiteral("the new file holds %1 of %2 bytes")
+                 .arg(static_cast<qint64>(newStat.st_size))
+                 .arg(m_nWritten));
+        return m_result;
     }
-    bOpen = false;
-    if (calls.pfnClose(iFd) != 0)
+    const int iFd = m_iFd;
+    m_iFd = -1;
+    if (Calls().pfnClose(iFd) != 0)
     {
         // Network file systems report a failed write back as late as here.
         const int iErrno = errno;
-        return abandon(ESafeSaveStep::Flush, iErrno, ErrnoText(iErrno));
+        ::unlink(m_tempName.constData());
+        Fail(ESafeSaveStep::Flush, iErrno, ErrnoText(iErrno));
+        return m_result;
     }
-    if (calls.pfnRename(tempName.constData(), target.constData()) != 0)
+    if (Calls().pfnRename(m_tempName.constData(), m_target.constData()) != 0)
     {
         const int iErrno = errno;
-        return abandon(ESafeSaveStep::Rename, iErrno, ErrnoText(iErrno));
+        ::unlink(m_tempName.constData());
+        Fail(ESafeSaveStep::Rename, iErrno, ErrnoText(iErrno));
+        return m_result;
     }
     // Make the rename itself lasting. The new file is in place whatever this answers, so a
     // failure here is no failure of the save.
-    const QByteArray directory = iSlash < 0 ? QByteArray(".") : target.left(iSlash + 1);
+    const int iSlash = m_target.lastIndexOf('/');
+    const QByteArray directory = iSlash < 0 ? QByteArray(".") : m_target.left(iSlash + 1);
     const int iDirFd = ::open(directory.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (iDirFd >= 0)
     {
         ::fsync(iDirFd);
         ::close(iDirFd);
     }
-    return result;
+    return m_result;
+}
+
+CSafeSaveResult SaveFileSafely(const QString& strPath, const QByteArray& data)
+{
+    CSafeFileWriter writer;
+    if (writer.Open(strPath))
+    {
+        writer.Write(data.constData(), static_cast<size_t>(data.size()));
+    }
+    return writer.Commit();
 }

@@ -36,11 +36,40 @@ public:
     QString Text() const { return m_strText; }
 
 private:
-    friend CSafeSaveResult SaveFileSafely(const QString& strPath, const QByteArray& data);
+    friend class CSafeFileWriter;
     ESafeSaveStep m_eStep = ESafeSaveStep::None;
     int m_iErrno = 0;
     bool m_bOldFileExisted = false;
     QString m_strText;
+};
+
+// A save written in pieces, for files too large to hold twice in memory: Open makes the new file
+// beside the target, Write appends to it, and Commit checks it and renames it over the target.
+// The first failure ends the save: the new file is removed, later calls do nothing, and Commit
+// (or Result) says what went wrong. A writer dropped without Commit removes its new file.
+class CSafeFileWriter
+{
+public:
+    CSafeFileWriter() = default;
+    CSafeFileWriter(const CSafeFileWriter&) = delete;
+    CSafeFileWriter& operator=(const CSafeFileWriter&) = delete;
+    ~CSafeFileWriter();
+
+    bool Open(const QString& strPath);
+    bool Write(const char* pData, size_t nBytes);
+    CSafeSaveResult Commit();
+    // The outcome so far: a failure of Open or Write, or success while the save goes on.
+    const CSafeSaveResult& Result() const { return m_result; }
+
+private:
+    bool Fail(ESafeSaveStep eStep, int iErrno, const QString& strWhy);
+
+    QString m_strPath;
+    QByteArray m_target;
+    QByteArray m_tempName;
+    int m_iFd = -1;
+    size_t m_nWritten = 0;
+    CSafeSaveResult m_result;
 };
 
 // Writes data to strPath through a file beside it and a rename. A symbolic link at strPath is

@@ -250,6 +250,33 @@ void CXmlLineWriter::AppendDecimal(int64_t llValue)
     m_text.append(szNumber, result.ptr - szNumber);
 }
 
+void CXmlLineWriter::SetSink(std::function<bool(QByteArrayView)> fnSink, qsizetype nChunk)
+{
+    m_fnSink = std::move(fnSink);
+    m_nChunk = nChunk;
+    m_bSinkFailed = false;
+    m_text.reserve(nChunk + nChunk / 4);
+}
+
+void CXmlLineWriter::Hand()
+{
+    if (!m_bSinkFailed && !m_fnSink(QByteArrayView(m_text)))
+    {
+        m_bSinkFailed = true;
+    }
+    // Keeps the allocation, so the next piece is written into memory already in use.
+    m_text.resize(0);
+}
+
+bool CXmlLineWriter::Finish()
+{
+    if (m_fnSink && !m_text.isEmpty())
+    {
+        Hand();
+    }
+    return !m_bSinkFailed;
+}
+
 void CXmlLineWriter::Printf(const char* pszFormat, ...)
 {
     char szLine[512];

@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 
 // What a look-up of a child element found.
@@ -150,9 +151,26 @@ public:
     void AppendDecimal(int64_t llValue);
     // Room for this many bytes of text in all, so a large map is not copied as it grows.
     void Reserve(qsizetype nBytes) { m_text.reserve(nBytes); }
+    // Sends the text on in pieces of about nChunk bytes instead of keeping it: Spill hands the
+    // text so far to fnSink once it has grown past nChunk, and Finish hands over the rest. After
+    // the sink refuses a piece, nothing more is kept or sent, and Finish answers false.
+    void SetSink(std::function<bool(QByteArrayView)> fnSink, qsizetype nChunk);
+    void Spill()
+    {
+        if (m_fnSink && m_text.size() >= m_nChunk)
+        {
+            Hand();
+        }
+    }
+    bool Finish();
 
     const QByteArray& Text() const { return m_text; }
 
 private:
+    void Hand();
+
     QByteArray m_text;
+    std::function<bool(QByteArrayView)> m_fnSink;
+    qsizetype m_nChunk = 0;
+    bool m_bSinkFailed = false;
 };

@@ -125,3 +125,68 @@ TEST(MapSaveFailure, AMissingDirectoryFailsWithoutAMessage)
         QStringLiteral("Saving %1 failed: No such file or directory. No file was written.").arg(strPath),
         map.LastError());
 }
+
+namespace
+{
+// A switch whose per-port tables route every 16-bit ID: a text of about twenty megabytes, which
+// the save hands to the file in several pieces.
+CNetworkDocument RoutedSwitchMap()
+{
+    CNetworkDocument document = SwitchMap(QStringLiteral("routed"));
+    CPEPrimitive& pe = *document.ActivePEs.GetByIndex(0);
+    pe.bHasPerPortRoutingTables = true;
+    for (int iPort = 0; iPort < 5; ++iPort)
+    {
+        auto pTable = std::make_unique<CRoutingTable>();
+        for (int iID = 0; iID < 0x10000; ++iID)
+        {
+            pTable->AddEntry(static_cast<uint16_t>(iID), static_cast<uint8_t>((iID + iPort) % 18),
+                             iID % 97 == 0 ? 4u : (iID % 89 == 0 ? 5u : 3u), iID % 89 == 0 ? 2u : 0u, false);
+        }
+        pe.RoutingTables[static_cast<size_t>(iPort)] = std::move(pTable);
+    }
+    return document;
+}
+} // namespace
+
+// The file a save writes piece by piece is the text the writer makes in one, byte for byte.
+TEST(MapSaveFailure, ALargeMapSavedInPiecesIsTheWholeText)
+{
+    CScratchDir dir;
+    const QString strPath = dir.Path(QStringLiteral("routed.nvm"));
+    CNetworkDocument document = RoutedSwitchMap();
+    CNetworkMap map;
+    const QByteArray text = map.WriteMapText(document);
+    ASSERT_GT(text.size(), 3 * (4 << 20));
+    ASSERT_TRUE(map.SaveMapAs(document, strPath));
+    EXPECT_TRUE(FileBytes(strPath) == text);
+}
+
+// A write that fails after the first pieces reached the file still leaves the old map whole.
+TEST(MapSaveFailure, AFailureAfterSomePiecesKeepsTheOldMap)
+{
+    CScratchDir dir;
+    const QString strPath = dir.Path(QStringLiteral("net.nvm"));
+    ASSERT_TRUE(SwitchMap(QStringLiteral("old")).SaveAs(strPath));
+    const QByteArray old = FileBytes(strPath);
+    const std::string strError = nvtest::RunInChild(
+        [&]() -> std::string
+        {
+            nvtest::LimitFileSize(10 << 20);
+            CMessageRecorder recorder;
+            CNetworkDocument document = RoutedSwitchMap();
+            if (CNetworkMap().SaveMapAs(document, strPath))
+            {
+                return "the save reported success";
+            }
+            if (recorder.Messages.size() != 1 ||
+                !recorder.Messages[0].endsWith(QStringLiteral("The old file is untouched.")))
+            {
+                return "messages: " + recorder.Messages.join(QStringLiteral(" | ")).toStdString();
+            }
+            return std::string();
+        });
+    EXPECT_EQ("", strError);
+    EXPECT_EQ(old, FileBytes(strPath));
+    EXPECT_EQ("", nvtest::HiddenFiles(QFileInfo(strPath).path().toStdString()));
+}
