@@ -9,12 +9,12 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
-#include <QResizeEvent>
 #include <QEventLoop>
 #include <QMenu>
 #include <QPageLayout>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QResizeEvent>
 #include <QScrollBar>
 #include <QThread>
 #include <QWheelEvent>
@@ -50,6 +50,9 @@ CChildView::CChildView(CMainFrameCore& core, QWidget* pParent)
     setViewportUpdateMode(SmartViewportUpdate);
     setOptimizationFlags(DontSavePainterState | DontAdjustForAntialiasing);
     setTransformationAnchor(AnchorUnderMouse);
+    // Scroll bars that come and go would change the room a fit was made for.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setBackgroundBrush(Qt::white);
     m_Options = SMapOptions::Load(false);
     m_bHideNulls = GetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), 0u) != 0;
@@ -82,13 +85,19 @@ void CChildView::Rebuild()
             break;
         }
     }
+    // The map point in the middle of the window stays there when the map area changes size.
+    const QPointF centre = mapToScene(viewport()->rect().center());
     {
         const QSignalBlocker block(m_pScene);
         m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
     }
-    if ((bNewMap || m_bFitPending) && m_pScene->NodeCount() > 0)
+    if ((bNewMap || m_bFitPending || m_bFitted) && m_pScene->NodeCount() > 0)
     {
         ZoomToFit();
+    }
+    else
+    {
+        centerOn(centre);
     }
 }
 
@@ -329,6 +338,7 @@ void CChildView::showEvent(QShowEvent* pEvent)
 void CChildView::resizeEvent(QResizeEvent* pEvent)
 {
     QGraphicsView::resizeEvent(pEvent);
+
     // Until the person zooms, a map shown whole stays whole as the window changes size.
     if (m_bFitted || m_bFitPending)
     {
@@ -345,6 +355,7 @@ void CChildView::ZoomToFit()
     }
     m_bFitPending = false;
     m_bFitted = true;
+
     // The drawing, not the empty rest of the map area, fills the window; a small map is enlarged
     // up to the point where its icons would turn coarse.
     const QRectF drawn = m_pScene->DrawnRect();
@@ -394,7 +405,8 @@ bool CChildView::PrintToPdf(const QString& strPath)
     QPdfWriter writer(strPath);
     // The drawing, not the empty map area around it, is scaled to the page.
     const QRectF source = scene.DrawnRect();
-    writer.setPageOrientation(source.width() > source.height() ? QPageLayout::Landscape : QPageLayout::Portrait);
+    writer.setPageOrientation(source.width() > source.height() ? QPageLayout::Landscape
+                                                               : QPageLayout::Portrait);
     writer.setTitle(QStringLiteral("Norvanta Network Map - %1")
                         .arg(document.FileName.isEmpty() ? QStringLiteral("Untitled") : document.FileName));
     QPainter painter;

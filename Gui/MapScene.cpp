@@ -316,7 +316,8 @@ void CNodeItem::SetMarks(bool bFault, const QColor& halo)
 
 QRectF CNodeItem::IconRect() const
 {
-    return QRectF(pos() - QPointF(kIconHalf, kIconHalf), QSizeF(CIconCache::kIconSize, CIconCache::kIconSize));
+    return QRectF(pos() - QPointF(kIconHalf, kIconHalf),
+                  QSizeF(CIconCache::kIconSize, CIconCache::kIconSize));
 }
 
 QRectF CNodeItem::LabelRect() const
@@ -652,8 +653,8 @@ SLayoutRoom CMapScene::LayoutRoom(const CNetworkDocument& document, const SMapOp
         {
             continue;
         }
-        for (const auto& [iPE, iPort] :
-             {std::pair{pConnection->iPE1, pConnection->iPE1Port}, std::pair{pConnection->iPE2, pConnection->iPE2Port}})
+        for (const auto& [iPE, iPort] : {std::pair{pConnection->iPE1, pConnection->iPE1Port},
+                                         std::pair{pConnection->iPE2, pConnection->iPE2Port}})
         {
             const QString strLabel = PortLabel(pes.value(iPE), iPort, options);
             if (!strLabel.isEmpty())

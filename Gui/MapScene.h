@@ -162,7 +162,8 @@ public:
 
     // Builds the items of the document's current view with the map options given. For a printer
     // nothing is drawn as selected.
-    void Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls, bool bPrinting = false);
+    void Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls,
+               bool bPrinting = false);
     // Writes the positions of nodes that were dragged back into their drawing objects and lays
     // their links anew. Returns true when something moved.
     bool CommitMoves(CNetworkDocument& document);

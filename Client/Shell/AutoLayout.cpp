@@ -66,7 +66,8 @@ SNodeRoom EstimateRoom(const QStringList& lines)
     SNodeRoom room;
     room.dHalfWidth = std::max(kIconHalf, static_cast<double>(nLongest) * kLetterWidth / 2 + 4);
     room.dAbove = kIconHalf;
-    room.dBelow = lines.isEmpty() ? kIconHalf : kIconHalf + kLineHeight * static_cast<double>(lines.size()) + 2;
+    room.dBelow =
+        lines.isEmpty() ? kIconHalf : kIconHalf + kLineHeight * static_cast<double>(lines.size()) + 2;
     return room;
 }
 
@@ -138,7 +139,8 @@ QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOv
             nodeLines += QByteArray("\tnode [") + kSmallNode + "]; " + name + "\n";
         }
         // The node's real size: its icon and the labels under it, centred on its position.
-        const SNodeRoom nodeRoom = room.nodeRoom ? room.nodeRoom(NodeLines(node)) : EstimateRoom(NodeLines(node));
+        const SNodeRoom nodeRoom =
+            room.nodeRoom ? room.nodeRoom(NodeLines(node)) : EstimateRoom(NodeLines(node));
         const double dWidth = 2.0 * nodeRoom.dHalfWidth / kPixelsPerInch;
         const double dHeight = 2.0 * std::max(nodeRoom.dAbove, nodeRoom.dBelow) / kPixelsPerInch;
         nodeLines += "\t" + name + " [width=" + QByteArray::number(dWidth, 'f', 2) +
@@ -185,7 +187,8 @@ QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOv
 
 int CAutoLayout::FastThreshold()
 {
-    return static_cast<int>(GetPreference(QStringLiteral("Preferences"), QStringLiteral("LayoutFastThreshold"),
+    return static_cast<int>(GetPreference(QStringLiteral("Preferences"),
+                                          QStringLiteral("LayoutFastThreshold"),
                                           static_cast<uint32_t>(kDefaultFastThreshold)));
 }
 

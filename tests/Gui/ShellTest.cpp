@@ -93,7 +93,8 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
     static_cast<CDrawNode*>(document.pCurrentNodes->FindPENode(3))->iBelongsToGroup = 77;
 
     // The switch shows two lines under its icon; the others none.
-    static_cast<CDrawNode*>(document.pCurrentNodes->FindPENode(0))->TextLines = QStringList{"CPS-1848", "Node 1"};
+    static_cast<CDrawNode*>(document.pCurrentNodes->FindPENode(0))->TextLines =
+        QStringList{"CPS-1848", "Node 1"};
 
     // The program's lines, each node's followed by its size from its icon and labels (an estimate
     // without a window to measure text), and overlap removal with room between the nodes.
@@ -115,8 +116,9 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
     // Labels at the ends of links widen the margin: a 40-pixel label and its padding, in points.
     SLayoutRoom room;
     room.dLinkLabel = 40;
-    room.nodeRoom = [](const QStringList& lines)
-    { return SNodeRoom{100.0, 30.0, 30.0 + 13.0 * static_cast<double>(lines.size())}; };
+    room.nodeRoom = [](const QStringList& lines) {
+        return SNodeRoom{100.0, 30.0, 30.0 + 13.0 * static_cast<double>(lines.size())};
+    };
     const QByteArray measured = CAutoLayout::LayoutInput(document, true, false, room);
     EXPECT_TRUE(measured.contains("\tsep=\"+34.6\"\n")) << measured.toStdString();
     EXPECT_TRUE(measured.contains("\tP0 [width=2.00,height=1.12]\n")) << measured.toStdString();
@@ -134,7 +136,8 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
     const QByteArray fast = CAutoLayout::LayoutInput(document, true, false);
     EXPECT_TRUE(fast.contains("\toverlap=prism20\n\toverlap_shrink=true\n")) << fast.toStdString();
     EXPECT_TRUE(fast.contains("\tlayout=sfdp\n")) << fast.toStdString();
-    EXPECT_FALSE(CAutoLayout::LayoutInput(document, true, true).contains("layout=")) << "two nodes with nulls hidden";
+    EXPECT_FALSE(CAutoLayout::LayoutInput(document, true, true).contains("layout="))
+        << "two nodes with nulls hidden";
     SetPreference(QStringLiteral("Preferences"), QStringLiteral("LayoutFastThreshold"), 400u);
 }
 
