@@ -369,6 +369,10 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     {
         return;
     }
+    // A light ground under the text, so that a link passing behind it doesn't cross the letters.
+    pPainter->setPen(Qt::NoPen);
+    pPainter->setBrush(QColor(255, 255, 255, 215));
+    pPainter->drawRect(m_Label);
     pPainter->setFont(MapFont(kNodeFontPixels));
     pPainter->setPen(Qt::black);
     qreal dY = m_Label.top();
@@ -507,7 +511,7 @@ qreal CEdgeItem::LabelClearance(int iEnd) const
     return dClear;
 }
 
-void CEdgeItem::SetLabelDistance(int iEnd, qreal dDistance)
+void CEdgeItem::SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift)
 {
     SLabel& label = m_Labels[static_cast<size_t>(iEnd)];
     if (label.strText.isEmpty())
@@ -515,7 +519,7 @@ void CEdgeItem::SetLabelDistance(int iEnd, qreal dDistance)
         return;
     }
     prepareGeometryChange();
-    label.at = PointAt(iEnd, dDistance);
+    label.at = PointAt(iEnd, dDistance) + shift;
     m_Bounds = m_Path.boundingRect().adjusted(-3, -3, 3, 3).united(LabelRect(0)).united(LabelRect(1));
 }
 
@@ -809,6 +813,46 @@ void CMapScene::PlaceLinkLabels()
         taken.Add(pNode->IconRect().adjusted(-kPad, -kPad, kPad, kPad));
         taken.Add(pNode->LabelRect());
     }
+    // The directions in which links leave each node, to spread the labels of a busy node out to
+    // where its links are far enough apart for them.
+    QHash<const CNodeItem*, std::vector<qreal>> directions;
+    auto direction = [](const CEdgeItem* pEdge, int iEnd)
+    {
+        const QPointF from = pEdge->EndNode(iEnd)->pos();
+        const QPointF to = pEdge->EndNode(1 - iEnd)->pos();
+        return std::atan2(to.y() - from.y(), to.x() - from.x());
+    };
+    for (const CEdgeItem* pEdge : m_Edges)
+    {
+        if (pEdge->EndNode(0) != pEdge->EndNode(1))
+        {
+            directions[pEdge->EndNode(0)].push_back(direction(pEdge, 0));
+            directions[pEdge->EndNode(1)].push_back(direction(pEdge, 1));
+        }
+    }
+    auto spreadDistance = [&](const CEdgeItem* pEdge, int iEnd, const QRectF& label)
+    {
+        if (pEdge->EndNode(0) == pEdge->EndNode(1))
+        {
+            return 0.0;
+        }
+        const qreal dOwn = direction(pEdge, iEnd);
+        qreal dNearest = M_PI;
+        bool bSelfSeen = false;
+        for (qreal dOther : directions.value(pEdge->EndNode(iEnd)))
+        {
+            if (!bSelfSeen && dOther == dOwn)
+            {
+                bSelfSeen = true;
+                continue;
+            }
+            const qreal dApart = std::abs(std::remainder(dOther - dOwn, 2 * M_PI));
+            dNearest = std::min(dNearest, dApart);
+        }
+        // Two labels at distance d on rays an angle a apart stand 2 d sin(a / 2) from each other.
+        const qreal dChord = 2 * std::sin(std::max(dNearest, 0.05) / 2);
+        return std::min((std::max(label.width(), label.height()) + kPad) / dChord, pEdge->PathLength() / 2);
+    };
     for (CEdgeItem* pEdge : m_Edges)
     {
         for (int iEnd : {0, 1})
@@ -819,20 +863,43 @@ void CMapScene::PlaceLinkLabels()
             }
             // From next to its own icon out to next to the far one; failing a free place, the
             // nearest one.
-            const qreal dFirst = pEdge->LabelClearance(iEnd);
+            const qreal dFirst = std::max(pEdge->LabelClearance(iEnd),
+                                          spreadDistance(pEdge, iEnd, pEdge->LabelRectAt(iEnd, 0)));
             const qreal dLast = pEdge->EndNode(0) == pEdge->EndNode(1)
                                     ? pEdge->PathLength() / 2
                                     : pEdge->PathLength() - pEdge->LabelClearance(1 - iEnd);
+            // Along the link first; failing that, nearer the node too and just beside the link.
+            const QPointF delta = pEdge->EndNode(1 - iEnd)->pos() - pEdge->EndNode(iEnd)->pos();
+            const qreal dSpan = std::hypot(delta.x(), delta.y());
+            const QPointF normal = dSpan > 0 ? QPointF(-delta.y(), delta.x()) / dSpan : QPointF(0, 1);
+            const QRectF shape = pEdge->LabelRectAt(iEnd, 0);
+            const qreal dBeside =
+                (std::abs(normal.x()) * shape.width() + std::abs(normal.y()) * shape.height()) / 2 + 2;
             qreal dChosen = dFirst;
-            for (qreal dAt = dFirst; dAt <= dLast; dAt += kLabelStep)
+            QPointF shift;
+            bool bFound = false;
+            const std::array<std::pair<qreal, qreal>, 4> passes = {{{dFirst, 0.0},
+                                                                    {pEdge->LabelClearance(iEnd), 0.0},
+                                                                    {pEdge->LabelClearance(iEnd), dBeside},
+                                                                    {pEdge->LabelClearance(iEnd), -dBeside}}};
+            for (const auto& [dFrom, dSide] : passes)
             {
-                if (!taken.Meets(pEdge->LabelRectAt(iEnd, dAt).adjusted(-1, -1, 1, 1)))
+                for (qreal dAt = dFrom; dAt <= dLast && !bFound; dAt += kLabelStep)
                 {
-                    dChosen = dAt;
+                    const QPointF offset = normal * dSide;
+                    if (!taken.Meets(pEdge->LabelRectAt(iEnd, dAt).translated(offset).adjusted(-1, -1, 1, 1)))
+                    {
+                        dChosen = dAt;
+                        shift = offset;
+                        bFound = true;
+                    }
+                }
+                if (bFound)
+                {
                     break;
                 }
             }
-            pEdge->SetLabelDistance(iEnd, dChosen);
+            pEdge->SetLabelDistance(iEnd, dChosen, shift);
             taken.Add(pEdge->LabelRect(iEnd));
         }
     }

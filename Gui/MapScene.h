@@ -129,7 +129,8 @@ public:
     QRectF LabelRectAt(int iEnd, qreal dDistance) const;
     // The least distance from an end at which its label clears the end node's icon.
     qreal LabelClearance(int iEnd) const;
-    void SetLabelDistance(int iEnd, qreal dDistance);
+    // Puts an end's label at a distance along the link, moved aside by a shift.
+    void SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift = QPointF());
 
 private:
     struct SLabel

@@ -157,8 +157,9 @@ QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOv
         text += bFast ? "\toverlap=prism20\n" : "\toverlap=prism\n";
         text += "\toverlap_shrink=true\n";
         // The margin of each node holds the labels at the ends of its links.
+        // Half a label each side is enough: a label slides along its link to where there is room.
         const double dMargin =
-            (room.dLinkLabel > 0 ? room.dLinkLabel + kLinkLabelPad : kNodeGap) * kPointsPerPixel;
+            (room.dLinkLabel > 0 ? room.dLinkLabel / 2 + kLinkLabelPad : kNodeGap) * kPointsPerPixel;
         text += "\tsep=\"+" + QByteArray::number(dMargin, 'f', 1) + "\"\n";
     }
     if (bFast)

@@ -113,14 +113,14 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
         "}\n";
     EXPECT_EQ(expected.toStdString(), CAutoLayout::LayoutInput(document, true, false).toStdString());
 
-    // Labels at the ends of links widen the margin: a 40-pixel label and its padding, in points.
+    // Labels at the ends of links widen the margin: half a 40-pixel label and padding, in points.
     SLayoutRoom room;
     room.dLinkLabel = 40;
     room.nodeRoom = [](const QStringList& lines) {
         return SNodeRoom{100.0, 30.0, 30.0 + 13.0 * static_cast<double>(lines.size())};
     };
     const QByteArray measured = CAutoLayout::LayoutInput(document, true, false, room);
-    EXPECT_TRUE(measured.contains("\tsep=\"+34.6\"\n")) << measured.toStdString();
+    EXPECT_TRUE(measured.contains("\tsep=\"+20.2\"\n")) << measured.toStdString();
     EXPECT_TRUE(measured.contains("\tP0 [width=2.00,height=1.12]\n")) << measured.toStdString();
     EXPECT_FALSE(measured.contains("layout=")) << "a small map is laid out by neato itself";
 
