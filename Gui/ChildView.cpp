@@ -326,6 +326,13 @@ void CChildView::ZoomAt(qreal dFactor, const QPoint& at)
     setTransformationAnchor(eAnchor);
 }
 
+void CChildView::paintEvent(QPaintEvent* pEvent)
+{
+    // Whatever changed the zoom, the drawing follows it before it is painted.
+    m_pScene->SetFarView(Zoom() < CMapScene::kFarDetail);
+    QGraphicsView::paintEvent(pEvent);
+}
+
 void CChildView::showEvent(QShowEvent* pEvent)
 {
     QGraphicsView::showEvent(pEvent);

@@ -31,7 +31,7 @@ constexpr qreal kReadablePixels = 6.0;
 constexpr qreal kNodeTextDetail = kReadablePixels / kNodeFontPixels;
 constexpr qreal kEdgeTextDetail = kReadablePixels / kLinkFontPixels;
 // Below this zoom a node is a mark of its icon's colour; below the other a link is a hairline.
-constexpr qreal kIconDetail = 0.2;
+constexpr qreal kIconDetail = CMapScene::kFarDetail;
 constexpr qreal kSmoothLineDetail = 0.8;
 // Distance between parallel links of the same two nodes.
 constexpr qreal kLaneSpacing = 18.0;
@@ -408,6 +408,10 @@ CEdgeItem::CEdgeItem(CDrawPrimitive* pObject, CNodeItem* pStart, CNodeItem* pEnd
         if (!label.strText.isEmpty())
         {
             label.size = LinkLabelSize(label.strText);
+            label.text.setText(label.strText);
+            label.text.setTextFormat(Qt::PlainText);
+            label.text.setPerformanceHint(QStaticText::AggressiveCaching);
+            label.text.prepare(QTransform(), MapFont(kLinkFontPixels));
         }
     }
     pStart->AddEdge(this);
@@ -585,7 +589,8 @@ void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
         pPainter->setBrush(QColor(255, 255, 255, 235));
         pPainter->drawRect(box);
         pPainter->setPen(Qt::black);
-        pPainter->drawText(box, Qt::AlignCenter, m_Labels[static_cast<size_t>(iEnd)].strText);
+        const QStaticText& text = m_Labels[static_cast<size_t>(iEnd)].text;
+        pPainter->drawStaticText(box.center() - QPointF(text.size().width(), text.size().height()) / 2, text);
     }
 }
 
@@ -797,12 +802,68 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         m_Edges.push_back(pItem);
     }
     PlaceLinkLabels();
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        pEdge->setVisible(!m_bFar);
+    }
     const CMapView& view = *document.pCurrentView;
     const QRectF mapSize(0, 0, document.bShowTemplate ? view.iTemplateWidth : view.iWidth,
                          document.bShowTemplate ? view.iTemplateHeight : view.iHeight);
     m_DrawnRect = itemsBoundingRect().adjusted(-20, -20, 20, 20);
     m_MapRect = mapSize.united(m_DrawnRect);
     setSceneRect(m_MapRect);
+}
+
+void CMapScene::SetBatchedLinks(bool bBatched)
+{
+    SetFarView(false);
+    m_bBatched = bBatched;
+}
+
+void CMapScene::SetFarView(bool bFar)
+{
+    bFar = bFar && m_bBatched;
+    if (bFar == m_bFar)
+    {
+        return;
+    }
+    m_bFar = bFar;
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        pEdge->setVisible(!bFar);
+    }
+    update();
+}
+
+void CMapScene::drawBackground(QPainter* pPainter, const QRectF& rect)
+{
+    QGraphicsScene::drawBackground(pPainter, rect);
+    if (!m_bFar)
+    {
+        return;
+    }
+    // Far out, every link is a hairline of its colour: drawn here all at once, in a few calls, in
+    // place of ten thousand items drawing one line each.
+    QHash<QRgb, QList<QLineF>> byColour;
+    for (const CEdgeItem* pEdge : m_Edges)
+    {
+        const QLineF line = pEdge->Line();
+        const QRectF box = QRectF(line.p1(), line.p2()).normalized().adjusted(-1, -1, 1, 1);
+        if (box.intersects(rect))
+        {
+            byColour[pEdge->isSelected() ? qRgb(0, 90, 200) : pEdge->Colour().rgb()].push_back(line);
+        }
+    }
+    pPainter->save();
+    pPainter->setRenderHint(QPainter::Antialiasing, false);
+    for (auto it = byColour.cbegin(); it != byColour.cend(); ++it)
+    {
+        QPen pen(QColor::fromRgb(it.key()), 1);
+        pen.setCosmetic(true);
+        pPainter->setPen(pen);
+        pPainter->drawLines(it.value());
+    }
+    pPainter->restore();
 }
 
 void CMapScene::PlaceLinkLabels()

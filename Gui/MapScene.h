@@ -119,6 +119,9 @@ public:
     // Follows its end nodes after they moved; the labels go next to the icons.
     void Adjust();
     CDrawPrimitive* Object() const { return m_pObject; }
+    QColor Colour() const { return m_Colour; }
+    // The straight line between the two end nodes.
+    QLineF Line() const { return QLineF(m_pStart->pos(), m_pEnd->pos()); }
     CNodeItem* EndNode(int iEnd) const { return iEnd == 0 ? m_pStart : m_pEnd; }
     QString StartLabel() const { return m_Labels[0].strText; }
     QString EndLabel() const { return m_Labels[1].strText; }
@@ -136,6 +139,7 @@ private:
     struct SLabel
     {
         QString strText;
+        QStaticText text;
         QSizeF size;
         QPointF at; // centre, in scene coordinates
     };
@@ -159,6 +163,9 @@ class CMapScene : public QGraphicsScene
     Q_OBJECT
 
 public:
+    // Below this zoom a node is drawn as a mark and the links as hairlines, all of them at once.
+    static constexpr qreal kFarDetail = 0.2;
+
     explicit CMapScene(QObject* pParent = nullptr);
 
     // Builds the items of the document's current view with the map options given. For a printer
@@ -182,6 +189,15 @@ public:
     // options: the room of each node and the longest link label.
     static SLayoutRoom LayoutRoom(const CNetworkDocument& document, const SMapOptions& options);
 
+    // Far out the links are drawn together, and one by one (for picking and labels) when near.
+    void SetFarView(bool bFar);
+    bool FarView() const { return m_bFar; }
+    // Off: every link stays an item of its own at every zoom (for measuring against).
+    void SetBatchedLinks(bool bBatched);
+
+protected:
+    void drawBackground(QPainter* pPainter, const QRectF& rect) override;
+
 private:
     // Slides each link label along its link, from its end outwards, to the first place where it
     // meets no icon, no node label and no label placed before it.
@@ -191,4 +207,6 @@ private:
     std::vector<CEdgeItem*> m_Edges;
     QRectF m_MapRect;
     QRectF m_DrawnRect;
+    bool m_bFar = false;
+    bool m_bBatched = true;
 };
