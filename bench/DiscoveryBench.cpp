@@ -12,6 +12,8 @@
 #include "Discovery.h"
 #include "RecordingUserInterface.h"
 
+#include <QCoreApplication>
+
 #include "LinkSettings.h"
 #include "NVXLDiscovery.h"
 #include "NVXLHal.h"
@@ -22,6 +24,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
+#include <string>
 #include <cstdio>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -185,6 +188,8 @@ int LargeDiscovery()
         return 1;
     }
     LinkSettings().wServerPort = sim.TcpPort();
+    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
+                          QStringLiteral("16"));
     CTargetConnection connection;
     if (!connection.OpenTarget(eConnInternetTCP, 0x7F000001u))
     {
@@ -238,8 +243,15 @@ int LargeDiscovery()
     return 0;
 }
 
-int main()
+int main(int argc, char** argv)
 {
+    // The layout program is found beside the application, as in the window.
+    QCoreApplication application(argc, argv);
+    // "--large-only" skips the rounds on the thousand PEs.
+    if (argc > 1 && std::string(argv[1]) == "--large-only")
+    {
+        return LargeDiscovery();
+    }
     nvtest::CSimProcess sim("fabric1000.topo", {"--no-udp"});
     if (!sim.Ready())
     {
