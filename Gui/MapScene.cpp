@@ -45,6 +45,20 @@ QFont MapFont(int iPixels)
     return font;
 }
 
+// The two fonts of the map, made once: a font made anew for every item painted costs more than
+// the painting.
+const QFont& NodeFont()
+{
+    static const QFont font = MapFont(kNodeFontPixels);
+    return font;
+}
+
+const QFont& LinkFont()
+{
+    static const QFont font = MapFont(kLinkFontPixels);
+    return font;
+}
+
 const QFontMetricsF& NodeMetrics()
 {
     static const QFontMetricsF metrics(MapFont(kNodeFontPixels));
@@ -73,6 +87,46 @@ QSizeF LinkLabelSize(const QString& strText)
 }
 
 bool g_bPrinting = false;
+
+// The part of a line inside a rectangle (Liang and Barsky), or false when none is. A long link
+// seen close up is cut to the window before it is stroked, which is much the cheaper.
+bool ClipLine(QLineF* pLine, const QRectF& rect)
+{
+    const QPointF from = pLine->p1();
+    const QPointF delta = pLine->p2() - from;
+    qreal dEnter = 0.0;
+    qreal dLeave = 1.0;
+    const std::array<std::pair<qreal, qreal>, 4> sides = {{{-delta.x(), from.x() - rect.left()},
+                                                           {delta.x(), rect.right() - from.x()},
+                                                           {-delta.y(), from.y() - rect.top()},
+                                                           {delta.y(), rect.bottom() - from.y()}}};
+    for (const auto& [dP, dQ] : sides)
+    {
+        if (dP == 0)
+        {
+            if (dQ < 0)
+            {
+                return false;
+            }
+            continue;
+        }
+        const qreal dT = dQ / dP;
+        if (dP < 0)
+        {
+            dEnter = std::max(dEnter, dT);
+        }
+        else
+        {
+            dLeave = std::min(dLeave, dT);
+        }
+    }
+    if (dEnter > dLeave)
+    {
+        return false;
+    }
+    *pLine = QLineF(from + delta * dEnter, from + delta * dLeave);
+    return true;
+}
 
 // Rectangles already taken on the map, by cells of a grid, for finding a free place quickly.
 class CTakenSpace
@@ -373,7 +427,7 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     pPainter->setPen(Qt::NoPen);
     pPainter->setBrush(QColor(255, 255, 255, 215));
     pPainter->drawRect(m_Label);
-    pPainter->setFont(MapFont(kNodeFontPixels));
+    pPainter->setFont(NodeFont());
     pPainter->setPen(Qt::black);
     qreal dY = m_Label.top();
     for (const QStaticText& text : m_Texts)
@@ -555,33 +609,51 @@ void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
 {
     const qreal dDetail = pOption->levelOfDetailFromTransform(pPainter->worldTransform());
     const bool bSelected = isSelected() && !g_bPrinting;
-    pPainter->setRenderHint(QPainter::Antialiasing, dDetail >= kSmoothLineDetail);
-    QPen pen(bSelected ? QColor(0, 90, 200) : m_Colour, bSelected ? 3 : 2);
-    // Far out a link is a hairline: as visible, and much cheaper to draw.
-    pen.setCosmetic(dDetail < kSmoothLineDetail);
-    if (pen.isCosmetic())
-    {
-        pen.setWidth(bSelected ? 2 : 1);
-    }
-    pPainter->setPen(pen);
-    pPainter->setBrush(Qt::NoBrush);
-    if (m_pStart != m_pEnd && m_iLane == 0)
-    {
-        pPainter->drawLine(m_pStart->pos(), m_pEnd->pos());
-    }
-    else
-    {
-        pPainter->drawPath(m_Path);
-    }
-    if ((m_Labels[0].strText.isEmpty() && m_Labels[1].strText.isEmpty()) || dDetail < kEdgeTextDetail)
+    // A long link whose box is in view may pass the window by: then there is nothing to draw.
+    const QPaintDevice* pDevice = pPainter->device();
+    const QRectF exposed = pPainter->worldTransform()
+                               .inverted()
+                               .mapRect(QRectF(0, 0, pDevice->width(), pDevice->height()))
+                               .adjusted(-4, -4, 4, 4);
+    const bool bStraight = m_pStart != m_pEnd && m_iLane == 0;
+    QLineF line = Line();
+    const bool bLine = !bStraight || ClipLine(&line, exposed);
+    const bool bLabels =
+        dDetail >= kEdgeTextDetail && (LabelRect(0).intersects(exposed) || LabelRect(1).intersects(exposed));
+    if (!bLine && !bLabels)
     {
         return;
     }
-    pPainter->setFont(MapFont(kLinkFontPixels));
+    if (bLine)
+    {
+        pPainter->setRenderHint(QPainter::Antialiasing, dDetail >= kSmoothLineDetail);
+        QPen pen(bSelected ? QColor(0, 90, 200) : m_Colour, bSelected ? 3 : 2);
+        // Far out a link is a hairline: as visible, and much cheaper to draw.
+        pen.setCosmetic(dDetail < kSmoothLineDetail);
+        if (pen.isCosmetic())
+        {
+            pen.setWidth(bSelected ? 2 : 1);
+        }
+        pPainter->setPen(pen);
+        pPainter->setBrush(Qt::NoBrush);
+        if (bStraight)
+        {
+            pPainter->drawLine(line);
+        }
+        else
+        {
+            pPainter->drawPath(m_Path);
+        }
+    }
+    if (!bLabels)
+    {
+        return;
+    }
+    pPainter->setFont(LinkFont());
     for (int iEnd : {0, 1})
     {
         const QRectF box = LabelRect(iEnd);
-        if (box.isEmpty())
+        if (box.isEmpty() || !box.intersects(exposed))
         {
             continue;
         }
