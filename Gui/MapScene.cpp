@@ -984,7 +984,7 @@ void CMapScene::PlaceLinkLabels()
         }
         // Two labels at distance d on rays an angle a apart stand 2 d sin(a / 2) from each other.
         const qreal dChord = 2 * std::sin(std::max(dNearest, 0.05) / 2);
-        return std::min((std::max(label.width(), label.height()) + kPad) / dChord, pEdge->PathLength() / 2);
+        return std::min((std::max(label.width(), label.height()) + kPad) / dChord, pEdge->PathLength() * 0.4);
     };
     for (CEdgeItem* pEdge : m_Edges)
     {
@@ -1011,13 +1011,25 @@ void CMapScene::PlaceLinkLabels()
             qreal dChosen = dFirst;
             QPointF shift;
             bool bFound = false;
-            const std::array<std::pair<qreal, qreal>, 4> passes = {{{dFirst, 0.0},
-                                                                    {pEdge->LabelClearance(iEnd), 0.0},
-                                                                    {pEdge->LabelClearance(iEnd), dBeside},
-                                                                    {pEdge->LabelClearance(iEnd), -dBeside}}};
-            for (const auto& [dFrom, dSide] : passes)
+            // A label stays in its own half of the link, where it is read as its end's; only when
+            // that half is full does it go further.
+            const qreal dHalf = std::min(dLast, pEdge->PathLength() / 2);
+            const qreal dNear = pEdge->LabelClearance(iEnd);
+            struct SPass
             {
-                for (qreal dAt = dFrom; dAt <= dLast && !bFound; dAt += kLabelStep)
+                qreal dFrom;
+                qreal dTo;
+                qreal dSide;
+            };
+            const std::array<SPass, 6> passes = {{{dFirst, dHalf, 0.0},
+                                                  {dNear, dHalf, 0.0},
+                                                  {dNear, dHalf, dBeside},
+                                                  {dNear, dHalf, -dBeside},
+                                                  {dHalf, dLast, 0.0},
+                                                  {dNear, dLast, dBeside}}};
+            for (const auto& [dFrom, dTo, dSide] : passes)
+            {
+                for (qreal dAt = dFrom; dAt <= dTo && !bFound; dAt += kLabelStep)
                 {
                     const QPointF offset = normal * dSide;
                     if (!taken.Meets(pEdge->LabelRectAt(iEnd, dAt).translated(offset).adjusted(-1, -1, 1, 1)))
