@@ -425,7 +425,7 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     }
     // A light ground under the text, so that a link passing behind it doesn't cross the letters.
     pPainter->setPen(Qt::NoPen);
-    pPainter->setBrush(QColor(255, 255, 255, 215));
+    pPainter->setBrush(Qt::white);
     pPainter->drawRect(m_Label);
     pPainter->setFont(NodeFont());
     pPainter->setPen(Qt::black);
@@ -658,7 +658,7 @@ void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
             continue;
         }
         pPainter->setPen(QColor(150, 150, 150));
-        pPainter->setBrush(QColor(255, 255, 255, 235));
+        pPainter->setBrush(Qt::white);
         pPainter->drawRect(box);
         pPainter->setPen(Qt::black);
         const QStaticText& text = m_Labels[static_cast<size_t>(iEnd)].text;
