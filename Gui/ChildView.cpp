@@ -14,10 +14,12 @@
 #include <QPageLayout>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QResizeEvent>
 #include <QScrollBar>
 #include <QThread>
 #include <QWheelEvent>
 
+#include <cmath>
 #include <memory>
 #include <set>
 
@@ -25,6 +27,7 @@ namespace
 {
 constexpr qreal kMinZoom = 0.02;
 constexpr qreal kMaxZoom = 8.0;
+constexpr qreal kMaxFitZoom = 2.0;
 
 // What a layout run hands back from its worker thread.
 struct SLayoutJob
@@ -47,6 +50,9 @@ CChildView::CChildView(CMainFrameCore& core, QWidget* pParent)
     setViewportUpdateMode(SmartViewportUpdate);
     setOptimizationFlags(DontSavePainterState | DontAdjustForAntialiasing);
     setTransformationAnchor(AnchorUnderMouse);
+    // Scroll bars that come and go would change the room a fit was made for.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setBackgroundBrush(Qt::white);
     m_Options = SMapOptions::Load(false);
     m_bHideNulls = GetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), 0u) != 0;
@@ -67,8 +73,32 @@ CChildView::~CChildView()
 
 void CChildView::Rebuild()
 {
-    const QSignalBlocker block(m_pScene);
-    m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
+    const CNetworkDocument& document = m_core.Document();
+    // A map that shares no node with the one drawn (a discovery, a file, another view) is shown
+    // whole; an edit of the same map keeps the zoom and the place the person chose.
+    bool bNewMap = true;
+    for (const auto& pNode : *document.pCurrentNodes)
+    {
+        if (m_pScene->NodeItem(pNode->uUniqueID))
+        {
+            bNewMap = false;
+            break;
+        }
+    }
+    // The map point in the middle of the window stays there when the map area changes size.
+    const QPointF centre = mapToScene(viewport()->rect().center());
+    {
+        const QSignalBlocker block(m_pScene);
+        m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
+    }
+    if ((bNewMap || m_bFitPending || m_bFitted) && m_pScene->NodeCount() > 0)
+    {
+        ZoomToFit();
+    }
+    else
+    {
+        centerOn(centre);
+    }
 }
 
 void CChildView::SetOptions(const SMapOptions& options)
@@ -234,13 +264,18 @@ void CChildView::contextMenuEvent(QContextMenuEvent* pEvent)
 
 void CChildView::wheelEvent(QWheelEvent* pEvent)
 {
-    if (pEvent->modifiers() & Qt::ControlModifier)
+    // Shift and the wheel scroll; the wheel alone zooms about the point under the mouse.
+    if (pEvent->modifiers() & Qt::ShiftModifier)
     {
-        ZoomBy(pEvent->angleDelta().y() > 0 ? 1.25 : 0.8);
-        pEvent->accept();
+        QGraphicsView::wheelEvent(pEvent);
         return;
     }
-    QGraphicsView::wheelEvent(pEvent);
+    const int iSteps = pEvent->angleDelta().y();
+    if (iSteps != 0)
+    {
+        ZoomAt(std::pow(1.25, iSteps / 120.0), pEvent->position().toPoint());
+    }
+    pEvent->accept();
 }
 
 void CChildView::mouseReleaseEvent(QMouseEvent* pEvent)
@@ -273,16 +308,74 @@ qreal CChildView::Zoom() const
 
 void CChildView::ZoomBy(qreal dFactor)
 {
+    ZoomAt(dFactor, viewport()->rect().center());
+}
+
+void CChildView::ZoomAt(qreal dFactor, const QPoint& at)
+{
+    m_bFitted = false;
     const qreal dTarget = std::clamp(Zoom() * dFactor, kMinZoom, kMaxZoom);
+    // The map point under the given place of the window stays there.
+    const QPointF fixed = mapToScene(at);
+    const ViewportAnchor eAnchor = transformationAnchor();
+    setTransformationAnchor(NoAnchor);
     scale(dTarget / Zoom(), dTarget / Zoom());
+    const QPointF moved = mapFromScene(fixed) - QPointF(at);
+    horizontalScrollBar()->setValue(horizontalScrollBar()->value() + qRound(moved.x()));
+    verticalScrollBar()->setValue(verticalScrollBar()->value() + qRound(moved.y()));
+    setTransformationAnchor(eAnchor);
+}
+
+void CChildView::paintEvent(QPaintEvent* pEvent)
+{
+    // Whatever changed the zoom, the drawing follows it before it is painted.
+    m_pScene->SetFarView(Zoom() < CMapScene::kFarDetail);
+    QGraphicsView::paintEvent(pEvent);
+}
+
+void CChildView::showEvent(QShowEvent* pEvent)
+{
+    QGraphicsView::showEvent(pEvent);
+    if (m_bFitPending)
+    {
+        ZoomToFit();
+    }
+}
+
+void CChildView::resizeEvent(QResizeEvent* pEvent)
+{
+    QGraphicsView::resizeEvent(pEvent);
+
+    // Until the person zooms, a map shown whole stays whole as the window changes size.
+    if (m_bFitted || m_bFitPending)
+    {
+        ZoomToFit();
+    }
 }
 
 void CChildView::ZoomToFit()
 {
-    fitInView(m_pScene->MapRect(), Qt::KeepAspectRatio);
-    if (Zoom() > 1.0)
+    if (!isVisible())
     {
-        resetTransform();
+        m_bFitPending = true;
+        return;
+    }
+    m_bFitPending = false;
+    m_bFitted = true;
+
+    // The drawing, not the empty rest of the map area, fills the window; a small map is enlarged
+    // up to the point where its icons would turn coarse.
+    const QRectF drawn = m_pScene->DrawnRect();
+    if (drawn.isEmpty())
+    {
+        return;
+    }
+    fitInView(drawn, Qt::KeepAspectRatio);
+    if (Zoom() > kMaxFitZoom)
+    {
+        const qreal dFactor = kMaxFitZoom / Zoom();
+        scale(dFactor, dFactor);
+        centerOn(drawn.center());
     }
 }
 
@@ -311,14 +404,16 @@ bool CChildView::PrintToPdf(const QString& strPath)
     CNetworkDocument& document = m_core.Document();
     document.bPrinting = true;
     CMapScene scene;
-    scene.Build(document, SMapOptions::Load(true), m_bHideNulls);
+    scene.Build(document, SMapOptions::Load(true), m_bHideNulls, true);
     document.bPrinting = false;
     // The window's labels came from the window's options: put them back.
     RefreshLabels(document, m_Options);
 
     QPdfWriter writer(strPath);
-    writer.setPageOrientation(scene.MapRect().width() > scene.MapRect().height() ? QPageLayout::Landscape
-                                                                                 : QPageLayout::Portrait);
+    // The drawing, not the empty map area around it, is scaled to the page.
+    const QRectF source = scene.DrawnRect();
+    writer.setPageOrientation(source.width() > source.height() ? QPageLayout::Landscape
+                                                               : QPageLayout::Portrait);
     writer.setTitle(QStringLiteral("Norvanta Network Map - %1")
                         .arg(document.FileName.isEmpty() ? QStringLiteral("Untitled") : document.FileName));
     QPainter painter;
@@ -333,7 +428,9 @@ bool CChildView::PrintToPdf(const QString& strPath)
     const qreal dTitle = painter.fontMetrics().height() * 2.0;
     painter.drawText(QRectF(page.left(), page.top(), page.width(), dTitle), Qt::AlignHCenter | Qt::AlignTop,
                      writer.title());
-    scene.render(&painter, page.adjusted(0, dTitle, 0, 0), scene.MapRect());
+    CNodeItem::SetPrinting(true);
+    scene.render(&painter, page.adjusted(0, dTitle, 0, 0), source, Qt::KeepAspectRatio);
+    CNodeItem::SetPrinting(false);
     return painter.end();
 }
 
@@ -354,7 +451,11 @@ bool CChildView::LayoutAndWait(CNetworkDocument& document)
         delete pThread;
         return bOk;
     };
-    return CAutoLayout::Run(document, m_bHideNulls, runOnWorker);
+    RefreshLabels(document, m_Options);
+    const bool bOk =
+        CAutoLayout::Run(document, m_bHideNulls, runOnWorker, CMapScene::LayoutRoom(document, m_Options));
+    m_bFitPending = bOk;
+    return bOk;
 }
 
 bool CChildView::StartAutoLayout()
@@ -365,7 +466,9 @@ bool CChildView::StartAutoLayout()
     }
     CNetworkDocument& document = m_core.Document();
     auto pJob = std::make_shared<SLayoutJob>();
-    pJob->input = CAutoLayout::LayoutInput(document, CAutoLayout::AskNoOverlaps(), m_bHideNulls);
+    RefreshLabels(document, m_Options);
+    pJob->input = CAutoLayout::LayoutInput(document, CAutoLayout::AskNoOverlaps(), m_bHideNulls,
+                                           CMapScene::LayoutRoom(document, m_Options));
     pJob->pNodes = document.pCurrentNodes;
     pJob->iNodeCount = document.pCurrentNodes->GetCount();
     QString strError;
@@ -396,6 +499,7 @@ bool CChildView::StartAutoLayout()
                 {
                     CAutoLayout::Apply(current, CAutoLayout::ParseOutput(pJob->output));
                     m_core.SetModified();
+                    m_bFitPending = true;
                     Rebuild();
                 }
                 emit layoutFinished(pJob->bOk && bSameMap);

@@ -41,7 +41,10 @@ public:
     bool HideNulls() const { return m_bHideNulls; }
     void SetHideNulls(bool bHide);
 
+    // Zooms by a factor about the middle of the window, or about a point of it.
     void ZoomBy(qreal dFactor);
+    void ZoomAt(qreal dFactor, const QPoint& at);
+    // Shows the whole drawing, enlarged when it is small.
     void ZoomToFit();
     qreal Zoom() const;
 
@@ -75,6 +78,9 @@ protected:
     void wheelEvent(QWheelEvent* pEvent) override;
     void mouseReleaseEvent(QMouseEvent* pEvent) override;
     void mouseDoubleClickEvent(QMouseEvent* pEvent) override;
+    void resizeEvent(QResizeEvent* pEvent) override;
+    void showEvent(QShowEvent* pEvent) override;
+    void paintEvent(QPaintEvent* pEvent) override;
 
 private:
     void SyncSelection();
@@ -83,6 +89,8 @@ private:
     CMapScene* m_pScene = nullptr;
     SMapOptions m_Options;
     bool m_bHideNulls = false;
+    bool m_bFitPending = false; // the next drawing is of a map laid out anew: show it whole
+    bool m_bFitted = false;     // the map is shown whole and the person hasn't zoomed since
     QPointer<QThread> m_pLayoutThread;
     // Selected drawing objects, oldest pick first: whether it is an edge, and its unique ID.
     std::vector<std::pair<bool, uint32_t>> m_SelectionOrder;

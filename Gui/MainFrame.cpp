@@ -23,9 +23,11 @@
 #include "RoutingTableEditorDlg.h"
 
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
+#include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -69,7 +71,15 @@ CMainFrame::CMainFrame(QWidget* pParent)
     connect(m_pBrowser, &CNetBrowserDlgBar::commandChosen, this, &CMainFrame::RunCommand);
     connect(m_pView, &CChildView::layoutFinished, this, [this](bool) { statusBar()->clearMessage(); });
 
-    resize(1200, 800);
+    // The size it was left at; the first time, most of the screen.
+    if (!restoreGeometry(QByteArray::fromBase64(
+            GetPreference(kPreferences, QStringLiteral("MainFrameGeometry"), QString()).toLatin1())))
+    {
+        const QSize screen = QGuiApplication::primaryScreen()
+                                 ? QGuiApplication::primaryScreen()->availableSize()
+                                 : QSize(1280, 860);
+        resize(std::max(1000, screen.width() * 9 / 10), std::max(700, screen.height() * 9 / 10));
+    }
     restoreState(QByteArray::fromBase64(
         GetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString()).toLatin1()));
     OnMapChanged();
@@ -596,5 +606,7 @@ void CMainFrame::closeEvent(QCloseEvent* pEvent)
         return;
     }
     SetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString::fromLatin1(saveState().toBase64()));
+    SetPreference(kPreferences, QStringLiteral("MainFrameGeometry"),
+                  QString::fromLatin1(saveGeometry().toBase64()));
     pEvent->accept();
 }

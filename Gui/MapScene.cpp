@@ -1,6 +1,7 @@
 #include "MapScene.h"
 
 #include "AutoLayout.h"
+#include "DeviceInfo.h"
 #include "InstallPaths.h"
 #include "NetworkDocument.h"
 
@@ -10,40 +11,180 @@
 #include <QStyleOptionGraphicsItem>
 #include <QSvgRenderer>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 
 namespace
 {
-// Width of the label area under a node, and the distance of a link's port label from its end.
-constexpr qreal kLabelWidth = 130.0;
+constexpr qreal kIconHalf = CIconCache::kIconSize / 2.0;
+// Node labels: lines of Arial at 10 pixels under the icon. Link labels: Arial at 9 pixels.
+constexpr int kNodeFontPixels = 10;
+constexpr int kLinkFontPixels = 9;
 constexpr qreal kLineHeight = 13.0;
-constexpr qreal kPortLabelDistance = 36.0;
-// Below these zoom factors the small texts aren't drawn: they would be unreadable specks.
-constexpr qreal kNodeTextDetail = 0.45;
-constexpr qreal kIconDetail = 0.2;
+constexpr qreal kLabelGap = 2.0; // between the icon and its first line
+// Room kept free around icons and labels, so that neighbours never touch.
+constexpr qreal kPad = 3.0;
+// Text smaller than this many pixels on the screen isn't drawn: it would be an unreadable speck.
+constexpr qreal kReadablePixels = 6.0;
+constexpr qreal kNodeTextDetail = kReadablePixels / kNodeFontPixels;
+constexpr qreal kEdgeTextDetail = kReadablePixels / kLinkFontPixels;
+// Below this zoom a node is a mark of its icon's colour; below the other a link is a hairline.
+constexpr qreal kIconDetail = CMapScene::kFarDetail;
 constexpr qreal kSmoothLineDetail = 0.8;
-constexpr qreal kEdgeTextDetail = 0.6;
 // Distance between parallel links of the same two nodes.
 constexpr qreal kLaneSpacing = 18.0;
+// Step of the search for a free place along a link.
+constexpr qreal kLabelStep = 4.0;
 
-QFont MapFont(int iPointSize)
+QFont MapFont(int iPixels)
 {
     QFont font(QStringLiteral("Arial"));
-    font.setPixelSize(iPointSize);
+    font.setPixelSize(iPixels);
     return font;
 }
 
-QPointF Along(const QPainterPath& path, bool bFromStart)
+// The two fonts of the map, made once: a font made anew for every item painted costs more than
+// the painting.
+const QFont& NodeFont()
 {
-    const qreal dLength = path.length();
-    if (dLength <= 0)
-    {
-        return path.pointAtPercent(0);
-    }
-    const qreal dAt = std::min(kPortLabelDistance, dLength / 2) / dLength;
-    return path.pointAtPercent(bFromStart ? dAt : 1.0 - dAt);
+    static const QFont font = MapFont(kNodeFontPixels);
+    return font;
 }
+
+const QFont& LinkFont()
+{
+    static const QFont font = MapFont(kLinkFontPixels);
+    return font;
+}
+
+const QFontMetricsF& NodeMetrics()
+{
+    static const QFontMetricsF metrics(MapFont(kNodeFontPixels));
+    return metrics;
+}
+
+const QFontMetricsF& LinkMetrics()
+{
+    static const QFontMetricsF metrics(MapFont(kLinkFontPixels));
+    return metrics;
+}
+
+qreal WidestLine(const QStringList& lines)
+{
+    qreal dWidest = 0;
+    for (const QString& strLine : lines)
+    {
+        dWidest = std::max(dWidest, NodeMetrics().horizontalAdvance(strLine));
+    }
+    return dWidest;
+}
+
+QSizeF LinkLabelSize(const QString& strText)
+{
+    return QSizeF(LinkMetrics().horizontalAdvance(strText) + 4, LinkMetrics().height());
+}
+
+bool g_bPrinting = false;
+
+// The part of a line inside a rectangle (Liang and Barsky), or false when none is. A long link
+// seen close up is cut to the window before it is stroked, which is much the cheaper.
+bool ClipLine(QLineF* pLine, const QRectF& rect)
+{
+    const QPointF from = pLine->p1();
+    const QPointF delta = pLine->p2() - from;
+    qreal dEnter = 0.0;
+    qreal dLeave = 1.0;
+    const std::array<std::pair<qreal, qreal>, 4> sides = {{{-delta.x(), from.x() - rect.left()},
+                                                           {delta.x(), rect.right() - from.x()},
+                                                           {-delta.y(), from.y() - rect.top()},
+                                                           {delta.y(), rect.bottom() - from.y()}}};
+    for (const auto& [dP, dQ] : sides)
+    {
+        if (dP == 0)
+        {
+            if (dQ < 0)
+            {
+                return false;
+            }
+            continue;
+        }
+        const qreal dT = dQ / dP;
+        if (dP < 0)
+        {
+            dEnter = std::max(dEnter, dT);
+        }
+        else
+        {
+            dLeave = std::min(dLeave, dT);
+        }
+    }
+    if (dEnter > dLeave)
+    {
+        return false;
+    }
+    *pLine = QLineF(from + delta * dEnter, from + delta * dLeave);
+    return true;
+}
+
+// Rectangles already taken on the map, by cells of a grid, for finding a free place quickly.
+class CTakenSpace
+{
+public:
+    void Add(const QRectF& rect)
+    {
+        if (rect.isEmpty())
+        {
+            return;
+        }
+        const int iIndex = static_cast<int>(m_Rects.size());
+        m_Rects.push_back(rect);
+        ForCells(rect, [&](quint64 uCell) { m_Cells[uCell].push_back(iIndex); });
+    }
+    bool Meets(const QRectF& rect) const
+    {
+        bool bMeets = false;
+        ForCells(rect,
+                 [&](quint64 uCell)
+                 {
+                     const auto it = m_Cells.constFind(uCell);
+                     if (bMeets || it == m_Cells.constEnd())
+                     {
+                         return;
+                     }
+                     for (int iIndex : *it)
+                     {
+                         if (m_Rects[static_cast<size_t>(iIndex)].intersects(rect))
+                         {
+                             bMeets = true;
+                             return;
+                         }
+                     }
+                 });
+        return bMeets;
+    }
+
+private:
+    static constexpr qreal kCell = 64.0;
+    template <typename Fn> static void ForCells(const QRectF& rect, Fn&& fn)
+    {
+        const int iLeft = static_cast<int>(std::floor(rect.left() / kCell));
+        const int iRight = static_cast<int>(std::floor(rect.right() / kCell));
+        const int iTop = static_cast<int>(std::floor(rect.top() / kCell));
+        const int iBottom = static_cast<int>(std::floor(rect.bottom() / kCell));
+        for (int y = iTop; y <= iBottom; ++y)
+        {
+            for (int x = iLeft; x <= iRight; ++x)
+            {
+                fn((static_cast<quint64>(static_cast<quint32>(y)) << 32) | static_cast<quint32>(x));
+            }
+        }
+    }
+
+    std::vector<QRectF> m_Rects;
+    QHash<quint64, std::vector<int>> m_Cells;
+};
 } // namespace
 
 QString CIconCache::Resolve(const QString& strPath)
@@ -68,42 +209,151 @@ QString CIconCache::Resolve(const QString& strPath)
 
 const QPixmap& CIconCache::Icon(const QString& strPath)
 {
+    return Icon(strPath, kIconSize);
+}
+
+const QPixmap& CIconCache::Icon(const QString& strPath, int iPixels)
+{
+    // Sizes by halves of the full one: 48, 24, 12, 6.
+    int iSize = kIconSize;
+    while (iSize / 2 >= iPixels && iSize > 6)
+    {
+        iSize /= 2;
+    }
     static QHash<QString, QPixmap> cache;
-    const auto it = cache.constFind(strPath);
+    const QString strKey = strPath + QLatin1Char('@') + QString::number(iSize);
+    const auto it = cache.constFind(strKey);
     if (it != cache.constEnd())
     {
         return *it;
     }
-    QPixmap pixmap(kIconSize, kIconSize);
+    QPixmap pixmap(iSize, iSize);
     pixmap.fill(Qt::transparent);
     QSvgRenderer renderer(Resolve(strPath));
     if (renderer.isValid())
     {
         QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
         renderer.render(&painter);
     }
-    return *cache.insert(strPath, pixmap);
+    return *cache.insert(strKey, pixmap);
 }
 
-CNodeItem::CNodeItem(CDrawPrimitive* pObject, const QPixmap& normal, const QPixmap& selected,
+QColor CIconCache::Mark(const QString& strPath)
+{
+    static QHash<QString, QColor> cache;
+    const auto it = cache.constFind(strPath);
+    if (it != cache.constEnd())
+    {
+        return *it;
+    }
+    QColor mark = QColor::fromRgba(
+        Icon(strPath).toImage().scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).pixel(0, 0));
+    mark.setAlpha(255);
+    return *cache.insert(strPath, mark);
+}
+
+SPEIcon PEIcon(const CPEPrimitive& pe, QHash<uint32_t, bool>* pKnown)
+{
+    SPEIcon icon;
+    if (!pe.BitmapNoSel.isEmpty())
+    {
+        // Set by the PE's identity in this run.
+        icon.strNormal = pe.BitmapNoSel;
+        icon.strSelected = pe.BitmapSel.isEmpty() ? pe.BitmapNoSel : pe.BitmapSel;
+        icon.bInLibrary = !pe.BitmapNoSel.contains(QLatin1String("-unkwn-lrg"));
+        return icon;
+    }
+    // Read from a file: the symbol names the family; the type stands in for a missing symbol.
+    QString strSymbol = pe.Symbol;
+    const bool bSpecial = pe.uType == kPETypeNull || pe.uType == kPETypeUnknown;
+    if (strSymbol.isEmpty())
+    {
+        const QString strEnd = (pe.uType & kPETypeMemory) ? QStringLiteral("mem") : QStringLiteral("reg");
+        if (pe.uType == kPETypeNull)
+        {
+            strSymbol = QStringLiteral("null-reg");
+        }
+        else if (pe.uType & kPETypeSwitch)
+        {
+            strSymbol = QStringLiteral("sw-") + strEnd;
+        }
+        else if (pe.uType & kPETypeProcessor)
+        {
+            strSymbol = QStringLiteral("ep-") + strEnd;
+        }
+        else if (pe.uType & kPETypeBridge)
+        {
+            strSymbol = QStringLiteral("br-") + strEnd;
+        }
+        else if (pe.uType & kPETypeMemory)
+        {
+            strSymbol = QStringLiteral("mem-reg");
+        }
+        else
+        {
+            strSymbol = QStringLiteral("unkwn-reg");
+        }
+    }
+    if (!bSpecial)
+    {
+        const uint32_t uKey = (static_cast<uint32_t>(pe.DeviceID) << 16) | pe.ManufID;
+        if (pKnown && pKnown->contains(uKey))
+        {
+            icon.bInLibrary = pKnown->value(uKey);
+        }
+        else
+        {
+            icon.bInLibrary = CDeviceInfo::DeviceFilesExist(pe.DeviceID, pe.ManufID);
+            if (pKnown)
+            {
+                pKnown->insert(uKey, icon.bInLibrary);
+            }
+        }
+    }
+    const QString strBase =
+        BitmapDirectory() + strSymbol + (icon.bInLibrary ? QStringLiteral("-kwn") : QStringLiteral("-unkwn"));
+    icon.strNormal = strBase + QStringLiteral("-lrg-nosel.svg");
+    icon.strSelected = strBase + QStringLiteral("-lrg-sel.svg");
+    return icon;
+}
+
+void CNodeItem::SetPrinting(bool bPrinting)
+{
+    g_bPrinting = bPrinting;
+}
+
+CNodeItem::CNodeItem(CDrawPrimitive* pObject, const QString& strNormal, const QString& strSelected,
                      const QStringList& lines)
-    : m_pObject(pObject), m_Normal(normal), m_Selected(selected), m_Lines(lines)
+    : m_pObject(pObject), m_strNormal(strNormal), m_strSelected(strSelected), m_Lines(lines)
 {
     setFlags(ItemIsSelectable | ItemIsMovable | ItemSendsGeometryChanges);
     setPos(pObject->iXPos, pObject->iYPos);
-    m_Mark = QColor::fromRgba(
-        normal.toImage().scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).pixel(0, 0));
-    m_Mark.setAlpha(255);
-    const qreal dHalf = CIconCache::kIconSize / 2.0;
+    m_Mark = CIconCache::Mark(strNormal);
     for (const QString& strLine : m_Lines)
     {
         QStaticText text(strLine);
         text.setTextFormat(Qt::PlainText);
-        text.prepare(QTransform(), MapFont(10));
+        text.setPerformanceHint(QStaticText::AggressiveCaching);
+        text.prepare(QTransform(), MapFont(kNodeFontPixels));
         m_Texts.push_back(text);
     }
-    m_Bounds = QRectF(-dHalf - 4, -dHalf - 4, CIconCache::kIconSize + 8, CIconCache::kIconSize + 8)
-                   .united(QRectF(-kLabelWidth / 2, dHalf, kLabelWidth, kLineHeight * m_Lines.size() + 2));
+    if (!m_Lines.isEmpty())
+    {
+        const qreal dWidth = WidestLine(m_Lines) + 2;
+        m_Label = QRectF(-dWidth / 2, kIconHalf + kLabelGap, dWidth, kLineHeight * m_Lines.size());
+    }
+    m_Bounds = QRectF(-kIconHalf - 4, -kIconHalf - 4, CIconCache::kIconSize + 8, CIconCache::kIconSize + 8)
+                   .united(m_Label);
+}
+
+SNodeRoom CNodeItem::Room(const QStringList& lines)
+{
+    SNodeRoom room;
+    room.dHalfWidth = std::max(kIconHalf, (WidestLine(lines) + 2) / 2) + kPad;
+    room.dAbove = kIconHalf + kPad;
+    room.dBelow = lines.isEmpty() ? room.dAbove : kIconHalf + kLabelGap + kLineHeight * lines.size() + kPad;
+    return room;
 }
 
 int CNodeItem::Kind() const
@@ -118,6 +368,17 @@ void CNodeItem::SetMarks(bool bFault, const QColor& halo)
     update();
 }
 
+QRectF CNodeItem::IconRect() const
+{
+    return QRectF(pos() - QPointF(kIconHalf, kIconHalf),
+                  QSizeF(CIconCache::kIconSize, CIconCache::kIconSize));
+}
+
+QRectF CNodeItem::LabelRect() const
+{
+    return m_Label.isEmpty() ? QRectF() : m_Label.translated(pos());
+}
+
 QRectF CNodeItem::boundingRect() const
 {
     return m_Bounds;
@@ -126,43 +387,49 @@ QRectF CNodeItem::boundingRect() const
 QPainterPath CNodeItem::shape() const
 {
     QPainterPath path;
-    const qreal dHalf = CIconCache::kIconSize / 2.0;
-    path.addRect(-dHalf, -dHalf, CIconCache::kIconSize, CIconCache::kIconSize);
+    path.addRect(-kIconHalf, -kIconHalf, CIconCache::kIconSize, CIconCache::kIconSize);
     return path;
 }
 
 void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOption, QWidget*)
 {
-    const qreal dHalf = CIconCache::kIconSize / 2.0;
-    const QRectF iconRect(-dHalf, -dHalf, CIconCache::kIconSize, CIconCache::kIconSize);
+    const QRectF iconRect(-kIconHalf, -kIconHalf, CIconCache::kIconSize, CIconCache::kIconSize);
     const qreal dDetail = pOption->levelOfDetailFromTransform(pPainter->worldTransform());
+    const bool bSelected = isSelected() && !g_bPrinting;
     if (dDetail < kIconDetail)
     {
         // A whole large map in view: each node is a few pixels, and a mark is all that shows.
-        pPainter->fillRect(iconRect, isSelected() ? QColor(0, 90, 200) : m_Mark);
+        pPainter->fillRect(iconRect, bSelected ? QColor(0, 90, 200) : m_Mark);
         return;
     }
-    pPainter->setRenderHint(QPainter::SmoothPixmapTransform, dDetail < 1.0);
     if (m_Halo.isValid())
     {
         pPainter->setPen(Qt::NoPen);
         pPainter->setBrush(m_Halo);
         pPainter->drawEllipse(iconRect.adjusted(-4, -4, 4, 4));
     }
-    pPainter->drawPixmap(iconRect.topLeft(), isSelected() ? m_Selected : m_Normal);
+    // The icon rendered nearest the size it shows at, so that little scaling is left to do.
+    const int iPixels = static_cast<int>(std::ceil(CIconCache::kIconSize * dDetail));
+    const QPixmap& icon = CIconCache::Icon(bSelected ? m_strSelected : m_strNormal, iPixels);
+    pPainter->setRenderHint(QPainter::SmoothPixmapTransform, icon.width() != iPixels);
+    pPainter->drawPixmap(iconRect, icon, QRectF(icon.rect()));
     if (m_bFault)
     {
         pPainter->setPen(QPen(Qt::red, 3));
         pPainter->setBrush(Qt::NoBrush);
         pPainter->drawRect(iconRect.adjusted(-2, -2, 2, 2));
     }
-    if (dDetail < kNodeTextDetail)
+    if (dDetail < kNodeTextDetail || m_Texts.empty())
     {
         return;
     }
-    pPainter->setFont(MapFont(10));
+    // A light ground under the text, so that a link passing behind it doesn't cross the letters.
+    pPainter->setPen(Qt::NoPen);
+    pPainter->setBrush(Qt::white);
+    pPainter->drawRect(m_Label);
+    pPainter->setFont(NodeFont());
     pPainter->setPen(Qt::black);
-    qreal dY = dHalf + 1;
+    qreal dY = m_Label.top();
     for (const QStaticText& text : m_Texts)
     {
         pPainter->drawStaticText(QPointF(-text.size().width() / 2, dY), text);
@@ -184,11 +451,23 @@ QVariant CNodeItem::itemChange(GraphicsItemChange eChange, const QVariant& value
 
 CEdgeItem::CEdgeItem(CDrawPrimitive* pObject, CNodeItem* pStart, CNodeItem* pEnd, int iLane,
                      const QString& strStartLabel, const QString& strEndLabel, const QColor& colour)
-    : m_pObject(pObject), m_pStart(pStart), m_pEnd(pEnd), m_iLane(iLane), m_strStartLabel(strStartLabel),
-      m_strEndLabel(strEndLabel), m_Colour(colour)
+    : m_pObject(pObject), m_pStart(pStart), m_pEnd(pEnd), m_iLane(iLane), m_Colour(colour)
 {
     setFlags(ItemIsSelectable);
     setZValue(-1);
+    m_Labels[0].strText = strStartLabel;
+    m_Labels[1].strText = strEndLabel;
+    for (SLabel& label : m_Labels)
+    {
+        if (!label.strText.isEmpty())
+        {
+            label.size = LinkLabelSize(label.strText);
+            label.text.setText(label.strText);
+            label.text.setTextFormat(Qt::PlainText);
+            label.text.setPerformanceHint(QStaticText::AggressiveCaching);
+            label.text.prepare(QTransform(), MapFont(kLinkFontPixels));
+        }
+    }
     pStart->AddEdge(this);
     if (pEnd != pStart)
     {
@@ -223,17 +502,100 @@ QPainterPath CEdgeItem::Path() const
     return path;
 }
 
+QPointF CEdgeItem::PointAt(int iEnd, qreal dDistance) const
+{
+    dDistance = std::clamp(dDistance, 0.0, m_dLength);
+    if (m_pStart != m_pEnd && m_iLane == 0)
+    {
+        const QPointF from = m_pStart->pos();
+        const QPointF to = m_pEnd->pos();
+        if (m_dLength <= 0)
+        {
+            return from;
+        }
+        const QPointF step = (to - from) / m_dLength;
+        return iEnd == 0 ? from + step * dDistance : to - step * dDistance;
+    }
+    const qreal dAt = m_Path.percentAtLength(iEnd == 0 ? dDistance : m_dLength - dDistance);
+    return m_Path.pointAtPercent(std::clamp(dAt, 0.0, 1.0));
+}
+
+QRectF CEdgeItem::LabelRectAt(int iEnd, qreal dDistance) const
+{
+    const SLabel& label = m_Labels[static_cast<size_t>(iEnd)];
+    if (label.strText.isEmpty())
+    {
+        return QRectF();
+    }
+    QRectF box(QPointF(), label.size);
+    box.moveCenter(PointAt(iEnd, dDistance));
+    return box;
+}
+
+QRectF CEdgeItem::LabelRect(int iEnd) const
+{
+    const SLabel& label = m_Labels[static_cast<size_t>(iEnd)];
+    if (label.strText.isEmpty())
+    {
+        return QRectF();
+    }
+    QRectF box(QPointF(), label.size);
+    box.moveCenter(label.at);
+    return box;
+}
+
+qreal CEdgeItem::LabelClearance(int iEnd) const
+{
+    const SLabel& label = m_Labels[static_cast<size_t>(iEnd)];
+    const QPointF node = (iEnd == 0 ? m_pStart : m_pEnd)->pos();
+    // The way the link leaves the node, from a point a little along it.
+    const QPointF towards = PointAt(iEnd, std::min<qreal>(10.0, m_dLength)) - node;
+    const qreal dLength = std::hypot(towards.x(), towards.y());
+    if (dLength <= 0)
+    {
+        return 0;
+    }
+    const qreal dX = std::abs(towards.x()) / dLength;
+    const qreal dY = std::abs(towards.y()) / dLength;
+    qreal dClear = std::numeric_limits<qreal>::max();
+    if (dX > 1e-6)
+    {
+        dClear = std::min(dClear, (kIconHalf + kPad + label.size.width() / 2) / dX);
+    }
+    if (dY > 1e-6)
+    {
+        dClear = std::min(dClear, (kIconHalf + kPad + label.size.height() / 2) / dY);
+    }
+    return dClear;
+}
+
+void CEdgeItem::SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift)
+{
+    SLabel& label = m_Labels[static_cast<size_t>(iEnd)];
+    if (label.strText.isEmpty())
+    {
+        return;
+    }
+    prepareGeometryChange();
+    label.at = PointAt(iEnd, dDistance) + shift;
+    m_Bounds = m_Path.boundingRect().adjusted(-3, -3, 3, 3).united(LabelRect(0)).united(LabelRect(1));
+}
+
 void CEdgeItem::Adjust()
 {
     prepareGeometryChange();
     m_Path = Path();
-    m_StartLabelAt = Along(m_Path, true);
-    m_EndLabelAt = Along(m_Path, false);
+    m_dLength = m_Path.length();
+    m_Bounds = m_Path.boundingRect().adjusted(-3, -3, 3, 3);
+    for (int iEnd : {0, 1})
+    {
+        SetLabelDistance(iEnd, LabelClearance(iEnd));
+    }
 }
 
 QRectF CEdgeItem::boundingRect() const
 {
-    return m_Path.boundingRect().adjusted(-30, -12, 30, 12);
+    return m_Bounds;
 }
 
 QPainterPath CEdgeItem::shape() const
@@ -246,44 +608,61 @@ QPainterPath CEdgeItem::shape() const
 void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOption, QWidget*)
 {
     const qreal dDetail = pOption->levelOfDetailFromTransform(pPainter->worldTransform());
-    pPainter->setRenderHint(QPainter::Antialiasing, dDetail >= kSmoothLineDetail);
-    QPen pen(isSelected() ? QColor(0, 90, 200) : m_Colour, isSelected() ? 3 : 2);
-    // Far out a link is a hairline: as visible, and much cheaper to draw.
-    pen.setCosmetic(dDetail < kSmoothLineDetail);
-    if (pen.isCosmetic())
-    {
-        pen.setWidth(isSelected() ? 2 : 1);
-    }
-    pPainter->setPen(pen);
-    pPainter->setBrush(Qt::NoBrush);
-    if (m_pStart != m_pEnd && m_iLane == 0)
-    {
-        pPainter->drawLine(m_pStart->pos(), m_pEnd->pos());
-    }
-    else
-    {
-        pPainter->drawPath(m_Path);
-    }
-    if ((m_strStartLabel.isEmpty() && m_strEndLabel.isEmpty()) || dDetail < kEdgeTextDetail)
+    const bool bSelected = isSelected() && !g_bPrinting;
+    // A long link whose box is in view may pass the window by: then there is nothing to draw.
+    const QPaintDevice* pDevice = pPainter->device();
+    const QRectF exposed = pPainter->worldTransform()
+                               .inverted()
+                               .mapRect(QRectF(0, 0, pDevice->width(), pDevice->height()))
+                               .adjusted(-4, -4, 4, 4);
+    const bool bStraight = m_pStart != m_pEnd && m_iLane == 0;
+    QLineF line = Line();
+    const bool bLine = !bStraight || ClipLine(&line, exposed);
+    const bool bLabels =
+        dDetail >= kEdgeTextDetail && (LabelRect(0).intersects(exposed) || LabelRect(1).intersects(exposed));
+    if (!bLine && !bLabels)
     {
         return;
     }
-    pPainter->setFont(MapFont(9));
-    const QFontMetricsF metrics(pPainter->font());
-    for (const auto& [at, strText] :
-         {std::pair{m_StartLabelAt, m_strStartLabel}, std::pair{m_EndLabelAt, m_strEndLabel}})
+    if (bLine)
     {
-        if (strText.isEmpty())
+        pPainter->setRenderHint(QPainter::Antialiasing, dDetail >= kSmoothLineDetail);
+        QPen pen(bSelected ? QColor(0, 90, 200) : m_Colour, bSelected ? 3 : 2);
+        // Far out a link is a hairline: as visible, and much cheaper to draw.
+        pen.setCosmetic(dDetail < kSmoothLineDetail);
+        if (pen.isCosmetic())
+        {
+            pen.setWidth(bSelected ? 2 : 1);
+        }
+        pPainter->setPen(pen);
+        pPainter->setBrush(Qt::NoBrush);
+        if (bStraight)
+        {
+            pPainter->drawLine(line);
+        }
+        else
+        {
+            pPainter->drawPath(m_Path);
+        }
+    }
+    if (!bLabels)
+    {
+        return;
+    }
+    pPainter->setFont(LinkFont());
+    for (int iEnd : {0, 1})
+    {
+        const QRectF box = LabelRect(iEnd);
+        if (box.isEmpty() || !box.intersects(exposed))
         {
             continue;
         }
-        QRectF box = metrics.boundingRect(strText).adjusted(-2, 0, 2, 0);
-        box.moveCenter(at);
-        pPainter->setPen(Qt::NoPen);
-        pPainter->setBrush(QColor(255, 255, 255, 220));
+        pPainter->setPen(QColor(150, 150, 150));
+        pPainter->setBrush(Qt::white);
         pPainter->drawRect(box);
         pPainter->setPen(Qt::black);
-        pPainter->drawText(box, Qt::AlignCenter, strText);
+        const QStaticText& text = m_Labels[static_cast<size_t>(iEnd)].text;
+        pPainter->drawStaticText(box.center() - QPointF(text.size().width(), text.size().height()) / 2, text);
     }
 }
 
@@ -329,13 +708,51 @@ QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& op
     }
     return QColor(60, 60, 60);
 }
+
+QString BadgeTip(const CPEPrimitive& pe)
+{
+    return QStringLiteral("%1\nThe question mark: the device library has no description of this device "
+                          "(device %2, vendor %3), so only its standard RapidIO registers are known "
+                          "and its icon shows its type.")
+        .arg(pe.CommonName.isEmpty() ? pe.GetTypeString() : pe.CommonName,
+             QString::asprintf("%04Xh", pe.DeviceID), QString::asprintf("%04Xh", pe.ManufID));
+}
 } // namespace
 
-void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls)
+SLayoutRoom CMapScene::LayoutRoom(const CNetworkDocument& document, const SMapOptions& options)
+{
+    SLayoutRoom room;
+    room.nodeRoom = [](const QStringList& lines) { return CNodeItem::Room(lines); };
+    QHash<int, const CPEPrimitive*> pes;
+    for (const auto& pPE : *document.pCurrentPEs)
+    {
+        pes.insert(pPE->iNodeNumber, pPE.get());
+    }
+    for (const auto& pConnection : *document.pCurrentConnections)
+    {
+        if (pConnection->bDeleted)
+        {
+            continue;
+        }
+        for (const auto& [iPE, iPort] : {std::pair{pConnection->iPE1, pConnection->iPE1Port},
+                                         std::pair{pConnection->iPE2, pConnection->iPE2Port}})
+        {
+            const QString strLabel = PortLabel(pes.value(iPE), iPort, options);
+            if (!strLabel.isEmpty())
+            {
+                const QSizeF size = LinkLabelSize(strLabel);
+                room.dLinkLabel = std::max(room.dLinkLabel, std::max(size.width(), size.height()) + kPad);
+            }
+        }
+    }
+    return room;
+}
+
+void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls, bool bPrinting)
 {
     clear();
     m_Nodes.clear();
-    m_iEdges = 0;
+    m_Edges.clear();
     RefreshLabels(document, options);
     QHash<int, const CPEPrimitive*> pes;
     for (const auto& pPE : *document.pCurrentPEs)
@@ -354,6 +771,7 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         }
     }
     const QString strIcons = BitmapDirectory();
+    QHash<uint32_t, bool> known;
     for (const auto& pObject : *document.pCurrentNodes)
     {
         auto& node = static_cast<CDrawNode&>(*pObject);
@@ -365,6 +783,7 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         QString strSelected = node.BitmapSel;
         QStringList lines = node.TextLines;
         const CPEPrimitive* pPE = nullptr;
+        bool bInLibrary = true;
         if (node.eKind == eDrawKindPE)
         {
             pPE = pes.value(node.iAssociatedPrimitive);
@@ -372,11 +791,11 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
             {
                 continue;
             }
-            if (strNormal.isEmpty())
-            {
-                strNormal = pPE->BitmapNoSel;
-                strSelected = pPE->BitmapSel;
-            }
+            // The PE decides its icon: the node's copy may be stale or, from a file, missing.
+            const SPEIcon icon = PEIcon(*pPE, &known);
+            strNormal = icon.strNormal;
+            strSelected = icon.strSelected;
+            bInLibrary = icon.bInLibrary;
         }
         else if (node.eKind == eDrawKindGroup)
         {
@@ -390,7 +809,8 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
             strSelected = strIcons + QStringLiteral("ovh-1-lrg-sel.svg");
             lines = {static_cast<CDrawOffViewHandle&>(node).Label};
         }
-        auto* pItem = new CNodeItem(&node, CIconCache::Icon(strNormal), CIconCache::Icon(strSelected), lines);
+        lines.removeAll(QString());
+        auto* pItem = new CNodeItem(&node, strNormal, strSelected, lines);
         if (pPE)
         {
             const auto& pe = static_cast<const CDrawPE&>(node);
@@ -407,8 +827,12 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
                 halo = pe.bTrafficSource ? QColor(0, 200, 0, 120) : QColor(0, 120, 255, 120);
             }
             pItem->SetMarks(bFault, halo);
+            if (!bInLibrary)
+            {
+                pItem->setToolTip(BadgeTip(*pPE));
+            }
         }
-        pItem->setSelected(node.bSelected);
+        pItem->setSelected(node.bSelected && !bPrinting);
         addItem(pItem);
         m_Nodes.insert(node.uUniqueID, pItem);
     }
@@ -445,15 +869,185 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         }
         auto* pItem =
             new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd, LinkColour(pConnection, options));
-        pItem->setSelected(edge.bSelected);
+        pItem->setSelected(edge.bSelected && !bPrinting);
         addItem(pItem);
-        ++m_iEdges;
+        m_Edges.push_back(pItem);
+    }
+    PlaceLinkLabels();
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        pEdge->setVisible(!m_bFar);
     }
     const CMapView& view = *document.pCurrentView;
     const QRectF mapSize(0, 0, document.bShowTemplate ? view.iTemplateWidth : view.iWidth,
                          document.bShowTemplate ? view.iTemplateHeight : view.iHeight);
-    m_MapRect = mapSize.united(itemsBoundingRect().adjusted(-20, -20, 20, 20));
+    m_DrawnRect = itemsBoundingRect().adjusted(-20, -20, 20, 20);
+    m_MapRect = mapSize.united(m_DrawnRect);
     setSceneRect(m_MapRect);
+}
+
+void CMapScene::SetBatchedLinks(bool bBatched)
+{
+    SetFarView(false);
+    m_bBatched = bBatched;
+}
+
+void CMapScene::SetFarView(bool bFar)
+{
+    bFar = bFar && m_bBatched;
+    if (bFar == m_bFar)
+    {
+        return;
+    }
+    m_bFar = bFar;
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        pEdge->setVisible(!bFar);
+    }
+    update();
+}
+
+void CMapScene::drawBackground(QPainter* pPainter, const QRectF& rect)
+{
+    QGraphicsScene::drawBackground(pPainter, rect);
+    if (!m_bFar)
+    {
+        return;
+    }
+    // Far out, every link is a hairline of its colour: drawn here all at once, in a few calls, in
+    // place of ten thousand items drawing one line each.
+    QHash<QRgb, QList<QLineF>> byColour;
+    for (const CEdgeItem* pEdge : m_Edges)
+    {
+        const QLineF line = pEdge->Line();
+        const QRectF box = QRectF(line.p1(), line.p2()).normalized().adjusted(-1, -1, 1, 1);
+        if (box.intersects(rect))
+        {
+            byColour[pEdge->isSelected() ? qRgb(0, 90, 200) : pEdge->Colour().rgb()].push_back(line);
+        }
+    }
+    pPainter->save();
+    pPainter->setRenderHint(QPainter::Antialiasing, false);
+    for (auto it = byColour.cbegin(); it != byColour.cend(); ++it)
+    {
+        QPen pen(QColor::fromRgb(it.key()), 1);
+        pen.setCosmetic(true);
+        pPainter->setPen(pen);
+        pPainter->drawLines(it.value());
+    }
+    pPainter->restore();
+}
+
+void CMapScene::PlaceLinkLabels()
+{
+    CTakenSpace taken;
+    for (CNodeItem* pNode : std::as_const(m_Nodes))
+    {
+        taken.Add(pNode->IconRect().adjusted(-kPad, -kPad, kPad, kPad));
+        taken.Add(pNode->LabelRect());
+    }
+    // The directions in which links leave each node, to spread the labels of a busy node out to
+    // where its links are far enough apart for them.
+    QHash<const CNodeItem*, std::vector<qreal>> directions;
+    auto direction = [](const CEdgeItem* pEdge, int iEnd)
+    {
+        const QPointF from = pEdge->EndNode(iEnd)->pos();
+        const QPointF to = pEdge->EndNode(1 - iEnd)->pos();
+        return std::atan2(to.y() - from.y(), to.x() - from.x());
+    };
+    for (const CEdgeItem* pEdge : m_Edges)
+    {
+        if (pEdge->EndNode(0) != pEdge->EndNode(1))
+        {
+            directions[pEdge->EndNode(0)].push_back(direction(pEdge, 0));
+            directions[pEdge->EndNode(1)].push_back(direction(pEdge, 1));
+        }
+    }
+    auto spreadDistance = [&](const CEdgeItem* pEdge, int iEnd, const QRectF& label)
+    {
+        if (pEdge->EndNode(0) == pEdge->EndNode(1))
+        {
+            return 0.0;
+        }
+        const qreal dOwn = direction(pEdge, iEnd);
+        qreal dNearest = M_PI;
+        bool bSelfSeen = false;
+        for (qreal dOther : directions.value(pEdge->EndNode(iEnd)))
+        {
+            if (!bSelfSeen && dOther == dOwn)
+            {
+                bSelfSeen = true;
+                continue;
+            }
+            const qreal dApart = std::abs(std::remainder(dOther - dOwn, 2 * M_PI));
+            dNearest = std::min(dNearest, dApart);
+        }
+        // Two labels at distance d on rays an angle a apart stand 2 d sin(a / 2) from each other.
+        const qreal dChord = 2 * std::sin(std::max(dNearest, 0.05) / 2);
+        return std::min((std::max(label.width(), label.height()) + kPad) / dChord, pEdge->PathLength() * 0.4);
+    };
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        for (int iEnd : {0, 1})
+        {
+            if (pEdge->LabelRectAt(iEnd, 0).isEmpty())
+            {
+                continue;
+            }
+            // From next to its own icon out to next to the far one; failing a free place, the
+            // nearest one.
+            const qreal dFirst = std::max(pEdge->LabelClearance(iEnd),
+                                          spreadDistance(pEdge, iEnd, pEdge->LabelRectAt(iEnd, 0)));
+            const qreal dLast = pEdge->EndNode(0) == pEdge->EndNode(1)
+                                    ? pEdge->PathLength() / 2
+                                    : pEdge->PathLength() - pEdge->LabelClearance(1 - iEnd);
+            // Along the link first; failing that, nearer the node too and just beside the link.
+            const QPointF delta = pEdge->EndNode(1 - iEnd)->pos() - pEdge->EndNode(iEnd)->pos();
+            const qreal dSpan = std::hypot(delta.x(), delta.y());
+            const QPointF normal = dSpan > 0 ? QPointF(-delta.y(), delta.x()) / dSpan : QPointF(0, 1);
+            const QRectF shape = pEdge->LabelRectAt(iEnd, 0);
+            const qreal dBeside =
+                (std::abs(normal.x()) * shape.width() + std::abs(normal.y()) * shape.height()) / 2 + 2;
+            qreal dChosen = dFirst;
+            QPointF shift;
+            bool bFound = false;
+            // A label stays in its own half of the link, where it is read as its end's; only when
+            // that half is full does it go further.
+            const qreal dHalf = std::min(dLast, pEdge->PathLength() / 2);
+            const qreal dNear = pEdge->LabelClearance(iEnd);
+            struct SPass
+            {
+                qreal dFrom;
+                qreal dTo;
+                qreal dSide;
+            };
+            const std::array<SPass, 6> passes = {{{dFirst, dHalf, 0.0},
+                                                  {dNear, dHalf, 0.0},
+                                                  {dNear, dHalf, dBeside},
+                                                  {dNear, dHalf, -dBeside},
+                                                  {dHalf, dLast, 0.0},
+                                                  {dNear, dLast, dBeside}}};
+            for (const auto& [dFrom, dTo, dSide] : passes)
+            {
+                for (qreal dAt = dFrom; dAt <= dTo && !bFound; dAt += kLabelStep)
+                {
+                    const QPointF offset = normal * dSide;
+                    if (!taken.Meets(pEdge->LabelRectAt(iEnd, dAt).translated(offset).adjusted(-1, -1, 1, 1)))
+                    {
+                        dChosen = dAt;
+                        shift = offset;
+                        bFound = true;
+                    }
+                }
+                if (bFound)
+                {
+                    break;
+                }
+            }
+            pEdge->SetLabelDistance(iEnd, dChosen, shift);
+            taken.Add(pEdge->LabelRect(iEnd));
+        }
+    }
 }
 
 bool CMapScene::CommitMoves(CNetworkDocument& document)
@@ -472,6 +1066,7 @@ bool CMapScene::CommitMoves(CNetworkDocument& document)
     if (bMoved)
     {
         RouteEdges(*document.pCurrentNodes, *document.pCurrentEdges);
+        PlaceLinkLabels();
     }
     return bMoved;
 }

@@ -1,9 +1,12 @@
 // The drawing of a map view: one graphics item per PE, group and off-view handle, and one per
 // link, built once from the view's drawing objects and kept until the map changes. Items paint
-// from shared icon pixmaps and cache themselves in device coordinates, so panning a map of
-// thousands of PEs draws only what is in view, and far out each item is a mark and a hairline.
+// from shared icon pixmaps; the scene's index hands the view only what is in sight, text is left
+// out where it would be too small to read, and far out each node is a mark and each link a
+// hairline. The labels at the ends of links are placed along their links where they meet no icon
+// and no other label.
 #pragma once
 
+#include "AutoLayout.h"
 #include "MapOptions.h"
 
 #include <QGraphicsItem>
@@ -12,11 +15,13 @@
 #include <QPixmap>
 #include <QStaticText>
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
 class CNetworkDocument;
 class CDrawPrimitive;
+class CPEPrimitive;
 class CEdgeItem;
 
 // Icons by file, rendered once at the size the map draws them.
@@ -27,8 +32,25 @@ public:
     // The icon of a drawing object's file; a Windows bitmap name falls back to the SVG of the same
     // name in the icon directory, and a missing file to the unknown device's icon.
     static const QPixmap& Icon(const QString& strPath);
+    // The same icon rendered for drawing at about iPixels a side (a power of two below the full
+    // size), so that a map seen from afar scales small pictures rather than large ones.
+    static const QPixmap& Icon(const QString& strPath, int iPixels);
+    // The icon's average colour, the mark that stands for it far out.
+    static QColor Mark(const QString& strPath);
     static QString Resolve(const QString& strPath);
 };
+
+// The icon files of a PE, from its symbol and type: the ones its identity gave it, or for a PE
+// read from a map file, which keeps only the symbol, the symbol's files with the mark of whether
+// the device library describes the device.
+struct SPEIcon
+{
+    QString strNormal;
+    QString strSelected;
+    bool bInLibrary = true; // false: the icon carries the "not in the library" badge
+};
+// pKnown, when given, keeps what the library was asked, by device key, for the next PE.
+SPEIcon PEIcon(const CPEPrimitive& pe, QHash<uint32_t, bool>* pKnown = nullptr);
 
 // Item types, for telling items apart under the mouse.
 enum EMapItemType
@@ -40,7 +62,7 @@ enum EMapItemType
 class CNodeItem : public QGraphicsItem
 {
 public:
-    CNodeItem(CDrawPrimitive* pObject, const QPixmap& normal, const QPixmap& selected,
+    CNodeItem(CDrawPrimitive* pObject, const QString& strNormal, const QString& strSelected,
               const QStringList& lines);
 
     int type() const override { return eItemNode; }
@@ -53,16 +75,28 @@ public:
     void AddEdge(CEdgeItem* pEdge) { m_Edges.push_back(pEdge); }
     void SetMarks(bool bFault, const QColor& halo);
     const QStringList& Lines() const { return m_Lines; }
+    // The icon file drawn.
+    QString IconFile() const { return m_strNormal; }
+    // Where the icon and the label block stand, in scene coordinates; the label's is empty when
+    // the node shows no text.
+    QRectF IconRect() const;
+    QRectF LabelRect() const;
+    // The room of a node with these lines around its position: what the layout must keep free.
+    static SNodeRoom Room(const QStringList& lines);
+
+    // Drawing the map for a printer: no selection marks.
+    static void SetPrinting(bool bPrinting);
 
 protected:
     QVariant itemChange(GraphicsItemChange eChange, const QVariant& value) override;
 
 private:
     CDrawPrimitive* m_pObject;
-    QPixmap m_Normal;
-    QPixmap m_Selected;
+    QString m_strNormal;
+    QString m_strSelected;
     QStringList m_Lines;
     std::vector<QStaticText> m_Texts;
+    QRectF m_Label; // item coordinates
     QRectF m_Bounds;
     std::vector<CEdgeItem*> m_Edges;
     bool m_bFault = false;
@@ -82,25 +116,46 @@ public:
     QPainterPath shape() const override;
     void paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOption, QWidget* pWidget) override;
 
-    // Follows its end nodes after they moved.
+    // Follows its end nodes after they moved; the labels go next to the icons.
     void Adjust();
     CDrawPrimitive* Object() const { return m_pObject; }
-    QString StartLabel() const { return m_strStartLabel; }
-    QString EndLabel() const { return m_strEndLabel; }
+    QColor Colour() const { return m_Colour; }
+    // The straight line between the two end nodes.
+    QLineF Line() const { return QLineF(m_pStart->pos(), m_pEnd->pos()); }
+    CNodeItem* EndNode(int iEnd) const { return iEnd == 0 ? m_pStart : m_pEnd; }
+    QString StartLabel() const { return m_Labels[0].strText; }
+    QString EndLabel() const { return m_Labels[1].strText; }
+    // The label box of an end (0 the start, 1 the end) in scene coordinates; empty without text.
+    QRectF LabelRect(int iEnd) const;
+    // The length of the link's path, and the label box of an end centred at a distance along it.
+    qreal PathLength() const { return m_dLength; }
+    QRectF LabelRectAt(int iEnd, qreal dDistance) const;
+    // The least distance from an end at which its label clears the end node's icon.
+    qreal LabelClearance(int iEnd) const;
+    // Puts an end's label at a distance along the link, moved aside by a shift.
+    void SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift = QPointF());
 
 private:
+    struct SLabel
+    {
+        QString strText;
+        QStaticText text;
+        QSizeF size;
+        QPointF at; // centre, in scene coordinates
+    };
+
     QPainterPath Path() const;
+    QPointF PointAt(int iEnd, qreal dDistance) const;
 
     CDrawPrimitive* m_pObject;
     CNodeItem* m_pStart;
     CNodeItem* m_pEnd;
     int m_iLane;
-    QString m_strStartLabel;
-    QString m_strEndLabel;
+    std::array<SLabel, 2> m_Labels;
     QColor m_Colour;
     QPainterPath m_Path;
-    QPointF m_StartLabelAt;
-    QPointF m_EndLabelAt;
+    qreal m_dLength = 0;
+    QRectF m_Bounds;
 };
 
 class CMapScene : public QGraphicsScene
@@ -108,22 +163,50 @@ class CMapScene : public QGraphicsScene
     Q_OBJECT
 
 public:
+    // Below this zoom a node is drawn as a mark and the links as hairlines, all of them at once.
+    static constexpr qreal kFarDetail = 0.2;
+
     explicit CMapScene(QObject* pParent = nullptr);
 
-    // Builds the items of the document's current view with the map options given.
-    void Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls);
+    // Builds the items of the document's current view with the map options given. For a printer
+    // nothing is drawn as selected.
+    void Build(CNetworkDocument& document, const SMapOptions& options, bool bHideNulls,
+               bool bPrinting = false);
     // Writes the positions of nodes that were dragged back into their drawing objects and lays
     // their links anew. Returns true when something moved.
     bool CommitMoves(CNetworkDocument& document);
     // The node item of a drawing object's unique ID, or null.
     CNodeItem* NodeItem(uint32_t uUniqueID) const { return m_Nodes.value(uUniqueID); }
     int NodeCount() const { return static_cast<int>(m_Nodes.size()); }
-    int EdgeCount() const { return m_iEdges; }
+    int EdgeCount() const { return static_cast<int>(m_Edges.size()); }
+    const std::vector<CEdgeItem*>& Edges() const { return m_Edges; }
     // The rectangle of the map: the view's map size, grown to hold every item.
     QRectF MapRect() const { return m_MapRect; }
+    // The rectangle the items take, with a small margin.
+    QRectF DrawnRect() const { return m_DrawnRect; }
+
+    // What the automatic layout must know of this drawing's sizes for a document with these
+    // options: the room of each node and the longest link label.
+    static SLayoutRoom LayoutRoom(const CNetworkDocument& document, const SMapOptions& options);
+
+    // Far out the links are drawn together, and one by one (for picking and labels) when near.
+    void SetFarView(bool bFar);
+    bool FarView() const { return m_bFar; }
+    // Off: every link stays an item of its own at every zoom (for measuring against).
+    void SetBatchedLinks(bool bBatched);
+
+protected:
+    void drawBackground(QPainter* pPainter, const QRectF& rect) override;
 
 private:
+    // Slides each link label along its link, from its end outwards, to the first place where it
+    // meets no icon, no node label and no label placed before it.
+    void PlaceLinkLabels();
+
     QHash<uint32_t, CNodeItem*> m_Nodes;
-    int m_iEdges = 0;
+    std::vector<CEdgeItem*> m_Edges;
     QRectF m_MapRect;
+    QRectF m_DrawnRect;
+    bool m_bFar = false;
+    bool m_bBatched = true;
 };

@@ -26,7 +26,7 @@ done
 touch "$work/Xauthority"
 export XAUTHORITY="$work/Xauthority"
 xauth add ":$display" . "$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')"
-Xvfb ":$display" -screen 0 1280x860x24 -nolisten tcp -auth "$XAUTHORITY" > "$work/xvfb.log" 2>&1 &
+Xvfb ":$display" -screen 0 1400x900x24 -nolisten tcp -auth "$XAUTHORITY" > "$work/xvfb.log" 2>&1 &
 xvfb_pid=$!
 trap 'kill "$xvfb_pid" 2>/dev/null || true; wait "$xvfb_pid" 2>/dev/null || true; rm -rf "$work"' EXIT
 for _ in $(seq 1 50); do

@@ -12,6 +12,7 @@
 #include <QStandardPaths>
 #include <QTemporaryFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 
@@ -20,6 +21,19 @@ namespace
 // Margin around the nodes when a map is sized to them, and the room a node takes.
 constexpr int kMapMargin = 100;
 
+// Graphviz measures in inches of 72 points; the map places a node 100 pixels per inch.
+constexpr double kPixelsPerInch = 100.0;
+constexpr double kPointsPerPixel = 72.0 / kPixelsPerInch;
+// Room between nodes when links carry no labels, and around a link label.
+constexpr double kNodeGap = 10.0;
+constexpr double kLinkLabelPad = 8.0;
+// Maps of this many nodes and more are laid out by the multiscale method, unless set otherwise.
+constexpr int kDefaultFastThreshold = 400;
+// The estimate of a label, for callers that cannot measure text: Arial at 10 pixels.
+constexpr double kLetterWidth = 6.5;
+constexpr double kLineHeight = 13.0;
+constexpr double kIconHalf = 26.0;
+
 const char* const kSmallNode =
     "shape=ellipse,height=0.5,width=0.5,fixedsize=true,fontsize=10,fontname=Helvetica";
 
@@ -27,6 +41,34 @@ QString ApplicationDirectory()
 {
     return GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"),
                          QCoreApplication::applicationDirPath());
+}
+
+QStringList NodeLines(const CDrawPrimitive& node)
+{
+    switch (node.eKind)
+    {
+    case eDrawKindGroup:
+        return {static_cast<const CDrawGroup&>(node).Label};
+    case eDrawKindOffViewHandle:
+        return {static_cast<const CDrawOffViewHandle&>(node).Label};
+    default:
+        return static_cast<const CDrawNode&>(node).TextLines;
+    }
+}
+
+SNodeRoom EstimateRoom(const QStringList& lines)
+{
+    qsizetype nLongest = 0;
+    for (const QString& strLine : lines)
+    {
+        nLongest = std::max(nLongest, strLine.size());
+    }
+    SNodeRoom room;
+    room.dHalfWidth = std::max(kIconHalf, static_cast<double>(nLongest) * kLetterWidth / 2 + 4);
+    room.dAbove = kIconHalf;
+    room.dBelow =
+        lines.isEmpty() ? kIconHalf : kIconHalf + kLineHeight * static_cast<double>(lines.size()) + 2;
+    return room;
 }
 
 // The name a node has in the layout input, or an empty text when it is left out.
@@ -59,13 +101,11 @@ QByteArray NodeName(const CNetworkDocument& document, const CDrawPrimitive& node
 }
 } // namespace
 
-QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOverlaps, bool bHideNulls)
+QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOverlaps, bool bHideNulls,
+                                    const SLayoutRoom& room)
 {
-    QByteArray text = "graph NVT {\n\tnormalize=true\n";
-    if (bNoOverlaps)
-    {
-        text += "\toverlap=compress\n";
-    }
+    QByteArray nodeLines;
+    int nNodes = 0;
     std::map<uint32_t, QByteArray> names; // by unique ID of the node
     const CDrawList& nodes = *document.pCurrentNodes;
     for (int i = 0; i < nodes.GetCount(); ++i)
@@ -77,27 +117,57 @@ QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOv
             continue;
         }
         names[node.uUniqueID] = name;
+        ++nNodes;
         if (node.eKind == eDrawKindPE)
         {
             const CPEPrimitive* pPE = document.pCurrentPEs->GetByNodeNumber(node.iAssociatedPrimitive);
             if (pPE->uType == kPETypeNull)
             {
-                text += "\tnode [shape=ellipse,height=0.35,width=0.35,fixedsize=true,fontsize=10,"
-                        "fontname=Helvetica]; " +
-                        name + "\n";
+                nodeLines += "\tnode [shape=ellipse,height=0.35,width=0.35,fixedsize=true,fontsize=10,"
+                             "fontname=Helvetica]; " +
+                             name + "\n";
             }
             else
             {
-                text +=
+                nodeLines +=
                     QByteArray("\tnode [shape=") + ((pPE->uType & kPETypeBridge) ? "rectangle" : "ellipse") +
                     ",height=0.5,width=0.5,fixedsize=true,fontsize=10,fontname=Helvetica]; " + name + "\n";
             }
         }
         else
         {
-            text += QByteArray("\tnode [") + kSmallNode + "]; " + name + "\n";
+            nodeLines += QByteArray("\tnode [") + kSmallNode + "]; " + name + "\n";
         }
+        // The node's real size: its icon and the labels under it, centred on its position.
+        const SNodeRoom nodeRoom =
+            room.nodeRoom ? room.nodeRoom(NodeLines(node)) : EstimateRoom(NodeLines(node));
+        const double dWidth = 2.0 * nodeRoom.dHalfWidth / kPixelsPerInch;
+        const double dHeight = 2.0 * std::max(nodeRoom.dAbove, nodeRoom.dBelow) / kPixelsPerInch;
+        nodeLines += "\t" + name + " [width=" + QByteArray::number(dWidth, 'f', 2) +
+                     ",height=" + QByteArray::number(dHeight, 'f', 2) + "]\n";
     }
+    const bool bFast = nNodes >= FastThreshold();
+    QByteArray text = "graph NVT {\n\tnormalize=true\n";
+    if (bNoOverlaps)
+    {
+        text += "\toverlap=compress\n";
+        // Compression only keeps a layout free of overlaps that is free of them already: the
+        // proximity-graph removal takes them out first and then compresses the result. On a large
+        // map a few rounds of it do, where its default of a thousand takes half a minute.
+        text += bFast ? "\toverlap=prism20\n" : "\toverlap=prism\n";
+        text += "\toverlap_shrink=true\n";
+        // The margin of each node holds the labels at the ends of its links.
+        // Half a label each side is enough: a label slides along its link to where there is room.
+        const double dMargin =
+            (room.dLinkLabel > 0 ? room.dLinkLabel / 2 + kLinkLabelPad : kNodeGap) * kPointsPerPixel;
+        text += "\tsep=\"+" + QByteArray::number(dMargin, 'f', 1) + "\"\n";
+    }
+    if (bFast)
+    {
+        // Stress majorization takes minutes over thousands of nodes; the multiscale method seconds.
+        text += "\tlayout=sfdp\n";
+    }
+    text += nodeLines;
     text += "\n";
     for (const auto& pEdge : *document.pCurrentEdges)
     {
@@ -114,6 +184,13 @@ QByteArray CAutoLayout::LayoutInput(const CNetworkDocument& document, bool bNoOv
     }
     text += "}\n";
     return text;
+}
+
+int CAutoLayout::FastThreshold()
+{
+    return static_cast<int>(GetPreference(QStringLiteral("Preferences"),
+                                          QStringLiteral("LayoutFastThreshold"),
+                                          static_cast<uint32_t>(kDefaultFastThreshold)));
 }
 
 std::vector<SLayoutPosition> CAutoLayout::ParseOutput(const QByteArray& output)
@@ -275,9 +352,10 @@ bool CAutoLayout::AskNoOverlaps()
                       ApplicationTitle()) == eAnswerYes;
 }
 
-bool CAutoLayout::Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner)
+bool CAutoLayout::Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner,
+                      const SLayoutRoom& room)
 {
-    const QByteArray input = LayoutInput(document, AskNoOverlaps(), bHideNulls);
+    const QByteArray input = LayoutInput(document, AskNoOverlaps(), bHideNulls, room);
     QString strProgram;
     QString strError;
     QByteArray output;

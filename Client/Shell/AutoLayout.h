@@ -6,12 +6,31 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <vector>
 
 class CNetworkDocument;
 class CDrawList;
+
+// The room a node takes on the map around its position, in map pixels: its icon and the label
+// lines under it.
+struct SNodeRoom
+{
+    double dHalfWidth = 25.0;
+    double dAbove = 25.0;
+    double dBelow = 25.0;
+};
+
+// What the layout is told of the drawing, so that nodes are set far enough apart for their labels.
+struct SLayoutRoom
+{
+    // The room of a node with these label lines; null for an estimate from the number of letters.
+    std::function<SNodeRoom(const QStringList& lines)> nodeRoom;
+    // The longest label at the end of a link (port number, width, speed), 0 when links show none.
+    double dLinkLabel = 0.0;
+};
 
 // A node position read from neato's output, by the name the input gave the node.
 struct SLayoutPosition
@@ -27,7 +46,14 @@ class CAutoLayout
 public:
     // The graph of the current view: the nodes that belong to no group (Null PEs left out while
     // nulls are hidden) and the edges whose two ends were written.
-    static QByteArray LayoutInput(const CNetworkDocument& document, bool bNoOverlaps, bool bHideNulls);
+    // Each node's statement is followed by its size, from the room its icon and labels take; with
+    // overlaps to be removed, the removal runs with a margin that leaves room for the link labels.
+    // A map of at least the fast threshold's count of nodes is laid out by the multiscale method.
+    static QByteArray LayoutInput(const CNetworkDocument& document, bool bNoOverlaps, bool bHideNulls,
+                                  const SLayoutRoom& room = {});
+    // The node count from which the fast method lays a map out (preference LayoutFastThreshold in
+    // section Preferences).
+    static int FastThreshold();
     // The positions of neato's "plain-ext" output. A line whose numbers don't parse ends the
     // reading there; what was read before stands.
     static std::vector<SLayoutPosition> ParseOutput(const QByteArray& output);
@@ -48,7 +74,8 @@ public:
                                              QByteArray* pOutput, QString* pstrError)>;
     // The whole layout, with the "Elliminate PE overlaps?" question and the failure messages. By
     // default neato runs on the calling thread, for callers without an event loop to keep alive.
-    static bool Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner = RunProgram);
+    static bool Run(CNetworkDocument& document, bool bHideNulls, const ProgramRunner& runner = RunProgram,
+                    const SLayoutRoom& room = {});
     // Asks the overlap question (key NoOverlaps); true for Yes.
     static bool AskNoOverlaps();
 };

@@ -536,3 +536,26 @@ TEST_F(MapWindowTest, TheRouteSelectionKeepsTheOrderOfPicking)
               kinds());
 }
 } // namespace
+
+namespace
+{
+TEST_F(MapWindowTest, PrintingDrawsNoSelectionAndScalesTheDrawingNotTheEmptyMapArea)
+{
+    m_pFrame->RunCommand(eCmdSelectAll);
+    ASSERT_FALSE(View().MapScene()->selectedItems().isEmpty());
+    Document().pCurrentView->iWidth = 5000;
+    Document().pCurrentView->iHeight = 4000;
+    CMapScene printed;
+    printed.Build(Document(), SMapOptions::Load(true), false, true);
+    EXPECT_TRUE(printed.selectedItems().isEmpty());
+    EXPECT_EQ(4, printed.NodeCount());
+    // The map area is 5000 by 4000 pixels; what is drawn, and what goes on the page, is the
+    // nodes between (100, 300) and (500, 500) with their labels.
+    EXPECT_GE(printed.MapRect().width(), 5000);
+    EXPECT_LT(printed.DrawnRect().width(), 600);
+    EXPECT_TRUE(printed.DrawnRect().contains(QRectF(100, 300, 400, 200)));
+    // The window's selection is untouched by printing.
+    View().Rebuild();
+    EXPECT_EQ(4, static_cast<int>(Document().SelectedNodes.size()));
+}
+} // namespace

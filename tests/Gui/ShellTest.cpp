@@ -96,12 +96,20 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
     // Node 3 belongs to a group: neither it nor its link to the switch is laid out.
     static_cast<CDrawNode*>(document.pCurrentNodes->FindPENode(3))->iBelongsToGroup = 77;
 
+    // The switch shows two lines under its icon; the others none.
+    static_cast<CDrawNode*>(document.pCurrentNodes->FindPENode(0))->TextLines =
+        QStringList{"CPS-1848", "Node 1"};
+
+    // The program's lines, each node's followed by its size from its icon and labels (an estimate
+    // without a window to measure text), and overlap removal with room between the nodes.
     const char* const kNode = ",height=0.5,width=0.5,fixedsize=true,fontsize=10,fontname=Helvetica]; ";
     const QByteArray expected =
-        QByteArray("graph NVT {\n\tnormalize=true\n\toverlap=compress\n") + "\tnode [shape=ellipse" + kNode +
-        "P0\n" + "\tnode [shape=rectangle" + kNode + "P1\n" +
+        QByteArray("graph NVT {\n\tnormalize=true\n\toverlap=compress\n") +
+        "\toverlap=prism\n\toverlap_shrink=true\n\tsep=\"+7.2\"\n" + "\tnode [shape=ellipse" + kNode +
+        "P0\n\tP0 [width=0.60,height=1.08]\n" + "\tnode [shape=rectangle" + kNode +
+        "P1\n\tP1 [width=0.52,height=0.52]\n" +
         "\tnode [shape=ellipse,height=0.35,width=0.35,fixedsize=true,fontsize=10,fontname=Helvetica]; "
-        "P2\n\n" +
+        "P2\n\tP2 [width=0.52,height=0.52]\n\n" +
         "\tP0 -- P1 "
         "[headlabel=\"XX\",taillabel=\"XX\",labeldistance=0.5,fontsize=7,fontname=Helvetica,color=green]\n" +
         "\tP0 -- P2 "
@@ -109,11 +117,32 @@ TEST(ShellTest, LayoutInputFollowsTheViewAndLeavesGroupsOut)
         "}\n";
     EXPECT_EQ(expected.toStdString(), CAutoLayout::LayoutInput(document, true, false).toStdString());
 
-    // Hidden nulls and no overlap answer: the Null PE and its link drop out.
+    // Labels at the ends of links widen the margin: half a 40-pixel label and padding, in points.
+    SLayoutRoom room;
+    room.dLinkLabel = 40;
+    room.nodeRoom = [](const QStringList& lines) {
+        return SNodeRoom{100.0, 30.0, 30.0 + 13.0 * static_cast<double>(lines.size())};
+    };
+    const QByteArray measured = CAutoLayout::LayoutInput(document, true, false, room);
+    EXPECT_TRUE(measured.contains("\tsep=\"+20.2\"\n")) << measured.toStdString();
+    EXPECT_TRUE(measured.contains("\tP0 [width=2.00,height=1.12]\n")) << measured.toStdString();
+    EXPECT_FALSE(measured.contains("layout=")) << "a small map is laid out by neato itself";
+
+    // Hidden nulls and no overlap answer: the Null PE and its link drop out, and so does the room.
     const QByteArray hidden = CAutoLayout::LayoutInput(document, false, true);
     EXPECT_FALSE(hidden.contains("overlap"));
+    EXPECT_FALSE(hidden.contains("sep="));
     EXPECT_FALSE(hidden.contains("P2"));
     EXPECT_TRUE(hidden.contains("\tP0 -- P1 "));
+
+    // From the threshold on, the multiscale method lays the map out.
+    SetPreference(QStringLiteral("Preferences"), QStringLiteral("LayoutFastThreshold"), 3u);
+    const QByteArray fast = CAutoLayout::LayoutInput(document, true, false);
+    EXPECT_TRUE(fast.contains("\toverlap=prism20\n\toverlap_shrink=true\n")) << fast.toStdString();
+    EXPECT_TRUE(fast.contains("\tlayout=sfdp\n")) << fast.toStdString();
+    EXPECT_FALSE(CAutoLayout::LayoutInput(document, true, true).contains("layout="))
+        << "two nodes with nulls hidden";
+    SetPreference(QStringLiteral("Preferences"), QStringLiteral("LayoutFastThreshold"), 400u);
 }
 
 TEST(ShellTest, LayoutOutputMovesNodesUntilALineDoesNotParse)
