@@ -12,6 +12,7 @@ packages=(
     graphviz
     dbus
     xvfb xauth
+    srecord
 )
 
 missing=()
