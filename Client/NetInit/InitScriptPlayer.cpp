@@ -106,10 +106,15 @@ int32_t StoreTable(const SPendingTable& table)
 }
 } // namespace
 
-bool ParseInitScript(const QString& strText, std::vector<NVXL_SCRIPTCOMMANDSTRUCT>* pRecords, int* piBadLine)
+bool ParseInitScript(const QString& strText, std::vector<NVXL_SCRIPTCOMMANDSTRUCT>* pRecords, int* piBadLine,
+                     std::vector<int>* pLines)
 {
     static const QRegularExpression kBlanks(QStringLiteral("\\s+"));
     pRecords->clear();
+    if (pLines)
+    {
+        pLines->clear();
+    }
     const QStringList lines = strText.split(QLatin1Char('\n'));
     for (int i = 0; i < lines.size(); ++i)
     {
@@ -126,6 +131,10 @@ bool ParseInitScript(const QString& strText, std::vector<NVXL_SCRIPTCOMMANDSTRUC
             return false;
         }
         pRecords->push_back(record);
+        if (pLines)
+        {
+            pLines->push_back(i + 1);
+        }
     }
     return true;
 }
