@@ -6,7 +6,7 @@ Each layer may include its own headers and those of the layers it stands on:
     Common/Utilities  <- nothing of ours
     Common/NetworkMap <- Common/Utilities
     Client/Target     <- Middleware, Common
-    Client/*          <- Middleware, Common, Client
+    Client/*          <- Middleware, Common, Client (Discovery, Routing, Scripting, NetInit, Shell)
     Gui               <- Middleware, Common, Client, Gui
     Cli               <- Middleware, Common, Client, Cli
     App               <- Middleware, Common, Client, Gui
