@@ -1,6 +1,7 @@
 // Network initialisation scripts of a saved map, in any of their formats, and a script played on
 // the target.
 #include "CliCommand.h"
+#include "CliMap.h"
 #include "CliOptions.h"
 #include "CliTarget.h"
 
@@ -21,19 +22,6 @@
 
 namespace
 {
-bool LoadInitMap(const std::string& strPath, CNetworkDocument& map)
-{
-    int iBits = 8;
-    SetMapTransportAccess([&iBits] { return iBits; }, [&iBits](int iNewBits) { iBits = iNewBits; });
-    if (!map.Open(QString::fromStdString(strPath)))
-    {
-        return false;
-    }
-    const int iRead = iBits;
-    SetMapTransportAccess([iRead] { return iRead; }, [](int) {});
-    return true;
-}
-
 int RunInitScript(const SCliInvocation& invocation)
 {
     const char* const pszUsage = "initscript MAP --host NODE --format script|header|idt|sre|csv [--comments] "
@@ -52,7 +40,7 @@ int RunInitScript(const SCliInvocation& invocation)
         return CliUsage(pszUsage);
     }
     CNetworkDocument map;
-    if (!LoadInitMap(options.Positional()[0], map))
+    if (!LoadCommandMap(options.Positional()[0], map))
     {
         return 1;
     }

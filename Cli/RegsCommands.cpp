@@ -3,6 +3,7 @@
 // saving its values, and setting one field.
 #include "CliCollectingInterface.h"
 #include "CliCommand.h"
+#include "CliMap.h"
 #include "CliOptions.h"
 #include "CliTarget.h"
 
@@ -210,14 +211,10 @@ public:
         {
             return 2;
         }
-        int iBits = 8;
-        SetMapTransportAccess([&iBits] { return iBits; }, [&iBits](int iNewBits) { iBits = iNewBits; });
-        if (!m_map.Open(QString::fromStdString(strMap)))
+        if (!LoadCommandMap(strMap, m_map))
         {
             return 1;
         }
-        const int iRead = iBits;
-        SetMapTransportAccess([iRead] { return iRead; }, [](int) {});
         m_pPE = ulNode ? m_map.ActivePEs.GetByNodeNumber(static_cast<int>(ulNode - 1)) : nullptr;
         if (!m_pPE || m_pPE->bDeleted)
         {

@@ -1,6 +1,7 @@
 // Routing tables of a saved map: generating them, moving them to and from the target's switches,
 // and the way the tables give to a node.
 #include "CliCommand.h"
+#include "CliMap.h"
 #include "CliOptions.h"
 #include "CliTarget.h"
 
@@ -21,20 +22,6 @@ std::unique_ptr<IUserInterface> MakeCliAnswers(bool bSkipUnused);
 
 namespace
 {
-// Reads the map of a command; the map's own ID width is the one in force.
-bool LoadMap(const std::string& strPath, CNetworkDocument& map)
-{
-    int iBits = 8;
-    SetMapTransportAccess([&iBits] { return iBits; }, [&iBits](int iNewBits) { iBits = iNewBits; });
-    if (!map.Open(QString::fromStdString(strPath)))
-    {
-        return false;
-    }
-    const int iRead = iBits;
-    SetMapTransportAccess([iRead] { return iRead; }, [](int) {});
-    return true;
-}
-
 int CountTables(const CNetworkDocument& map, int* piEntries)
 {
     int nSwitches = 0;
@@ -83,7 +70,7 @@ int RunRoutesGenerate(const SCliInvocation& invocation)
     }
     auto answers = MakeCliAnswers(options.Has("--skip-unused"));
     CNetworkDocument map;
-    if (!LoadMap(options.Positional()[0], map))
+    if (!LoadCommandMap(options.Positional()[0], map))
     {
         return 1;
     }
@@ -127,7 +114,7 @@ int RunRoutesTransfer(const SCliInvocation& invocation, bool bUpload)
     }
     auto answers = MakeCliAnswers(options.Has("--skip-unused"));
     CNetworkDocument map;
-    if (!LoadMap(options.Positional()[0], map))
+    if (!LoadCommandMap(options.Positional()[0], map))
     {
         return 1;
     }
@@ -184,7 +171,7 @@ int RunRouteFind(const SCliInvocation& invocation)
         return 2;
     }
     CNetworkDocument map;
-    if (!LoadMap(options.Positional()[0], map))
+    if (!LoadCommandMap(options.Positional()[0], map))
     {
         return 1;
     }

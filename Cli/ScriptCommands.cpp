@@ -1,6 +1,7 @@
 // Simple scripts run against a node of a saved map, and transaction logs replayed against the
 // target.
 #include "CliCommand.h"
+#include "CliMap.h"
 #include "CliOptions.h"
 #include "CliTarget.h"
 
@@ -18,20 +19,6 @@
 
 namespace
 {
-// Reads a map; the map's own ID width is the one in force.
-bool LoadScriptMap(const std::string& strPath, CNetworkDocument& map)
-{
-    int iBits = 8;
-    SetMapTransportAccess([&iBits] { return iBits; }, [&iBits](int iNewBits) { iBits = iNewBits; });
-    if (!map.Open(QString::fromStdString(strPath)))
-    {
-        return false;
-    }
-    const int iRead = iBits;
-    SetMapTransportAccess([iRead] { return iRead; }, [](int) {});
-    return true;
-}
-
 void PrintText(FILE* pFile, QString strText)
 {
     strText.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
@@ -52,7 +39,7 @@ int RunScriptRun(const SCliInvocation& invocation)
         return 2;
     }
     CNetworkDocument map;
-    if (!LoadScriptMap(options.Value("--map"), map))
+    if (!LoadCommandMap(options.Value("--map"), map))
     {
         return 1;
     }
