@@ -322,7 +322,13 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     const int32_t nStatus = StandardDiscovery(request, map, pHostPE, pfnLayout);
     if (nStatus != 0)
     {
-        endWork(QString());
+        // The failure was shown as it happened. A window pinned open says how the walk ended rather
+        // than that it is done.
+        bool bDetails = false;
+        bool bPinned = false;
+        UI().GetWorkWindowState(&bDetails, &bPinned);
+        endWork(bPinned ? QStringLiteral("The discovery stopped on an error; the map was not changed.")
+                        : QString());
         return nStatus;
     }
     if (settings.bUploadRegisters && pfnUploadRegisters)
