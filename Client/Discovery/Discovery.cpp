@@ -71,8 +71,13 @@ struct SFoundCounts
     }
 };
 
-void OnFoundPE(uint32_t, uint16_t, uint16_t, uint16_t, uint8_t, void* pContext)
+void OnFoundPE(uint32_t ulIsHost, uint16_t, uint16_t, uint16_t, uint8_t, void* pContext)
 {
+    // The host is reported before its record is filled in: it is counted with the next device.
+    if (ulIsHost)
+    {
+        return;
+    }
     auto* pCounts = static_cast<SFoundCounts*>(pContext);
     pCounts->CountNewRecords();
     UI().SetWorkCounts(pCounts->Text());

@@ -141,8 +141,12 @@ TEST_F(CDiscoveryClientTest, AnEnumerationOutOfIDsIsToldInTheWorkingWindowAndKee
     ASSERT_EQ(0, StandardDiscoveryCommand(settings, m_map, &m_host, true, {}));
     const int nPEs = m_map.ActivePEs.GetCount();
     ASSERT_NE(nullptr, m_map.ActivePEs.GetPEByDestID(10));
+    // The host is counted from the first device found behind it.
+    ASSERT_GE(m_ui.workCounts.size(), 2);
+    EXPECT_EQ("PEs found: 1    Switches: 0    Endpoints: 1", m_ui.workCounts.first().toStdString());
     m_ui.messages.clear();
     m_ui.workLines.clear();
+    m_ui.workCounts.clear();
 
     // ep2 takes FAh; ep1 would take FFh.
     settings.ulStartingDestID = 0xFA;
@@ -157,6 +161,10 @@ TEST_F(CDiscoveryClientTest, AnEnumerationOutOfIDsIsToldInTheWorkingWindowAndKee
         "Enumeration stopped: destination ID FFh is beyond FEh, the last ID of 8-bit transport.")))
         << m_ui.workLines.join(QLatin1Char('|')).toStdString();
     EXPECT_TRUE(m_ui.workLines.contains(strStop + QLatin1Char('\n'))) << "and in the log";
+    // What the window counted when the walk stopped is what the walk had recorded.
+    ASSERT_GE(m_ui.workCounts.size(), 2);
+    EXPECT_EQ(m_ui.workCounts.last().toStdString(),
+              m_ui.workCounts[m_ui.workCounts.size() - 2].toStdString());
     EXPECT_EQ(nPEs, m_map.ActivePEs.GetCount());
     EXPECT_EQ(nullptr, m_map.ActivePEs.GetPEByDestID(0xFA)) << "no partial map";
     EXPECT_NE(nullptr, m_map.ActivePEs.GetPEByDestID(10));
