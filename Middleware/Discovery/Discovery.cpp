@@ -326,6 +326,20 @@ static NVXL_STATUS SetUpHostPE(uint32_t* pbLocked)
 {
     NVXL_PE* pHost = g_sDiscovery.pHostPE;
     const int bLong = NvxlFlag(NVXL_DISCOVER_USE_LONG_DESTIDS);
+    if (NvxlFlag(NVXL_DISCOVER_ENUMERATE) && g_sDiscovery.ulHostDestID >= g_sDiscovery.ulAllOnesID)
+    {
+        // The all-ones ID is the one every device answers before it is numbered, and whatever is
+        // above it doesn't fit the transport: the host can't be given either, nor can the walk
+        // route answers home to it.
+        char szDoing[240];
+        snprintf(szDoing, sizeof szDoing,
+                 "attempting to give the host PE destination ID %Xh: the IDs of %d-bit transport end at %Xh, "
+                 "and %Xh stands for none",
+                 g_sDiscovery.ulHostDestID, bLong ? 16 : 8, g_sDiscovery.ulAllOnesID - 1u,
+                 g_sDiscovery.ulAllOnesID);
+        NvxlReport(1, szDoing, NVXL_ERR_INVALID_PARAM);
+        return NVXL_ERR_INVALID_PARAM;
+    }
     uint16_t wDevice = 0xFFFF, wVendor = 0xFFFF;
     NVXL_STATUS nStatus = HalGetDeviceVendorID(0, NVXL_HOST_DESTID, 0, &wDevice, &wVendor);
     if (NvxlReport(1, "attempting to read the host PE's device and vendor information", nStatus))

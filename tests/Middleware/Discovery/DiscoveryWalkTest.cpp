@@ -430,6 +430,29 @@ TEST_F(CDiscoveryTest, EnumerationStopsAtThePEThatTheTransportsIDsCannotNumber)
     EXPECT_EQ(0xFFu, (Device("pmc").Reg(0x60) >> 16) & 0xFFu);
 }
 
+TEST_F(CDiscoveryTest, AHostIDThatStandsForNoneStopsTheEnumerationBeforeAnythingIsWritten)
+{
+    Load(Chain());
+    m_pTransport->bRecord = true;
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate, 0xFF));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_EQ("The following error was encountered while attempting to give the host PE destination ID FFh: "
+              "the IDs of 8-bit transport end at FEh, and FFh stands for none\n[10] Invalid parameter "
+              "specified on function call.",
+              m_errors[0]);
+    for (const SMaintAccess& access : m_pTransport->accesses)
+        EXPECT_FALSE(access.bWrite) << std::hex << access.ulOffset;
+    EXPECT_TRUE(m_pNetwork->PEs().empty());
+    // Only an enumeration gives the host an ID: a discovery that reads takes the one it has.
+    EXPECT_EQ(0, Discover(0, 0xFF));
+    Load(Chain("", "routelimit=0xFFFF"));
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate | NVXL_DISCOVER_USE_LONG_DESTIDS, 0xFFFF));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_TRUE(Contains(m_errors[0], "ID FFFFh: the IDs of 16-bit transport end at FFFEh")) << m_errors[0];
+    EXPECT_EQ(0, Discover(kEnumerate | NVXL_DISCOVER_USE_LONG_DESTIDS, 0xFFFE));
+    EXPECT_EQ(0xFFFEu, Device("host0").Reg(0x60) & 0xFFFFu);
+}
+
 TEST_F(CDiscoveryTest, VirtualIDsThatRunPastTheLastIDStopTheEnumerationWithOneReport)
 {
     // sw1 has no ID of its own and takes two virtual ones, FDh and 102h: the second doesn't fit.
