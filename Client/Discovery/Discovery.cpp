@@ -71,8 +71,13 @@ struct SFoundCounts
     }
 };
 
-void OnFoundPE(uint32_t, uint16_t, uint16_t, uint16_t, uint8_t, void* pContext)
+void OnFoundPE(uint32_t ulIsHost, uint16_t, uint16_t, uint16_t, uint8_t, void* pContext)
 {
+    // The host is reported before its record is filled in: it is counted with the next device.
+    if (ulIsHost)
+    {
+        return;
+    }
     auto* pCounts = static_cast<SFoundCounts*>(pContext);
     pCounts->CountNewRecords();
     UI().SetWorkCounts(pCounts->Text());
@@ -322,7 +327,13 @@ int32_t StandardDiscoveryCommand(const CEnumerationSettings& settings, CNetworkD
     const int32_t nStatus = StandardDiscovery(request, map, pHostPE, pfnLayout);
     if (nStatus != 0)
     {
-        endWork(QString());
+        // The failure was shown as it happened. A window pinned open says how the walk ended rather
+        // than that it is done.
+        bool bDetails = false;
+        bool bPinned = false;
+        UI().GetWorkWindowState(&bDetails, &bPinned);
+        endWork(bPinned ? QStringLiteral("The discovery stopped on an error; the map was not changed.")
+                        : QString());
         return nStatus;
     }
     if (settings.bUploadRegisters && pfnUploadRegisters)

@@ -141,6 +141,34 @@ static NVXL_STATUS ReportFull(const char* pszWhat, uint32_t ulCapacity)
     return NVXL_ERR_NO_MEMORY;
 }
 
+NVXL_STATUS NvxlCheckNextIDs(uint32_t ulNextID, uint32_t ulCount, const char* pszWhom, uint32_t bVirtual)
+{
+    const uint32_t ulLast = g_sDiscovery.ulAllOnesID - 1u;
+    for (uint32_t i = 0; i < ulCount; i++)
+    {
+        // Counted in 64 bits: an increment near 2^32 must not bring the counter round again.
+        const uint64_t ullID = (uint64_t)ulNextID + (uint64_t)i * g_sDiscovery.ulDestIDIncr;
+        if (ullID <= ulLast)
+            continue;
+        const int bLong = NvxlFlag(NVXL_DISCOVER_USE_LONG_DESTIDS);
+        const int nBits = bLong ? 16 : 8;
+        NvxlProgress(
+            "Enumeration stopped: destination ID %llXh is beyond %Xh, the last ID of %d-bit transport.",
+            (unsigned long long)ullID, ulLast, nBits);
+        char szDoing[400];
+        snprintf(
+            szDoing, sizeof szDoing,
+            "attempting to give %s %sdestination ID %llXh, beyond %Xh, the last ID of %d-bit transport. "
+            "The rest of the network was not walked: enumerate it %swith a smaller first ID or increment",
+            pszWhom, bVirtual ? "the virtual " : "", (unsigned long long)ullID, ulLast, nBits,
+            bLong ? "" : "with 16-bit IDs, or ");
+        g_sDiscovery.bOutOfIDs = 1;
+        NvxlReport(1, szDoing, NVXL_ERR_INVALID_PARAM);
+        return NVXL_ERR_INVALID_PARAM;
+    }
+    return NVXL_OK;
+}
+
 NVXL_STATUS NvxlNewPE(NVXL_PE** ppPE)
 {
     *ppPE = NewPE(g_sDiscovery.pNewNetwork);
@@ -298,6 +326,20 @@ static NVXL_STATUS SetUpHostPE(uint32_t* pbLocked)
 {
     NVXL_PE* pHost = g_sDiscovery.pHostPE;
     const int bLong = NvxlFlag(NVXL_DISCOVER_USE_LONG_DESTIDS);
+    if (NvxlFlag(NVXL_DISCOVER_ENUMERATE) && g_sDiscovery.ulHostDestID >= g_sDiscovery.ulAllOnesID)
+    {
+        // The all-ones ID is the one every device answers before it is numbered, and whatever is
+        // above it doesn't fit the transport: the host can't be given either, nor can the walk
+        // route answers home to it.
+        char szDoing[240];
+        snprintf(szDoing, sizeof szDoing,
+                 "attempting to give the host PE destination ID %Xh: the IDs of %d-bit transport end at %Xh, "
+                 "and %Xh stands for none",
+                 g_sDiscovery.ulHostDestID, bLong ? 16 : 8, g_sDiscovery.ulAllOnesID - 1u,
+                 g_sDiscovery.ulAllOnesID);
+        NvxlReport(1, szDoing, NVXL_ERR_INVALID_PARAM);
+        return NVXL_ERR_INVALID_PARAM;
+    }
     uint16_t wDevice = 0xFFFF, wVendor = 0xFFFF;
     NVXL_STATUS nStatus = HalGetDeviceVendorID(0, NVXL_HOST_DESTID, 0, &wDevice, &wVendor);
     if (NvxlReport(1, "attempting to read the host PE's device and vendor information", nStatus))
@@ -334,6 +376,8 @@ static NVXL_STATUS SetUpHostPE(uint32_t* pbLocked)
         {
             nStatus = NVXL_AssignVDIDs(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, 0,
                                        &g_sDiscovery.ulNextDestID, pHost);
+            if (nStatus != NVXL_OK && g_sDiscovery.bOutOfIDs)
+                return nStatus;
             if (NvxlReport(1, "attempting to set the host PE's VDIDs", nStatus))
                 return nStatus;
         }
@@ -533,6 +577,7 @@ NVXL_STATUS NVXL_DiscoverNetwork(uint32_t ulFlags, uint32_t ulResponseTimeout, u
     pState->ulNextDestID = ulFirstDestID;
     NvxlLog("\tFirstDestID: %Xh\n", ulFirstDestID);
     pState->ulDestIDIncr = ulDestIDIncr;
+    pState->bOutOfIDs = 0;
     NvxlLog("\tDestIDIncr: %Xh\n", ulDestIDIncr);
     pState->pOldNetwork = pOldNetwork;
     pState->ulResponseTimeout = ulResponseTimeout;

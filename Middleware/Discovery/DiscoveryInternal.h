@@ -40,6 +40,7 @@ extern "C"
         uint32_t ulHostDestID;
         uint32_t ulNextDestID;
         uint32_t ulDestIDIncr;
+        uint32_t bOutOfIDs; /* the counter ran past the transport's IDs; that stop is reported */
         uint32_t ulAllOnesID;
         uint32_t ulNodeNumber; /* number the next PE record gets */
         uint32_t ulBreadcrumbBase;
@@ -127,6 +128,12 @@ extern "C"
     /* The first valid connection between the two node-and-port pairs, in either orientation. */
     NVXL_CONNECTION* FindConnection(const NVXL_NETWORK* pNetwork, uint32_t ulNodeA, uint32_t ulPortA,
                                     uint32_t ulNodeB, uint32_t ulPortB);
+    /* Whether ulCount IDs of the next-ID counter, from ulNextID on, are IDs the transport carries: the
+     * all-ones ID and whatever lies beyond it are not, and a counter that reaches them would hand out the
+     * unassigned ID and then, written as a low byte, the IDs of PEs already numbered. When they
+     * don't fit, the enumeration stops here: the stop is reported naming pszWhom and the first ID
+     * that doesn't fit, bOutOfIDs is set, and NVXL_ERR_INVALID_PARAM is returned. */
+    NVXL_STATUS NvxlCheckNextIDs(uint32_t ulNextID, uint32_t ulCount, const char* pszWhom, uint32_t bVirtual);
     /* Makes a PE or connection record, reporting a full network as the failure of this step. */
     NVXL_STATUS NvxlNewPE(NVXL_PE** ppPE);
     NVXL_STATUS NvxlNewConnection(NVXL_CONNECTION** ppConnection);

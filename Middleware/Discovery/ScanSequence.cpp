@@ -175,6 +175,12 @@ NVXL_STATUS NVXL_AssignVDIDs(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uch
         NVXL_DiscoveryDebugPrint("Doesn't support 2ary or AA.\n");
     }
     NVXL_DiscoveryDebugPrint("Assigning %d VDIDs\n", (int)ulCount);
+    const char* pszWhom = pPE == g_sDiscovery.pHostPE ? "the host PE"
+                          : ulIsSwitch                ? "the most recently discovered switch"
+                                                      : "the most recently discovered endpoint";
+    const NVXL_STATUS nRange = NvxlCheckNextIDs(*pulNextID, ulCount, pszWhom, 1);
+    if (nRange != NVXL_OK)
+        return nRange;
     if (!bSecondary)
         HalEnableHostAccess(wVendorID, wDeviceID, uchLocalPort, ulDestID, uchHopCount, 1);
     for (uint32_t i = 0; i < ulCount; i++)

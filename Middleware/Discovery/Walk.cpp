@@ -345,6 +345,10 @@ static NVXL_STATUS EndpointSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16
     uint32_t ulID = bLong ? wLong : wShort;
     if (NvxlFlag(NVXL_DISCOVER_ENUMERATE))
     {
+        // Nothing is written to a device that can't be given an ID.
+        nStatus = NvxlCheckNextIDs(g_sDiscovery.ulNextDestID, 1, "the most recently discovered endpoint", 0);
+        if (nStatus != NVXL_OK)
+            return nStatus;
         nStatus = HalEnableHostAccess(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, 1);
         if (NvxlReport(1, "attempting to set 'Accept All' mode on the most recently discovered endpoint",
                        nStatus))
@@ -379,6 +383,8 @@ static NVXL_STATUS EndpointSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16
     {
         nStatus = NVXL_AssignVDIDs(wVendorID, wDeviceID, 0, *pulDestID, uchHopCount, 0,
                                    &g_sDiscovery.ulNextDestID, pPE);
+        if (nStatus != NVXL_OK && g_sDiscovery.bOutOfIDs)
+            return nStatus;
         if (NvxlReport(1, "attempting to set the most recently discovered switch's VDIDs", nStatus))
             return nStatus;
     }
@@ -573,6 +579,9 @@ static NVXL_STATUS SwitchSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16_t
         if (NvxlFlag(NVXL_DISCOVER_ENUMERATE))
         {
             const uint32_t ulNextID = g_sDiscovery.ulNextDestID;
+            nStatus = NvxlCheckNextIDs(ulNextID, 1, "the most recently discovered switch", 0);
+            if (nStatus != NVXL_OK)
+                return nStatus;
             uint16_t wWritten = 0;
             const NVXL_STATUS nWrite =
                 NvxlWriteDestID(wVendorID, wDeviceID, *pulDestID, uchHopCount, bLong, ulNextID,
@@ -667,6 +676,8 @@ static NVXL_STATUS SwitchSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16_t
     {
         nStatus = NVXL_AssignVDIDs(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, 1,
                                    &g_sDiscovery.ulNextDestID, pPE);
+        if (nStatus != NVXL_OK && g_sDiscovery.bOutOfIDs)
+            return nStatus;
         if (NvxlReport(1, "attempting to set the most recently discovered switch's VDIDs", nStatus))
             return nStatus;
     }

@@ -234,3 +234,58 @@ TEST(DiscoveryCli, TheSummaryCountsTheUnknownDevicesItLists)
     EXPECT_TRUE(Has(result.strOut, "Found 1 switches, 2 endpoints, 3 unknown devices, ")) << result.strOut;
 }
 } // namespace
+
+namespace
+{
+// 8-bit transport numbers PEs up to FEh: with the default first ID and increment of 5 that is 50
+// of them. A fabric with 64 endpoints stops the enumeration at the 51st, says why and what to do,
+// and saves nothing; enumerated with 16-bit IDs the same fabric is found whole.
+TEST(DiscoveryCli, AFabricBeyondTheIDsOf8BitTransportStopsTheEnumerationAndSavesNothing)
+{
+    const std::string strTopology = MapPath("wide.topo");
+    {
+        std::ofstream topology(strTopology);
+        topology << "device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001\n"
+                    "device root switch model=cps1848 quadcfg=0x5F\n"
+                    "host host0\nlink host0:0 root:0\n";
+        for (int nLeaf = 0; nLeaf < 4; nLeaf++)
+        {
+            topology << "device l" << nLeaf << " switch model=cps1848 quadcfg=0x5F\n"
+                     << "link root:" << nLeaf + 1 << " l" << nLeaf << ":0\n";
+            for (int nPort = 1; nPort <= 16; nPort++)
+            {
+                const int nEndpoint = nLeaf * 16 + nPort - 1;
+                topology << "device e" << nEndpoint << " endpoint device=0x" << std::hex << 0x1000 + nEndpoint
+                         << std::dec << " memory\n"
+                         << "link l" << nLeaf << ":" << nPort << " e" << nEndpoint << ":0\n";
+            }
+        }
+    }
+    nvtest::CSimProcess sim(strTopology, {"--no-udp", "--no-broadcast"});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const std::string strMap = MapPath("wide.nvm");
+    const char* const pszStop =
+        "The following error was encountered while attempting to give the most recently discovered endpoint "
+        "destination ID FFh, beyond FEh, the last ID of 8-bit transport. The rest of the network was not "
+        "walked: enumerate it with 16-bit IDs, or with a smaller first ID or increment\n"
+        "[10] Invalid parameter specified on function call.\n";
+    SRunResult result =
+        Cli(sim, {"discover", "--enumerate", "--discovery-log", "--no-layout", "--save", strMap});
+    EXPECT_EQ(1, result.nExitCode);
+    EXPECT_EQ(std::string(pszStop) + "The discovery failed; nothing was saved.\n", result.strErr);
+    // The log ends with the same text, after the last endpoint that was numbered.
+    const size_t nLast = result.strOut.rfind("This is a processor endpoint with ID = ");
+    ASSERT_NE(std::string::npos, nLast) << result.strOut;
+    EXPECT_EQ(0u, result.strOut.compare(nLast, 43, "This is a processor endpoint with ID = 250\n"));
+    EXPECT_TRUE(Has(result.strOut.substr(nLast), pszStop)) << result.strOut.substr(nLast);
+    EXPECT_FALSE(Has(result.strOut, "Found ")) << "no map is listed";
+    EXPECT_FALSE(std::ifstream(strMap).good());
+
+    result = Cli(sim, {"--large", "discover", "--enumerate", "--no-layout", "--save", strMap});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    EXPECT_TRUE(Has(result.strOut, "Found 5 switches, 65 endpoints, 0 unknown devices, 17 empty ports, 86 "
+                                   "connections\n"))
+        << result.strOut;
+    EXPECT_TRUE(Has(result.strOut, "Memory device 103Fh vendor FFF0h destID 140h")) << result.strOut;
+}
+} // namespace

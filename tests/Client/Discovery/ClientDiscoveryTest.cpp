@@ -128,6 +128,56 @@ TEST_F(CDiscoveryClientTest, AFailedDiscoveryLeavesTheMapAsItWas)
     EXPECT_EQ(QStringLiteral("kept"), m_map.ActivePEs.GetByNodeNumber(2)->Comment);
 }
 
+// Run as the command runs it: the working window shows where the walk stopped, the person is told
+// once, and the map stays. A window pinned open ends on that, not on "Done.".
+TEST_F(CDiscoveryClientTest, AnEnumerationOutOfIDsIsToldInTheWorkingWindowAndKeepsTheMap)
+{
+    Load(Fabric());
+    CEnumerationSettings settings;
+    settings.bEnumerate = true;
+    settings.bTryAllClockRates = false;
+    settings.ulStartingDestID = 5;
+    settings.ulDestIDIncrement = 5;
+    ASSERT_EQ(0, StandardDiscoveryCommand(settings, m_map, &m_host, true, {}));
+    const int nPEs = m_map.ActivePEs.GetCount();
+    ASSERT_NE(nullptr, m_map.ActivePEs.GetPEByDestID(10));
+    // The host is counted from the first device found behind it.
+    ASSERT_GE(m_ui.workCounts.size(), 2);
+    EXPECT_EQ("PEs found: 1    Switches: 0    Endpoints: 1", m_ui.workCounts.first().toStdString());
+    m_ui.messages.clear();
+    m_ui.workLines.clear();
+    m_ui.workCounts.clear();
+
+    // ep2 takes FAh; ep1 would take FFh.
+    settings.ulStartingDestID = 0xFA;
+    const QString strStop = QStringLiteral(
+        "The following error was encountered while attempting to give the most recently discovered endpoint "
+        "destination ID FFh, beyond FEh, the last ID of 8-bit transport. The rest of the network was not "
+        "walked: enumerate it with 16-bit IDs, or with a smaller first ID or increment\n"
+        "[10] Invalid parameter specified on function call.");
+    EXPECT_EQ(-39, StandardDiscoveryCommand(settings, m_map, &m_host, true, {}));
+    EXPECT_EQ(QStringList({strStop}), m_ui.messages);
+    EXPECT_TRUE(m_ui.workLines.contains(QStringLiteral(
+        "Enumeration stopped: destination ID FFh is beyond FEh, the last ID of 8-bit transport.")))
+        << m_ui.workLines.join(QLatin1Char('|')).toStdString();
+    EXPECT_TRUE(m_ui.workLines.contains(strStop + QLatin1Char('\n'))) << "and in the log";
+    // What the window counted when the walk stopped is what the walk had recorded.
+    ASSERT_GE(m_ui.workCounts.size(), 2);
+    EXPECT_EQ(m_ui.workCounts.last().toStdString(),
+              m_ui.workCounts[m_ui.workCounts.size() - 2].toStdString());
+    EXPECT_EQ(nPEs, m_map.ActivePEs.GetCount());
+    EXPECT_EQ(nullptr, m_map.ActivePEs.GetPEByDestID(0xFA)) << "no partial map";
+    EXPECT_NE(nullptr, m_map.ActivePEs.GetPEByDestID(10));
+
+    m_ui.messages.clear();
+    SetPreference(QStringLiteral("Preferences"), QStringLiteral("DiscoveryPinned"), 1u);
+    EXPECT_EQ(-39, StandardDiscoveryCommand(settings, m_map, &m_host, true, {}));
+    RemovePreference(QStringLiteral("Preferences"), QStringLiteral("DiscoveryPinned"));
+    EXPECT_EQ(QStringList({strStop, QStringLiteral("Warning: The discovery stopped on an error; the map was "
+                                                   "not changed.")}),
+              m_ui.messages);
+}
+
 TEST_F(CDiscoveryClientTest, TheMapItReplacesGuidesTheLayoutByUniqueIDs)
 {
     Load(Fabric());

@@ -383,6 +383,95 @@ TEST_F(CDiscoveryTest, LongIDsComeFromTheCounterInSixteenBits)
     EXPECT_EQ("0 0374 0038 ffff 0", m_found[1]);
 }
 
+// The counter may not hand out the all-ones ID or run past it: the PE that would get it stops the
+// enumeration untouched, with a text that names the ID and the way out.
+TEST_F(CDiscoveryTest, EnumerationStopsAtThePEThatTheTransportsIDsCannotNumber)
+{
+    // FEh is the last ID of 8-bit transport and is handed out: ep2 takes F9h, ep1 FEh.
+    Load(Chain());
+    ASSERT_EQ(0, Discover(kEnumerate, 1, 0xF9, 5));
+    EXPECT_EQ(0xFEu, m_pNetwork->ByDevice(0x1001)->wShortDestID);
+
+    Load(Chain());
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate, 1, 0xFA, 5));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_EQ("The following error was encountered while attempting to give the most recently discovered "
+              "endpoint destination ID FFh, beyond FEh, the last ID of 8-bit transport. The rest of the "
+              "network was not walked: enumerate it with 16-bit IDs, or with a smaller first ID or "
+              "increment\n[10] Invalid parameter specified on function call.",
+              m_errors[0]);
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, m_errorCodes[0]);
+    EXPECT_EQ("Enumeration stopped: destination ID FFh is beyond FEh, the last ID of 8-bit transport.",
+              m_progress.back());
+    // ep2 was numbered; ep1 was found and left as it was, with no record.
+    EXPECT_EQ(0xFAu, m_pNetwork->ByDevice(0x1002)->wShortDestID);
+    EXPECT_EQ(nullptr, m_pNetwork->ByDevice(0x1001));
+    EXPECT_EQ(0xFFu, (Device("ep1").Reg(0x60) >> 16) & 0xFFu);
+
+    // 16 bits: the same at FFFFh.
+    Load(Chain("", "routelimit=0xFFFF"));
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate | NVXL_DISCOVER_USE_LONG_DESTIDS, 1, 0xFFFA, 5));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_TRUE(Contains(m_errors[0], "endpoint destination ID FFFFh, beyond FFFEh, the last ID of 16-bit "
+                                      "transport. The rest of the network was not walked: enumerate it "
+                                      "with a smaller first ID or increment\n[10]"))
+        << m_errors[0];
+    EXPECT_EQ(0xFFFFu, Device("ep1").Reg(0x60) & 0xFFFFu);
+
+    // A switch with an ID of its own: the counter is past FEh before it is written.
+    Load(std::string(kHost) + "device pmc switch model=pmc6352\ndevice ep1 endpoint device=0x1001 memory\n"
+                              "host host0\nlink host0:0 pmc:3\nlink pmc:0 ep1:0\n");
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate, 1, 0x100, 1));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_TRUE(Contains(m_errors[0], "attempting to give the most recently discovered switch destination ID "
+                                      "100h, beyond FEh"))
+        << m_errors[0];
+    EXPECT_EQ(1u, m_pNetwork->network.ulNumPEs) << "only the host";
+    EXPECT_EQ(0xFFu, (Device("pmc").Reg(0x60) >> 16) & 0xFFu);
+}
+
+TEST_F(CDiscoveryTest, AHostIDThatStandsForNoneStopsTheEnumerationBeforeAnythingIsWritten)
+{
+    Load(Chain());
+    m_pTransport->bRecord = true;
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate, 0xFF));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_EQ("The following error was encountered while attempting to give the host PE destination ID FFh: "
+              "the IDs of 8-bit transport end at FEh, and FFh stands for none\n[10] Invalid parameter "
+              "specified on function call.",
+              m_errors[0]);
+    for (const SMaintAccess& access : m_pTransport->accesses)
+        EXPECT_FALSE(access.bWrite) << std::hex << access.ulOffset;
+    EXPECT_TRUE(m_pNetwork->PEs().empty());
+    // Only an enumeration gives the host an ID: a discovery that reads takes the one it has.
+    EXPECT_EQ(0, Discover(0, 0xFF));
+    Load(Chain("", "routelimit=0xFFFF"));
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate | NVXL_DISCOVER_USE_LONG_DESTIDS, 0xFFFF));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_TRUE(Contains(m_errors[0], "ID FFFFh: the IDs of 16-bit transport end at FFFEh")) << m_errors[0];
+    EXPECT_EQ(0, Discover(kEnumerate | NVXL_DISCOVER_USE_LONG_DESTIDS, 0xFFFE));
+    EXPECT_EQ(0xFFFEu, Device("host0").Reg(0x60) & 0xFFFFu);
+}
+
+TEST_F(CDiscoveryTest, VirtualIDsThatRunPastTheLastIDStopTheEnumerationWithOneReport)
+{
+    // sw1 has no ID of its own and takes two virtual ones, FDh and 102h: the second doesn't fit.
+    Load(Chain());
+    NVXL_SetVDIDCounts(2, 2, 2, 2, 1);
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate | NVXL_DISCOVER_ASSIGN_VDIDS, 1, 0xFD, 5));
+    ASSERT_EQ(1u, m_errors.size()) << "reported once, not again as a failure of the VDIDs";
+    EXPECT_TRUE(Contains(m_errors[0], "attempting to give the most recently discovered switch the virtual "
+                                      "destination ID 102h, beyond FEh"))
+        << m_errors[0];
+    // With one VDID a switch both fit, and the endpoint behind sw2 is next to run out.
+    Load(Chain());
+    NVXL_SetVDIDCounts(1, 2, 2, 2, 1);
+    EXPECT_EQ(NVXL_ERR_INVALID_PARAM, Discover(kEnumerate | NVXL_DISCOVER_ASSIGN_VDIDS, 1, 0xFC, 1));
+    ASSERT_EQ(1u, m_errors.size());
+    EXPECT_TRUE(Contains(m_errors[0], "endpoint destination ID FFh")) << m_errors[0];
+    NVXL_SetVDIDCounts(2, 2, 2, 2, 1);
+}
+
 TEST_F(CDiscoveryTest, VirtualIDsFollowTheOwnIDsInTheCountersStride)
 {
     // Vendor 0x30 device 0x96 offers three secondary IDs and accept-all, device 0 one secondary ID.
