@@ -143,10 +143,7 @@ void CFindRegisterDlg::StoreOptionsAndHistory()
         SetPreference(kPreferences, HistoryKey(i), m_pSearch->itemText(i));
     }
     // The entry behind the last ends the list.
-    if (nKept < kHistorySize)
-    {
-        SetPreference(kPreferences, HistoryKey(nKept), QString());
-    }
+    SetPreference(kPreferences, HistoryKey(nKept), QString());
 }
 
 bool CFindRegisterDlg::FindNext()

@@ -31,7 +31,9 @@ QString ItemKey(const SBrowserItem& item)
     case eBrowsePE:
         return QStringLiteral("%1:%2").arg(item.eKind).arg(item.iNode);
     case eBrowseRegister:
-        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.uOffset);
+        // Registers of two blocks may share an offset: the place in the register tree tells them
+        // apart.
+        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.iTreeItem);
     case eBrowseTable:
         return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.iTableSlot);
     default:
@@ -49,9 +51,11 @@ QString ItemPath(const QTreeWidgetItem* pItem)
     return keys.join(kPathSeparator);
 }
 
-QString RegisterKey(int iNode, uint32_t uOffset)
+QString RegisterKey(const QTreeWidgetItem* pItem)
 {
-    return QStringLiteral("%1:%2").arg(iNode).arg(uOffset);
+    return QStringLiteral("%1:%2")
+        .arg(pItem->data(0, kNodeRole).toInt())
+        .arg(pItem->data(0, kTreeRole).toInt());
 }
 
 void CollectChecked(const QTreeWidgetItem* pItem, std::vector<SCheckedRegister>* pChecked)
@@ -136,8 +140,7 @@ CNetBrowserDlgBar::SState CNetBrowserDlgBar::SaveState() const
         }
         if (pItem->data(0, kKindRole).toInt() == eBrowseRegister && pItem->checkState(0) == Qt::Checked)
         {
-            state.checked.insert(
-                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt()));
+            state.checked.insert(RegisterKey(pItem));
             state.checkedNodes.insert(pItem->data(0, kNodeRole).toInt());
         }
         for (int i = 0; i < pItem->childCount(); ++i)
@@ -180,9 +183,7 @@ void CNetBrowserDlgBar::RestoreState(const SState& state)
             pItem->setExpanded(true);
         }
         if (pItem->data(0, kKindRole).toInt() == eBrowseRegister &&
-            pItem->flags() & Qt::ItemIsUserCheckable &&
-            state.checked.count(
-                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt())) != 0)
+            pItem->flags() & Qt::ItemIsUserCheckable && state.checked.count(RegisterKey(pItem)) != 0)
         {
             pItem->setCheckState(0, Qt::Checked);
         }

@@ -51,7 +51,7 @@ private:
     struct SState
     {
         std::set<QString> expanded;
-        std::set<QString> checked; // "node:offset" of checked registers
+        std::set<QString> checked; // "node:place in the register tree" of checked registers
         std::set<int> checkedNodes;
         QString strCurrent;
         int iCurrentNode = -1;
