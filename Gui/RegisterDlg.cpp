@@ -480,6 +480,32 @@ void CRegisterChildView::PaintItem(QPainter& painter, int iItem) const
     painter.drawLine(0, whole.bottom(), kWidth, whole.bottom());
 }
 
+QString CRegisterChildView::DrawnNameLine(int iItem, int iField, QFont* pFont) const
+{
+    const RegisterItem& item = m_dialog.Items()[static_cast<size_t>(iItem)];
+    const CBitField& field = *item.pRegister->GetBitField(iField);
+    const int iWidth = FieldTextRect(iItem, iField).width() - 2 * kBoxPadding;
+    const QString strFull = FieldText(iItem, iField).section(QLatin1Char('\n'), 0, 0);
+    // The whole line in the largest size that fits; else the name alone, as the bit numbers
+    // above the box tell the range; else the name cut short. The tool tip has the whole text.
+    QFont font = PageFont(kFieldNamePixels);
+    for (const QString& strLine : {strFull, field.Name})
+    {
+        for (int iPixels = kFieldNamePixels; iPixels >= kSmallestNamePixels; --iPixels)
+        {
+            font.setPixelSize(iPixels);
+            if (QFontMetrics(font).horizontalAdvance(strLine) <= iWidth)
+            {
+                *pFont = font;
+                return strLine;
+            }
+        }
+    }
+    *pFont = font;
+    // Eliding may round a pixel over the width it is given.
+    return QFontMetrics(font).elidedText(field.Name, Qt::ElideRight, iWidth - 2);
+}
+
 void CRegisterChildView::PaintField(QPainter& painter, int iItem, int iField) const
 {
     const RegisterItem& item = m_dialog.Items()[static_cast<size_t>(iItem)];
@@ -493,49 +519,36 @@ void CRegisterChildView::PaintField(QPainter& painter, int iItem, int iField) co
     }
     const bool bEditing =
         m_dialog.EditOpen() && m_dialog.EditItem() == iItem && m_dialog.EditField() == iField;
+    const QRect textBox = FieldTextRect(iItem, iField);
+    QFont nameFont;
+    const QString strNameLine = DrawnNameLine(iItem, iField, &nameFont);
     for (const QRect& rect : FieldRects(iItem, iField))
     {
-        const QRect box = rect.adjusted(1, 1, -1, -1);
+        const QRect box = rect.adjusted(1, 1, -1, -3);
         painter.fillRect(box, fill);
         painter.setPen(bEditing ? QPen(QColor(0x20, 0x60, 0xC0), 2) : QPen(QColor(0x60, 0x60, 0x60), 1));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(box.adjusted(0, 0, -1, -1));
-    }
-    const QRect textRect = FieldTextRect(iItem, iField).adjusted(kBoxPadding, 2, -kBoxPadding, -2);
-    const QStringList lines = FieldText(iItem, iField).split(QLatin1Char('\n'));
-    const QString strName = field.Name;
-    const QString strRange = QStringLiteral(" [%1]").arg(BitRangeText(*item.pRegister, field));
-    // The name line: the whole text in the largest size that fits, else the name cut short and
-    // the bit range kept (the whole text is in the tool tip).
-    QFont nameFont = PageFont(kFieldNamePixels);
-    QString strLine = lines.value(0);
-    for (int iPixels = kFieldNamePixels; iPixels >= kSmallestNamePixels; --iPixels)
-    {
-        nameFont.setPixelSize(iPixels);
-        if (QFontMetrics(nameFont).horizontalAdvance(strLine) <= textRect.width())
+        if (rect != textBox)
         {
-            break;
+            // The rest of a field that runs over a row end: its name again, in grey.
+            QFont restFont = PageFont(kSmallestNamePixels);
+            restFont.setItalic(true);
+            painter.setFont(restFont);
+            painter.setPen(Qt::gray);
+            const QRect restRect = box.adjusted(kBoxPadding, 1, -kBoxPadding, -1);
+            painter.drawText(restRect, Qt::AlignLeft | Qt::AlignVCenter,
+                             painter.fontMetrics().elidedText(QStringLiteral("%1 (cont.)").arg(field.Name),
+                                                              Qt::ElideRight, restRect.width()));
         }
     }
-    const QFontMetrics nameMetrics(nameFont);
-    if (nameMetrics.horizontalAdvance(strLine) > textRect.width())
-    {
-        const int iRangeWidth = nameMetrics.horizontalAdvance(strRange);
-        if (iRangeWidth * 2 <= textRect.width())
-        {
-            strLine =
-                nameMetrics.elidedText(strName, Qt::ElideRight, textRect.width() - iRangeWidth) + strRange;
-        }
-        else
-        {
-            strLine = nameMetrics.elidedText(strLine, Qt::ElideRight, textRect.width());
-        }
-    }
+    const QRect textRect = textBox.adjusted(kBoxPadding, 1, -kBoxPadding, -3);
     const int iHalf = textRect.height() / 2;
     painter.setPen(Qt::black);
     painter.setFont(nameFont);
     painter.drawText(QRect(textRect.left(), textRect.top(), textRect.width(), iHalf),
-                     Qt::AlignLeft | Qt::AlignVCenter, strLine);
+                     Qt::AlignLeft | Qt::AlignVCenter, strNameLine);
+    const QStringList lines = FieldText(iItem, iField).split(QLatin1Char('\n'));
     if (lines.size() > 1 && !bEditing)
     {
         painter.setFont(ValueFont());
@@ -797,6 +810,14 @@ void CRegisterDlg::BuildMenus()
     pTools->addAction(m_pRecord);
     pTools->addAction(m_pPause);
     pTools->addAction(m_pStop);
+    // Short names on the tool bar, so that it fits the page's width.
+    const std::pair<QAction*, const char*> shortNames[] = {{pUpload, "Upload"},   {pDownload, "Download"},
+                                                           {m_pDecimal, "Dec"},   {m_pBinary, "Bin"},
+                                                           {m_pRecord, "Record"}, {m_pStop, "Stop"}};
+    for (const auto& [pAction, pszText] : shortNames)
+    {
+        pAction->setIconText(QString::fromLatin1(pszText));
+    }
     UpdateActions();
 }
 
@@ -822,6 +843,7 @@ void CRegisterDlg::UpdateActions()
     m_pPause->setEnabled(eState != eRecordOff);
     m_pPause->setText(eState == eRecordPaused ? QStringLiteral("&Resume Recording")
                                               : QStringLiteral("&Pause Recording"));
+    m_pPause->setIconText(eState == eRecordPaused ? QStringLiteral("Resume") : QStringLiteral("Pause"));
     m_pStop->setEnabled(eState != eRecordOff);
 }
 
@@ -838,8 +860,8 @@ void CRegisterDlg::Redraw()
     {
         // The edit stays over its field when boxes above it change height.
         const QRect rect = m_pView->FieldTextRect(m_iEditItem, m_iEditField);
-        m_pEdit->setGeometry(rect.left() + 2, rect.top() + rect.height() / 2, std::max(rect.width() - 4, 96),
-                             rect.height() / 2 - 1);
+        m_pEdit->setGeometry(rect.left() + 2, rect.top() + rect.height() / 2 - 2,
+                             std::max(rect.width() - 4, 96), rect.height() / 2);
         m_pCombo->move(rect.left() + 1, rect.bottom() + 1);
     }
 }

@@ -76,6 +76,9 @@ public:
     // "%s [%s]\n<value><tail>": the field's name, its bit range "%02d:%02d" as the register file
     // numbers bits, and its value in the display base (no value line without a stored value).
     QString FieldText(int iItem, int iField) const;
+    // The first line of a field's text as its box shows it, and the font it is drawn in: the
+    // whole line where it fits, else the name alone, else the name cut short.
+    QString DrawnNameLine(int iItem, int iField, QFont* pFont) const;
 
     // What lies at a point: the item and field (-1 for none), and whether it is the title line.
     struct SHit

@@ -332,6 +332,51 @@ TEST_F(RegisterEditorTest, ThePageHasItsGeometry)
     EXPECT_GE(pDialog->ScrollArea()->viewport()->width(), 910);
 }
 
+TEST_F(RegisterEditorTest, EveryFieldNameOfTheSwitchFitsItsBox)
+{
+    SetQuestionState(QStringLiteral("UploadEditRegs"), eQuestionAlwaysNo);
+    CRegisterDlg dialog(Document());
+    const CRegisterFileInfo* pInfo = RegisterFileOf(PE(kSwitch1));
+    ASSERT_NE(nullptr, pInfo);
+    for (int b = 0; b < pInfo->GetNumBlocks(); ++b)
+    {
+        ASSERT_TRUE(dialog.AddRegisters(PE(kSwitch1), pInfo->GetBlock(b)->Name, 0, eTOCRegister, -1, b == 0));
+    }
+    ASSERT_GT(dialog.Items().size(), 100u);
+    const CRegisterChildView& view = *dialog.View();
+    int nShort = 0;
+    for (int i = 0; i < static_cast<int>(dialog.Items().size()); ++i)
+    {
+        const CRegister& reg = *dialog.Items()[static_cast<size_t>(i)].pRegister;
+        for (int f = 0; f < reg.GetNumBitFields(); ++f)
+        {
+            QFont font;
+            const QString strLine = view.DrawnNameLine(i, f, &font);
+            const QRect box = view.FieldTextRect(i, f);
+            const QString strWhat = reg.Name + " / " + reg.GetBitField(f)->Name;
+            // Inside the box, padding kept.
+            EXPECT_LE(QFontMetrics(font).horizontalAdvance(strLine), box.width() - 8)
+                << strWhat.toStdString();
+            // The range goes before the name is cut, and a name is cut only where even the
+            // smallest size can't hold it.
+            const QString& strName = reg.GetBitField(f)->Name;
+            if (!strLine.startsWith(strName))
+            {
+                QFont smallest = font;
+                smallest.setPixelSize(9);
+                EXPECT_GT(QFontMetrics(smallest).horizontalAdvance(strName), box.width() - 8)
+                    << strWhat.toStdString();
+            }
+            if (box.width() >= 400)
+            {
+                EXPECT_EQ(view.FieldText(i, f).section('\n', 0, 0), strLine) << strWhat.toStdString();
+            }
+            nShort += strLine != view.FieldText(i, f).section('\n', 0, 0);
+        }
+    }
+    EXPECT_GT(nShort, 0) << "some one-bit fields show their name alone";
+}
+
 TEST_F(RegisterEditorTest, TitlesAddressesAndFieldsReadInTheChosenBase)
 {
     auto pDialog = HostEditor(0x1234A578);
