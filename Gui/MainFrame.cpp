@@ -45,7 +45,8 @@ CMainFrame::CMainFrame(QWidget* pParent)
     setCentralWidget(m_pView);
     m_pBrowser = new CNetBrowserDlgBar(m_core, this);
     addDockWidget(Qt::LeftDockWidgetArea, m_pBrowser);
-    resizeDocks({m_pBrowser}, {340}, Qt::Horizontal);
+    // Wide enough for a register's name with its value beside it.
+    resizeDocks({m_pBrowser}, {440}, Qt::Horizontal);
     m_pConnectionStatus = new QLabel(this);
     m_pTransportStatus = new QLabel(this);
     statusBar()->addPermanentWidget(m_pConnectionStatus);
@@ -453,6 +454,7 @@ CRegisterDlg& CMainFrame::OpenRegisterEditor()
     if (!m_pRegisterDlg)
     {
         m_pRegisterDlg = new CRegisterDlg(m_core.Document(), this);
+        connect(m_pRegisterDlg, &CRegisterDlg::valuesChanged, this, &CMainFrame::ShowRegisterValues);
     }
     m_pRegisterDlg->show();
     m_pRegisterDlg->raise();
@@ -502,7 +504,6 @@ void CMainFrame::InstallRegisterHandlers()
                (pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(iNode)) != nullptr)
            {
                EditRegisterTreeItem(OpenRegisterEditor(), *pPE, iTreeItem);
-               ShowRegisterValues();
            }
        });
     on(eCmdEditAllLikeThis,
@@ -515,7 +516,6 @@ void CMainFrame::InstallRegisterHandlers()
                (pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(iNode)) != nullptr)
            {
                EditAllLikeThis(OpenRegisterEditor(), m_core.Document(), *pPE, iTreeItem);
-               ShowRegisterValues();
            }
        });
     on(eCmdFindRegister,

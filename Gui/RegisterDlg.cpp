@@ -531,15 +531,14 @@ void CRegisterChildView::PaintField(QPainter& painter, int iItem, int iField) co
         painter.drawRect(box.adjusted(0, 0, -1, -1));
         if (rect != textBox)
         {
-            // The rest of a field that runs over a row end: its name again, in grey.
+            // The other rows of a field that runs over a row end: its name again, in grey.
             QFont restFont = PageFont(kSmallestNamePixels);
             restFont.setItalic(true);
             painter.setFont(restFont);
             painter.setPen(Qt::gray);
             const QRect restRect = box.adjusted(kBoxPadding, 1, -kBoxPadding, -1);
             painter.drawText(restRect, Qt::AlignLeft | Qt::AlignVCenter,
-                             painter.fontMetrics().elidedText(QStringLiteral("%1 (cont.)").arg(field.Name),
-                                                              Qt::ElideRight, restRect.width()));
+                             painter.fontMetrics().elidedText(field.Name, Qt::ElideRight, restRect.width()));
         }
     }
     const QRect textRect = textBox.adjusted(kBoxPadding, 1, -kBoxPadding, -3);
@@ -888,6 +887,7 @@ bool CRegisterDlg::AddRegisters(CPEPrimitive& pe, const QString& strBlock, int i
     }
     int& nAll = m_nUploadAll;
     bool bReachable = true;
+    bool bUploaded = false;
     for (size_t r = 0; r < items.size(); ++r)
     {
         if (iRegister >= 0 && static_cast<int>(r) != iRegister)
@@ -899,6 +899,7 @@ bool CRegisterDlg::AddRegisters(CPEPrimitive& pe, const QString& strBlock, int i
         {
             bReachable = m_access.PrepareAccess(pe);
             uint32_t ulValue = 0;
+            bUploaded = bUploaded || bReachable;
             if (bReachable && m_access.UploadRegister(item, &ulValue) != 0)
             {
                 // A register that can't be read now is shown all the same; the rest aren't asked.
@@ -914,6 +915,10 @@ bool CRegisterDlg::AddRegisters(CPEPrimitive& pe, const QString& strBlock, int i
     }
     Redraw();
     UpdateActions();
+    if (bUploaded)
+    {
+        emit valuesChanged();
+    }
     return true;
 }
 
@@ -1021,6 +1026,7 @@ bool CRegisterDlg::UploadRegister(int iItem)
     uint32_t ulValue = StoredValue(iItem) ? StoredValue(iItem)->uValue : 0;
     const bool bOk = m_access.PrepareAccess(*item.pPE) && m_access.UploadRegister(item, &ulValue) == 0;
     Redraw();
+    emit valuesChanged();
     return bOk;
 }
 
@@ -1041,6 +1047,7 @@ bool CRegisterDlg::DownloadRegister(int iItem)
     const std::vector<RegisterItem> one{m_Items[static_cast<size_t>(iItem)]};
     const bool bOk = m_access.DownloadAll(one) == 1;
     Redraw();
+    emit valuesChanged();
     return bOk;
 }
 
@@ -1049,6 +1056,7 @@ int CRegisterDlg::UploadAll()
     CancelEdit();
     const int nDone = m_access.UploadAll(m_Items);
     Redraw();
+    emit valuesChanged();
     return nDone;
 }
 
@@ -1057,6 +1065,7 @@ int CRegisterDlg::DownloadAll()
     CancelEdit();
     const int nDone = m_access.DownloadAll(m_Items);
     Redraw();
+    emit valuesChanged();
     return nDone;
 }
 
@@ -1158,10 +1167,14 @@ bool CRegisterDlg::BeginEdit(int iItem, int iField)
         }
         m_pCombo->setCurrentIndex(iSelected);
         const QRect rect = m_pView->FieldTextRect(iItem, iField);
-        m_pCombo->setMinimumContentsLength(1);
-        m_pCombo->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-        const int iWidth = std::clamp(m_pCombo->sizeHint().width(), std::max(rect.width(), 240), 640);
-        m_pCombo->resize(iWidth, m_pCombo->sizeHint().height());
+        // As wide as its longest entry, within the page.
+        int iWidest = 0;
+        for (const QString& strEntry : pField->Values)
+        {
+            iWidest = std::max(iWidest, m_pCombo->fontMetrics().horizontalAdvance(strEntry));
+        }
+        const int iWidth = std::clamp(iWidest + 48, std::max(rect.width(), 240), kWidth - 2 * kLeft);
+        m_pCombo->setFixedSize(iWidth, m_pCombo->sizeHint().height());
         m_pCombo->show();
         m_pCombo->raise();
     }
@@ -1169,9 +1182,9 @@ bool CRegisterDlg::BeginEdit(int iItem, int iField)
     m_pEdit->raise();
     Redraw();
     // Keep the combo on the page: a box near the right edge has it open to the left.
-    if (m_pCombo->isVisible() && m_pCombo->geometry().right() > kWidth)
+    if (m_pCombo->isVisible() && m_pCombo->geometry().right() > kWidth - kLeft)
     {
-        m_pCombo->move(kWidth - m_pCombo->width() - 2, m_pCombo->y());
+        m_pCombo->move(kWidth - kLeft - m_pCombo->width(), m_pCombo->y());
     }
     m_pScroll->ensureWidgetVisible(m_pCombo->isVisible() ? static_cast<QWidget*>(m_pCombo) : m_pEdit, 10, 10);
     m_pEdit->setFocus();
@@ -1248,6 +1261,7 @@ bool CRegisterDlg::CommitEdit()
     }
     CancelEdit();
     Redraw();
+    emit valuesChanged();
     return true;
 }
 

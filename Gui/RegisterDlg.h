@@ -185,6 +185,10 @@ public:
     using ScriptEditorOpener = std::function<void(QWidget* pParent, const QString& strScript)>;
     static void SetScriptEditorOpener(ScriptEditorOpener opener);
 
+signals:
+    // Register values of the map were read, written or edited here.
+    void valuesChanged();
+
 protected:
     bool eventFilter(QObject* pObject, QEvent* pEvent) override;
 

@@ -439,7 +439,7 @@ TEST_F(RegisterEditorTest, AFieldEditWritesOnlyItsBitsOverTheStoredValue)
     const QRect box = pDialog->View()->FieldTextRect(1, 1);
     EXPECT_TRUE(box.contains(pDialog->EditLine()->geometry().center()));
     EXPECT_GE(pDialog->EditCombo()->y(), box.bottom());
-    EXPECT_LE(pDialog->EditCombo()->geometry().right(), 910);
+    EXPECT_LE(pDialog->EditCombo()->geometry().right(), 910 - 55);
     // Choosing an entry puts its number in the edit.
     pDialog->EditCombo()->setCurrentIndex(1);
     emit pDialog->EditCombo()->activated(1);
@@ -629,6 +629,15 @@ TEST_F(RegisterEditorTest, TheBrowserOpensTheEditorOnARegisterABlockOrEveryRegis
     EXPECT_TRUE(m_pFrame->RegisterEditor()->isVisible());
     ASSERT_EQ(1u, m_pFrame->RegisterEditor()->Items().size());
     EXPECT_EQ(0x6Cu, m_pFrame->RegisterEditor()->Items()[0].uOffset);
+    // What the editor writes shows in the browser at once, and the map has changed.
+    m_pFrame->Core().SetModified(false);
+    CRegisterDlg& editor = *m_pFrame->RegisterEditor();
+    ASSERT_TRUE(editor.BeginEdit(0, 3));
+    editor.EditLine()->setText(QStringLiteral("5"));
+    ASSERT_TRUE(editor.CommitEdit());
+    ASSERT_NE(nullptr, browser.FindRegister(kHost, 0x6C));
+    EXPECT_EQ("Component Tag CSR = 00000005h", browser.FindRegister(kHost, 0x6C)->text(0).toStdString());
+    EXPECT_TRUE(m_pFrame->Core().IsModified());
 
     // Every register like the picked one: each port's on both switches, in node order.
     const int iPortStatus = TreeIndex(kSwitch1, "Port Error and Status CSR");
