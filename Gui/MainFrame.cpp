@@ -541,10 +541,9 @@ void CMainFrame::InstallRegisterHandlers()
            {
                return;
            }
-           const QString strPath =
-               UI().ChooseFile(false, QStringLiteral("Load Registers"),
-                               QStringLiteral("CSV Files (*.csv)|*.csv|S-Record Files (*.sre)|*.sre||"),
-                               QStringLiteral("*.sre"));
+           const QString strPath = UI().ChooseFile(
+               false, QStringLiteral("Load Registers"),
+               QStringLiteral("CSV Files (*.csv)|*.csv|S-Record Files (*.sre)|*.sre||"), QString());
            if (strPath.isEmpty())
            {
                return;
@@ -582,11 +581,11 @@ void CMainFrame::InstallRegisterHandlers()
            if (!result.errors.isEmpty())
            {
                // Which registers stood in the way, as the script generator lists its errors.
-               constexpr int kShown = 25;
+               constexpr int kShown = 10;
                QStringList lines = result.errors.mid(0, kShown);
                if (result.errors.size() > kShown)
                {
-                   lines << QStringLiteral("...");
+                   lines << QStringLiteral("(and %1 more)").arg(result.errors.size() - kShown);
                }
                UI().ShowMessage(QString::asprintf("%d errors.\r\n", static_cast<int>(result.errors.size())) +
                                     lines.join(QStringLiteral("\r\n")),
