@@ -7,6 +7,7 @@
 #include "DefaultSettings.h"
 #include "DefaultSettingsDlg.h"
 #include "EnumerationDlg.h"
+#include "FindRegisterDlg.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
@@ -18,6 +19,8 @@
 #include "ParametersDlg.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
+#include "RegisterDlg.h"
+#include "RegisterValueFile.h"
 #include "RoutingTableDlg.h"
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
@@ -44,7 +47,8 @@ CMainFrame::CMainFrame(QWidget* pParent)
     setCentralWidget(m_pView);
     m_pBrowser = new CNetBrowserDlgBar(m_core, this);
     addDockWidget(Qt::LeftDockWidgetArea, m_pBrowser);
-    resizeDocks({m_pBrowser}, {340}, Qt::Horizontal);
+    // Wide enough for a register's name with its value beside it.
+    resizeDocks({m_pBrowser}, {440}, Qt::Horizontal);
     m_pConnectionStatus = new QLabel(this);
     m_pTransportStatus = new QLabel(this);
     statusBar()->addPermanentWidget(m_pConnectionStatus);
@@ -452,15 +456,150 @@ void CMainFrame::InstallHandlers()
            }
            ShowRoutingTable(this, *pSwitch, iTable);
        });
+    InstallRegisterHandlers();
+}
+
+CRegisterDlg& CMainFrame::OpenRegisterEditor()
+{
+    if (!m_pRegisterDlg)
+    {
+        m_pRegisterDlg = new CRegisterDlg(m_core.Document(), this);
+        connect(m_pRegisterDlg, &CRegisterDlg::valuesChanged, this, &CMainFrame::ShowRegisterValues);
+    }
+    m_pRegisterDlg->show();
+    m_pRegisterDlg->raise();
+    m_pRegisterDlg->activateWindow();
+    return *m_pRegisterDlg;
+}
+
+void CMainFrame::ShowRegisterValues()
+{
+    // The rebuilt tree keeps what the person opened, checked and picked, and now shows the
+    // values read.
+    m_core.SetModified();
+    m_pBrowser->Rebuild(m_core.Document());
+    if (m_pRegisterDlg)
+    {
+        m_pRegisterDlg->View()->update();
+    }
+}
+
+void CMainFrame::InstallRegisterHandlers()
+{
+    auto on = [this](ECommand eCommand, CommandHandler handler)
+    { m_core.SetCommandHandler(eCommand, std::move(handler)); };
     on(eCmdUploadRegisters,
        [this](const SCommandContext&)
        {
            if (UploadCheckedRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
            {
-               // The rebuilt tree keeps what the person opened, checked and picked, and now
-               // shows the values read.
-               m_core.SetModified();
-               m_pBrowser->Rebuild(m_core.Document());
+               ShowRegisterValues();
+           }
+       });
+    on(eCmdDownloadRegisters,
+       [this](const SCommandContext&)
+       {
+           if (DownloadCheckedRegisters(m_core.Document(), m_pBrowser->GetCheckedRegisters()) > 0)
+           {
+               ShowRegisterValues();
+           }
+       });
+    on(eCmdEditRegister,
+       [this](const SCommandContext&)
+       {
+           int iNode = -1;
+           int iTreeItem = -1;
+           CPEPrimitive* pPE = nullptr;
+           if (m_pBrowser->CurrentRegisterPlace(&iNode, &iTreeItem) &&
+               (pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(iNode)) != nullptr)
+           {
+               EditRegisterTreeItem(OpenRegisterEditor(), *pPE, iTreeItem);
+           }
+       });
+    on(eCmdEditAllLikeThis,
+       [this](const SCommandContext&)
+       {
+           int iNode = -1;
+           int iTreeItem = -1;
+           const CPEPrimitive* pPE = nullptr;
+           if (m_pBrowser->CurrentRegisterPlace(&iNode, &iTreeItem) &&
+               (pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(iNode)) != nullptr)
+           {
+               EditAllLikeThis(OpenRegisterEditor(), m_core.Document(), *pPE, iTreeItem);
+           }
+       });
+    on(eCmdFindRegister,
+       [this](const SCommandContext&)
+       {
+           if (!m_pFindDlg)
+           {
+               m_pFindDlg = new CFindRegisterDlg(m_pBrowser, this);
+           }
+           m_pFindDlg->show();
+           m_pFindDlg->raise();
+           m_pFindDlg->activateWindow();
+       });
+    on(eCmdLoadRegisters,
+       [this](const SCommandContext& context)
+       {
+           CPEPrimitive* pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
+           if (!pPE ||
+               AskDontAsk(QStringLiteral("LoadRegisters"),
+                          QStringLiteral("You must ensure that the file you load is compatible with the PE "
+                                         "that you have selected."),
+                          ApplicationTitle()) != eAnswerYes)
+           {
+               return;
+           }
+           const QString strPath = UI().ChooseFile(
+               false, QStringLiteral("Load Registers"),
+               QStringLiteral("CSV Files (*.csv)|*.csv|S-Record Files (*.sre)|*.sre||"), QString());
+           if (strPath.isEmpty())
+           {
+               return;
+           }
+           if (LoadRegisters(m_core.Document(), *pPE, strPath, &ShellRegisterTransport()).bOk)
+           {
+               ShowRegisterValues();
+           }
+       });
+    on(eCmdSaveRegisters,
+       [this](const SCommandContext& context)
+       {
+           CPEPrimitive* pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
+           if (!pPE)
+           {
+               return;
+           }
+           const int nExclude = UI().Ask(QStringLiteral("Exclude read-only registers?"),
+                                         QStringLiteral("Save Registers"), true);
+           if (nExclude == eAnswerCancel)
+           {
+               return;
+           }
+           const QString strPath = UI().ChooseFile(
+               true, QStringLiteral("Save Registers"),
+               QStringLiteral(
+                   "CSV File (*.csv)|*.csv|IDT Script File (*.txt)|*.txt|S-Record File (*.sre)|*.sre||"),
+               QString::asprintf("Node %d.csv", pPE->iNodeNumber + 1));
+           if (strPath.isEmpty())
+           {
+               return;
+           }
+           const SRegisterSaveResult result = SaveRegisterValues(m_core.Document(), *pPE, strPath,
+                                                                 eRegFormatInvalid, nExclude == eAnswerYes);
+           if (!result.errors.isEmpty())
+           {
+               // Which registers stood in the way, as the script generator lists its errors.
+               constexpr int kShown = 10;
+               QStringList lines = result.errors.mid(0, kShown);
+               if (result.errors.size() > kShown)
+               {
+                   lines << QStringLiteral("(and %1 more)").arg(result.errors.size() - kShown);
+               }
+               UI().ShowMessage(QString::asprintf("%d errors.\r\n", static_cast<int>(result.errors.size())) +
+                                    lines.join(QStringLiteral("\r\n")),
+                                QStringLiteral("Errors"), EMessageKind::Error);
            }
        });
 }
@@ -469,6 +608,10 @@ void CMainFrame::OnMapChanged()
 {
     m_pView->Rebuild();
     m_pBrowser->Rebuild(m_core.Document());
+    if (m_pRegisterDlg)
+    {
+        m_pRegisterDlg->DropStaleItems();
+    }
     Action(eCmdActiveMap)->setChecked(!m_core.Document().bShowTemplate);
     Action(eCmdTemplateMap)->setChecked(m_core.Document().bShowTemplate);
 }
@@ -476,6 +619,10 @@ void CMainFrame::OnMapChanged()
 void CMainFrame::OnStatusChanged()
 {
     setWindowTitle(m_core.TitleText());
+    if (m_pRegisterDlg)
+    {
+        m_pRegisterDlg->UpdateActions();
+    }
     m_pConnectionStatus->setText(m_core.ConnectionStatusText());
     m_pTransportStatus->setText(m_core.TransportStatusText());
     Action(eCmdConnect)

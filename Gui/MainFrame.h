@@ -3,10 +3,13 @@
 // CMainFrameCore; this class shows it and carries out the commands that need a window.
 #pragma once
 
+#include "FindRegisterDlg.h"
 #include "MainFrameCore.h"
 #include "NetworkCommands.h"
+#include "RegisterDlg.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
@@ -30,6 +33,9 @@ public:
     CNetBrowserDlgBar* Browser() const { return m_pBrowser; }
     QLabel* ConnectionStatus() const { return m_pConnectionStatus; }
     QLabel* TransportStatus() const { return m_pTransportStatus; }
+    // The register editor and the find dialog, made when first asked for (null before).
+    CRegisterDlg* RegisterEditor() const { return m_pRegisterDlg; }
+    CFindRegisterDlg* FindRegisterDialog() const { return m_pFindDlg; }
     // The action of a main menu command (the first, when a command stands twice).
     QAction* Action(ECommand eCommand) const;
 
@@ -60,6 +66,10 @@ private:
     void ShowPEInfo(int iNode);
     void ShowSelectedItemInfo();
     void SetMapSize();
+    void InstallRegisterHandlers();
+    CRegisterDlg& OpenRegisterEditor();
+    // After register values changed: the browser and the editor show them.
+    void ShowRegisterValues();
 
     std::unique_ptr<CQtUserInterface> m_pInterface;
     CMainFrameCore m_core;
@@ -72,4 +82,6 @@ private:
     std::vector<QAction*> m_Actions;
     ConnectionChooser m_chooser;
     DiscoverySettingsChooser m_settingsChooser;
+    QPointer<CRegisterDlg> m_pRegisterDlg;
+    QPointer<CFindRegisterDlg> m_pFindDlg;
 };

@@ -8,6 +8,8 @@
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
 
+#include <limits>
+
 namespace
 {
 // Where an item keeps what it stands for.
@@ -18,6 +20,8 @@ constexpr int kLazyRole = Qt::UserRole + 3;
 // What names an item across rebuilds: its kind, its PE and what it stands for, not its text, which
 // changes with a register's value.
 constexpr int kKeyRole = Qt::UserRole + 4;
+// A block's, set's or register's position in its PE's register tree; -1 for other items.
+constexpr int kTreeRole = Qt::UserRole + 5;
 constexpr QChar kPathSeparator = QChar(0x1F);
 
 QString ItemKey(const SBrowserItem& item)
@@ -27,7 +31,9 @@ QString ItemKey(const SBrowserItem& item)
     case eBrowsePE:
         return QStringLiteral("%1:%2").arg(item.eKind).arg(item.iNode);
     case eBrowseRegister:
-        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.uOffset);
+        // Registers of two blocks may share an offset: the place in the register tree tells them
+        // apart.
+        return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.iTreeItem);
     case eBrowseTable:
         return QStringLiteral("%1:%2:%3").arg(item.eKind).arg(item.iNode).arg(item.iTableSlot);
     default:
@@ -45,9 +51,11 @@ QString ItemPath(const QTreeWidgetItem* pItem)
     return keys.join(kPathSeparator);
 }
 
-QString RegisterKey(int iNode, uint32_t uOffset)
+QString RegisterKey(const QTreeWidgetItem* pItem)
 {
-    return QStringLiteral("%1:%2").arg(iNode).arg(uOffset);
+    return QStringLiteral("%1:%2")
+        .arg(pItem->data(0, kNodeRole).toInt())
+        .arg(pItem->data(0, kTreeRole).toInt());
 }
 
 void CollectChecked(const QTreeWidgetItem* pItem, std::vector<SCheckedRegister>* pChecked)
@@ -91,6 +99,7 @@ void CNetBrowserDlgBar::Fill(QTreeWidgetItem* pParent, const std::vector<SBrowse
         pItem->setData(0, kNodeRole, item.iNode);
         pItem->setData(0, kOffsetRole, item.uOffset);
         pItem->setData(0, kKeyRole, ItemKey(item));
+        pItem->setData(0, kTreeRole, item.iTreeItem);
         if (item.bCheckable)
         {
             pItem->setCheckState(0, Qt::Unchecked);
@@ -131,8 +140,7 @@ CNetBrowserDlgBar::SState CNetBrowserDlgBar::SaveState() const
         }
         if (pItem->data(0, kKindRole).toInt() == eBrowseRegister && pItem->checkState(0) == Qt::Checked)
         {
-            state.checked.insert(
-                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt()));
+            state.checked.insert(RegisterKey(pItem));
             state.checkedNodes.insert(pItem->data(0, kNodeRole).toInt());
         }
         for (int i = 0; i < pItem->childCount(); ++i)
@@ -175,9 +183,7 @@ void CNetBrowserDlgBar::RestoreState(const SState& state)
             pItem->setExpanded(true);
         }
         if (pItem->data(0, kKindRole).toInt() == eBrowseRegister &&
-            pItem->flags() & Qt::ItemIsUserCheckable &&
-            state.checked.count(
-                RegisterKey(pItem->data(0, kNodeRole).toInt(), pItem->data(0, kOffsetRole).toUInt())) != 0)
+            pItem->flags() & Qt::ItemIsUserCheckable && state.checked.count(RegisterKey(pItem)) != 0)
         {
             pItem->setCheckState(0, Qt::Checked);
         }
@@ -269,6 +275,9 @@ void CNetBrowserDlgBar::OnDoubleClicked(QTreeWidgetItem* pItem)
     switch (pItem->data(0, kKindRole).toInt())
     {
     case eBrowseRegister:
+    case eBrowseBlock:
+    case eBrowseRegisterSet:
+        m_pTree->setCurrentItem(pItem);
         emit commandChosen(eCmdEditRegister, context);
         break;
     case eBrowseTable:
@@ -282,19 +291,117 @@ void CNetBrowserDlgBar::OnDoubleClicked(QTreeWidgetItem* pItem)
 void CNetBrowserDlgBar::OnContextMenu(const QPoint& at)
 {
     QTreeWidgetItem* pItem = m_pTree->itemAt(at);
-    if (!pItem || pItem->data(0, kKindRole).toInt() != eBrowseRegister)
+    if (!pItem || pItem->data(0, kTreeRole).toInt() < 0)
     {
         return;
     }
+    m_pTree->setCurrentItem(pItem);
     SCommandContext context;
     context.iNode = pItem->data(0, kNodeRole).toInt();
     QMenu menu(this);
     const bool bConnected = m_core.IsConnected();
+    const bool bRegister = pItem->data(0, kKindRole).toInt() == eBrowseRegister;
     AddMenuItems(&menu, RegisterPopupMenu(),
-                 [bConnected](QAction* pAction, const SMenuItem& item)
-                 { pAction->setEnabled(!item.bNeedsTarget || bConnected); });
+                 [bConnected, bRegister](QAction* pAction, const SMenuItem& item)
+                 {
+                     pAction->setEnabled((!item.bNeedsTarget || bConnected) &&
+                                         (bRegister || item.eCommand != eCmdEditAllLikeThis));
+                 });
     if (QAction* pChosen = menu.exec(m_pTree->viewport()->mapToGlobal(at)))
     {
         emit commandChosen(ActionCommand(pChosen), context);
     }
+}
+
+bool CNetBrowserDlgBar::CurrentRegisterPlace(int* piNode, int* piTreeItem) const
+{
+    const QTreeWidgetItem* pItem = m_pTree->currentItem();
+    if (!pItem || pItem->data(0, kTreeRole).toInt() < 0)
+    {
+        return false;
+    }
+    *piNode = pItem->data(0, kNodeRole).toInt();
+    *piTreeItem = pItem->data(0, kTreeRole).toInt();
+    return true;
+}
+
+QTreeWidgetItem* CNetBrowserDlgBar::SelectRegisterPlace(int iNode, int iTreeItem)
+{
+    QTreeWidgetItem* pPEItem = nullptr;
+    for (int i = 0; i < m_pTree->topLevelItemCount() && !pPEItem; ++i)
+    {
+        if (m_pTree->topLevelItem(i)->data(0, kNodeRole).toInt() == iNode)
+        {
+            pPEItem = m_pTree->topLevelItem(i);
+        }
+    }
+    if (!pPEItem)
+    {
+        return nullptr;
+    }
+    BuildBranch(pPEItem);
+    std::vector<QTreeWidgetItem*> pending{pPEItem};
+    while (!pending.empty())
+    {
+        QTreeWidgetItem* pItem = pending.back();
+        pending.pop_back();
+        if (pItem->data(0, kTreeRole).toInt() == iTreeItem)
+        {
+            for (QTreeWidgetItem* pParent = pItem->parent(); pParent; pParent = pParent->parent())
+            {
+                pParent->setExpanded(true);
+            }
+            m_pTree->setCurrentItem(pItem);
+            m_pTree->scrollToItem(pItem);
+            return pItem;
+        }
+        for (int i = 0; i < pItem->childCount(); ++i)
+        {
+            pending.push_back(pItem->child(i));
+        }
+    }
+    return nullptr;
+}
+
+bool CNetBrowserDlgBar::SearchRegisters(const QString& strText, const SRegisterSearchOptions& options,
+                                        QString* pstrStatus)
+{
+    CRegisterSearch search;
+    if (!search.SetPattern(strText, options))
+    {
+        *pstrStatus = search.Error();
+        return false;
+    }
+    // Where the walk starts: after the picked item. An item of a PE that isn't in its register
+    // tree lies before the tree (the PE, its IDs, the "Registers" heading) or after it.
+    SRegisterSearchPlace after;
+    if (const QTreeWidgetItem* pCurrent = m_pTree->currentItem())
+    {
+        after.iNode = pCurrent->data(0, kNodeRole).toInt();
+        after.iItem = pCurrent->data(0, kTreeRole).toInt();
+        if (after.iItem < 0 && pCurrent->parent())
+        {
+            const QTreeWidgetItem* pBranch = pCurrent;
+            while (pBranch->parent() && pBranch->parent()->parent())
+            {
+                pBranch = pBranch->parent();
+            }
+            const int eKind = pBranch->data(0, kKindRole).toInt();
+            const bool bBefore = eKind == eBrowseText || (eKind == eBrowseRegisters && pBranch == pCurrent);
+            after.iItem = bBefore ? -1 : std::numeric_limits<int>::max() - 1;
+        }
+    }
+    SRegisterSearchPlace found;
+    if (!search.FindNextInMap(m_core.Document(), after, &found))
+    {
+        *pstrStatus = search.Error();
+        return false;
+    }
+    if (!SelectRegisterPlace(found.iNode, found.iItem))
+    {
+        *pstrStatus = QStringLiteral("Can't find next item in tree.");
+        return false;
+    }
+    pstrStatus->clear();
+    return true;
 }

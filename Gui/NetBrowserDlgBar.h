@@ -5,6 +5,7 @@
 
 #include "MainFrameCore.h"
 #include "NetBrowser.h"
+#include "RegisterSearch.h"
 
 #include <QDockWidget>
 
@@ -31,6 +32,17 @@ public:
     // Opens a PE's branch (building it) and returns its item, or null.
     QTreeWidgetItem* ExpandNode(int iNode);
 
+    // The register tree item the picked item stands for (a block, a set or a register): its PE's
+    // node and its position in the PE's register tree. False for any other item.
+    bool CurrentRegisterPlace(int* piNode, int* piTreeItem) const;
+    // Picks the item of a place in a PE's register tree, building and opening what leads to it.
+    QTreeWidgetItem* SelectRegisterPlace(int iNode, int iTreeItem);
+    // Find Next of "Find Registers": the next hit after the picked item, in tree order over every
+    // PE (branches never opened included), picked when found. *pstrStatus is the reason when none
+    // is found: "Not found.", "No search string provided.", a regular expression's error, or the
+    // register library's message.
+    bool SearchRegisters(const QString& strText, const SRegisterSearchOptions& options, QString* pstrStatus);
+
 signals:
     void commandChosen(ECommand eCommand, const SCommandContext& context);
 
@@ -39,7 +51,7 @@ private:
     struct SState
     {
         std::set<QString> expanded;
-        std::set<QString> checked; // "node:offset" of checked registers
+        std::set<QString> checked; // "node:place in the register tree" of checked registers
         std::set<int> checkedNodes;
         QString strCurrent;
         int iCurrentNode = -1;

@@ -130,6 +130,7 @@ constexpr SCommandText kTexts[] = {
     {eCmdGroupOpen, "Open"},
     {eCmdGroupProperties, "Properties..."},
     {eCmdUploadRegisters, "Upload Registers From Target"},
+    {eCmdDownloadRegisters, "Download Registers To Target"},
     {eCmdEditAllLikeThis, "Edit All Like This Register..."},
     {eCmdFindRegister, "Find Register..."},
     {eCmdEditRegister, "Edit Register..."},
@@ -330,8 +331,10 @@ const std::vector<SMenuItem>& GroupPopupMenu()
 
 const std::vector<SMenuItem>& RegisterPopupMenu()
 {
-    static const std::vector<SMenuItem> menu = {Item(eCmdUploadRegisters, true), Item(eCmdEditAllLikeThis),
-                                                Item(eCmdFindRegister)};
+    static const std::vector<SMenuItem> menu = {
+        Item(eCmdUploadRegisters, true), Item(eCmdDownloadRegisters, true), {},
+        Item(eCmdEditRegister),          Item(eCmdEditAllLikeThis),         {},
+        Item(eCmdFindRegister)};
     return menu;
 }
 

@@ -139,6 +139,7 @@ enum ECommand
     eCmdGroupProperties,
     // The browser's register commands
     eCmdUploadRegisters,
+    eCmdDownloadRegisters,
     eCmdEditAllLikeThis,
     eCmdFindRegister,
     eCmdEditRegister,

@@ -3,7 +3,10 @@
 #include "ClientStatus.h"
 #include "DeviceInfo.h"
 #include "NetworkDocument.h"
+#include "RegisterAccess.h"
 #include "RegisterInfoCache.h"
+#include "RegisterTree.h"
+#include "RegisterValueList.h"
 #include "StatusText.h"
 #include "TargetClient.h"
 #include "UserInterface.h"
@@ -18,6 +21,8 @@ constexpr uint32_t kHostDestID = 0xFFFFFFFFu;
 constexpr int32_t kNoRoute = -28;
 // The most registers a bulk command reads without asking first.
 constexpr size_t kRegistersWithoutQuestion = 50;
+// A transport a test put in place of the target's.
+IRegisterTransport* g_pRegisterTransport = nullptr;
 
 SBrowserItem Text(int iNode, const QString& strText)
 {
@@ -32,32 +37,22 @@ QString IDText(uint16_t wID)
     return wID == kNoDestID ? QStringLiteral("None") : QString::asprintf("%Xh", wID);
 }
 
-bool IsReadOnly(const CRegister& reg)
+SBrowserItem RegisterBrowserItem(const CPEPrimitive& pe, const SRegisterTreeItem& treeItem, int iTreeItem)
 {
-    for (int i = 0; i < reg.GetNumBitFields(); ++i)
-    {
-        if (reg.GetBitField(i)->iAccess != eAccessReadOnly)
-        {
-            return false;
-        }
-    }
-    return reg.GetNumBitFields() > 0;
-}
-
-SBrowserItem RegisterItem(const CPEPrimitive& pe, const CRegister& reg, uint32_t uSetOffset)
-{
+    const CRegister& reg = *treeItem.pRegister;
     SBrowserItem item;
     item.eKind = eBrowseRegister;
     item.iNode = pe.iNodeNumber;
-    item.uOffset = reg.uByteOffset + uSetOffset;
+    item.iTreeItem = iTreeItem;
+    item.uOffset = treeItem.uOffset;
     item.bCheckable = !reg.bMemSpaceIO;
     item.strText = reg.Name;
-    const SRegisterValue* pSaved = pe.SavedRegisters.Find(item.uOffset);
+    const SRegisterValue* pSaved = reg.bMemSpaceIO ? nullptr : pe.SavedRegisters.Find(item.uOffset);
     if (pSaved)
     {
         item.strText += QString::asprintf(" = %08Xh", pSaved->uValue);
     }
-    if (IsReadOnly(reg))
+    if (reg.GetNumBitFields() > 0 && IsReadOnlyRegister(reg))
     {
         item.strText += QStringLiteral(" [Read Only]");
     }
@@ -68,37 +63,41 @@ SBrowserItem RegistersItem(const CPEPrimitive& pe)
 {
     SBrowserItem registers = Text(pe.iNodeNumber, QStringLiteral("Registers"));
     registers.eKind = eBrowseRegisters;
-    const bool bSwitch = (pe.uType & kPETypeSwitch) != 0;
-    if (CRegisterFileInfo* pInfo = GetRegisterInfoCache().GetFileInfo(pe.DeviceID, pe.ManufID, bSwitch))
+    if (const CRegisterFileInfo* pInfo = RegisterFileOf(pe))
     {
-        for (int b = 0; b < pInfo->GetNumBlocks(); ++b)
+        // The register tree's own order, so that a search's place is a position in this branch.
+        const std::vector<SRegisterTreeItem> treeItems = RegisterTreeItems(*pInfo);
+        SBrowserItem* pBlock = nullptr;
+        SBrowserItem* pSet = nullptr;
+        for (size_t i = 0; i < treeItems.size(); ++i)
         {
-            const CRegisterBlock& block = *pInfo->GetBlock(b);
-            SBrowserItem blockItem = Text(pe.iNodeNumber, block.Name);
-            blockItem.eKind = eBrowseBlock;
-            const int nSets = std::max(1, block.GetNumSets());
-            for (int s = 0; s < nSets; ++s)
+            const SRegisterTreeItem& treeItem = treeItems[i];
+            const int iTreeItem = static_cast<int>(i);
+            switch (treeItem.eKind)
             {
-                const RegisterSetInfo* pSet = block.GetSet(s);
-                const uint32_t uSetOffset = pSet ? pSet->uOffset : 0;
-                std::vector<SBrowserItem> regs;
-                for (int r = 0; r < block.GetNumRegisters(); ++r)
-                {
-                    regs.push_back(RegisterItem(pe, *block.GetRegister(r), uSetOffset));
-                }
-                if (block.GetNumSets() > 1)
-                {
-                    SBrowserItem setItem = Text(pe.iNodeNumber, pSet->Name);
-                    setItem.eKind = eBrowseRegisterSet;
-                    setItem.children = std::move(regs);
-                    blockItem.children.push_back(std::move(setItem));
-                }
-                else
-                {
-                    blockItem.children = std::move(regs);
-                }
+            case eTreeBlock:
+            {
+                SBrowserItem blockItem = Text(pe.iNodeNumber, treeItem.Text());
+                blockItem.eKind = eBrowseBlock;
+                blockItem.iTreeItem = iTreeItem;
+                registers.children.push_back(std::move(blockItem));
+                pBlock = &registers.children.back();
+                pSet = nullptr;
+                break;
             }
-            registers.children.push_back(std::move(blockItem));
+            case eTreeSet:
+            {
+                SBrowserItem setItem = Text(pe.iNodeNumber, treeItem.Text());
+                setItem.eKind = eBrowseRegisterSet;
+                setItem.iTreeItem = iTreeItem;
+                pBlock->children.push_back(std::move(setItem));
+                pSet = &pBlock->children.back();
+                break;
+            }
+            case eTreeRegister:
+                (pSet ? pSet : pBlock)->children.push_back(RegisterBrowserItem(pe, treeItem, iTreeItem));
+                break;
+            }
         }
     }
     if (!CDeviceInfo::DeviceFilesExist(pe.DeviceID, pe.ManufID))
@@ -335,12 +334,29 @@ std::vector<SCheckedRegister> AllRegisters(const CNetworkDocument& document)
     return registers;
 }
 
-int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
+IRegisterTransport& ShellRegisterTransport()
 {
-    CTargetClient& client = CTargetClient::Instance();
-    int nRead = 0;
-    UI().BeginWork(QStringLiteral("Upload Registers"), false);
-    UI().SetWorkProgress(QStringLiteral("Working...Please wait."));
+    return g_pRegisterTransport ? *g_pRegisterTransport : TargetRegisterTransport();
+}
+
+void SetShellRegisterTransport(IRegisterTransport* pTransport)
+{
+    g_pRegisterTransport = pTransport;
+}
+
+namespace
+{
+// One pass of a bulk command over checked registers: the way to each PE is found once for a run
+// of its registers (finding it may write routes), then each register is handled in turn; the
+// first failure is shown in the browser's form and ends the pass.
+int BulkTransfer(
+    CNetworkDocument& document, const std::vector<SCheckedRegister>& registers, const QString& strTitle,
+    const QString& strProgress,
+    const std::function<QString(CPEPrimitive&, const SCheckedRegister&, uint32_t, uint8_t)>& transfer)
+{
+    int nDone = 0;
+    UI().BeginWork(strTitle, false);
+    UI().SetWorkProgress(strProgress);
     QString strFailure;
     int iRoutedNode = -1;
     uint32_t ulDestID = 0;
@@ -356,7 +372,6 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
         {
             continue;
         }
-        // The way to a PE is found once for a run of its registers: finding it may write routes.
         if (reg.iNode != iRoutedNode)
         {
             const int32_t nStatus = PERouteFinder()(document, reg.iNode, &ulDestID, &uchHopCount);
@@ -368,38 +383,104 @@ int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegist
             }
             iRoutedNode = reg.iNode;
         }
-        uint32_t ulValue = 0;
-        const int32_t nStatus = client.Maint_read(0, ulDestID, uchHopCount, reg.uOffset, &ulValue, 1, 4, 0);
-        if (nStatus != eRioOk)
+        strFailure = transfer(*pPE, reg, ulDestID, uchHopCount);
+        if (!strFailure.isEmpty())
         {
-            strFailure = BrowserFailureText(
-                nStatus, QString::asprintf("reading the register at offset %06Xh of Node %d", reg.uOffset,
-                                           reg.iNode + 1));
             break;
         }
-        pPE->SavedRegisters.SetValue(reg.uOffset, ulValue, false);
-        ++nRead;
+        ++nDone;
     }
     UI().EndWork(QString());
     if (!strFailure.isEmpty())
     {
         ShowMessage(strFailure);
     }
-    return nRead;
+    return nDone;
+}
+
+QString FailureWithDetail(IRegisterTransport& transport, int32_t nStatus, const QString& strAction)
+{
+    return BrowserFailureText(nStatus, strAction, transport.RioErrorDetail());
+}
+
+// Whether a bulk command goes ahead: "Nothing to ..." for an empty list, and the question above
+// 50 registers.
+bool ConfirmBulk(const std::vector<SCheckedRegister>& registers, bool bUpload)
+{
+    if (registers.empty())
+    {
+        ShowMessage(bUpload ? QStringLiteral("Nothing to upload.") : QStringLiteral("Nothing to download."),
+                    EMessageKind::Information);
+        return false;
+    }
+    const int nCount = static_cast<int>(registers.size());
+    return registers.size() <= kRegistersWithoutQuestion ||
+           UI().Ask(bUpload ? QString::asprintf("Upload %d registers?", nCount)
+                            : QString::asprintf("Download %d registers?", nCount),
+                    ApplicationTitle(), false) == eAnswerYes;
+}
+} // namespace
+
+int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
+{
+    IRegisterTransport& transport = ShellRegisterTransport();
+    return BulkTransfer(
+        document, registers, QStringLiteral("Upload Registers"),
+        QStringLiteral("Uploading register data.  Please wait..."),
+        [&transport](CPEPrimitive& pe, const SCheckedRegister& reg, uint32_t ulDestID, uint8_t uchHopCount)
+        {
+            uint32_t ulValue = 0;
+            const int32_t nStatus = transport.MaintRead(ulDestID, uchHopCount, reg.uOffset, &ulValue);
+            if (nStatus != eRioOk)
+            {
+                return FailureWithDetail(transport, nStatus,
+                                         QStringLiteral("attempting to upload a register"));
+            }
+            pe.SavedRegisters.SetValue(reg.uOffset, ulValue, false);
+            return QString();
+        });
+}
+
+int DownloadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
+{
+    IRegisterTransport& transport = ShellRegisterTransport();
+    return BulkTransfer(
+        document, registers, QStringLiteral("Download Registers"),
+        QStringLiteral("Downloading register data.  Please wait..."),
+        [&transport](CPEPrimitive& pe, const SCheckedRegister& reg, uint32_t ulDestID, uint8_t uchHopCount)
+        {
+            const SRegisterValue* pSaved = pe.SavedRegisters.Find(reg.uOffset);
+            if (!pSaved)
+            {
+                // Nothing was read or loaded for it: there is nothing to write.
+                return QString();
+            }
+            const uint32_t ulWritten = pSaved->uValue;
+            int32_t nStatus = transport.MaintWrite(ulDestID, uchHopCount, reg.uOffset, ulWritten);
+            if (nStatus != eRioOk)
+            {
+                return FailureWithDetail(transport, nStatus,
+                                         QStringLiteral("attempting to write data to a register"));
+            }
+            pe.SavedRegisters.SetValue(reg.uOffset, ulWritten, true);
+            uint32_t ulRead = 0;
+            nStatus = transport.MaintRead(ulDestID, uchHopCount, reg.uOffset, &ulRead);
+            if (nStatus != eRioOk)
+            {
+                return FailureWithDetail(
+                    transport, nStatus, QStringLiteral("attempting to read back the contents of a register"));
+            }
+            pe.SavedRegisters.SetValue(reg.uOffset, ulRead, false);
+            return QString();
+        });
 }
 
 int UploadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
 {
-    if (registers.empty())
-    {
-        ShowMessage(QStringLiteral("Nothing to upload."), EMessageKind::Information);
-        return 0;
-    }
-    if (registers.size() > kRegistersWithoutQuestion &&
-        UI().Ask(QString::asprintf("Upload %d registers?", static_cast<int>(registers.size())),
-                 ApplicationTitle(), false) != eAnswerYes)
-    {
-        return 0;
-    }
-    return UploadRegisters(document, registers);
+    return ConfirmBulk(registers, true) ? UploadRegisters(document, registers) : 0;
+}
+
+int DownloadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers)
+{
+    return ConfirmBulk(registers, false) ? DownloadRegisters(document, registers) : 0;
 }

@@ -12,6 +12,7 @@
 
 class CNetworkDocument;
 class CPEPrimitive;
+class IRegisterTransport;
 
 enum EBrowserKind
 {
@@ -37,6 +38,7 @@ struct SBrowserItem
     bool bCheckable = false;       // registers carry check boxes for the bulk commands
     uint32_t uOffset = 0;          // a register's offset (set offset included)
     int iTableSlot = -1;           // a table's slot
+    int iTreeItem = -1;            // a block's, set's or register's position in the PE's register tree
     bool bHasLazyChildren = false; // a PE whose items are built when it opens
     std::vector<SBrowserItem> children;
 };
@@ -66,13 +68,26 @@ RouteFinder& PERouteFinder();
 int32_t HostOnlyRoute(const CNetworkDocument& document, int iNode, uint32_t* pulDestID,
                       uint8_t* puchHopCount);
 
+// The transport that the register commands of the browser and the editor use: the target's,
+// unless another was put in its place (tests put a simulated fabric there).
+IRegisterTransport& ShellRegisterTransport();
+void SetShellRegisterTransport(IRegisterTransport* pTransport);
+
 // Reads the checked registers from the target into each PE's saved register values, under the
-// working window. The first failure is shown in the browser's form and ends the command. Returns
-// the number of registers read.
+// working window "Uploading register data.  Please wait...". The first failure is shown in the
+// browser's form ("... attempting to upload a register") and ends the command. Returns the number
+// of registers read.
 int UploadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);
+// Writes the saved value of each checked register that has one and reads it back into the saved
+// values, under "Downloading register data.  Please wait...". Failures as for UploadRegisters,
+// with "attempting to write data to a register" or "attempting to read back the contents of a
+// register". Returns the number of registers written.
+int DownloadRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);
 // Every register of every PE that the register library describes (memory-space registers left
 // out), PE by PE in map order.
 std::vector<SCheckedRegister> AllRegisters(const CNetworkDocument& document);
-// The browser's Upload Registers command on the checked registers: "Nothing to upload." when none
-// is checked, and the question "Upload %d registers?" above 50, before UploadRegisters.
+// The browser's bulk commands on the checked registers: "Nothing to upload." or "Nothing to
+// download." when none is checked, and the question "Upload %d registers?" or "Download %d
+// registers?" above 50, before the transfer.
 int UploadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);
+int DownloadCheckedRegisters(CNetworkDocument& document, const std::vector<SCheckedRegister>& registers);

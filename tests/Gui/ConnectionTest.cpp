@@ -198,9 +198,8 @@ TEST_F(ConnectionTest, FailuresAPersonCausesAreToldAndLoseNothing)
                 m_pUI->messages[0].startsWith("Unable to get data from Norvanta Server.\nError is "))
         << m_pUI->messages[0].toStdString();
     EXPECT_TRUE(m_pUI->messages[1].startsWith("Error ")) << m_pUI->messages[1].toStdString();
-    EXPECT_TRUE(m_pUI->messages[1].endsWith("encountered when reading the register at offset 000060h of Node "
-                                            "1.\r\n\r\nThis error is often caused by "
-                                            "invalid routing tables."))
+    EXPECT_TRUE(m_pUI->messages[1].endsWith("encountered when attempting to upload a register.\r\n\r\n"
+                                            "This error is often caused by invalid routing tables."))
         << m_pUI->messages[1].toStdString();
     EXPECT_EQ(1, LivePEs());
     Core().Disconnect();
