@@ -10,7 +10,9 @@
 #include <QRegularExpression>
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -98,6 +100,9 @@ bool CDemoTarget::Start()
     const uint16_t wReplyPort = FreeLoopbackUdpPort();
     m_pProcess = std::make_unique<QProcess>();
     m_pProcess->setProcessChannelMode(QProcess::SeparateChannels);
+    // The simulator is this run's own: it ends with the program even when the program is killed
+    // and has no chance to stop it.
+    m_pProcess->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_pProcess->start(strProgram,
                       {QStringLiteral("--bind"), QStringLiteral("127.0.0.1"), QStringLiteral("--tcp-port"),
                        QStringLiteral("0"), QStringLiteral("--udp-port"), QStringLiteral("0"),

@@ -26,14 +26,20 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QTabWidget>
+#include <QThread>
 #include <QTimer>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <vector>
 
 namespace
 {
@@ -822,3 +828,78 @@ TEST_F(ConnectionTest, LinkCommandsWorkOnTheEndNearerTheHost)
     EXPECT_TRUE(m_pUI->messages[0].contains("Port State:\t\tOK")) << m_pUI->messages[0].toStdString();
 }
 } // namespace
+
+namespace
+{
+// The processes the kernel lists as children of a process.
+std::vector<pid_t> ChildrenOf(pid_t pid)
+{
+    QFile file(QStringLiteral("/proc/%1/task/%1/children").arg(pid));
+    std::vector<pid_t> children;
+    if (file.open(QIODevice::ReadOnly))
+    {
+        for (const QByteArray& word : file.readAll().split(' '))
+        {
+            if (!word.trimmed().isEmpty())
+            {
+                children.push_back(static_cast<pid_t>(word.trimmed().toLong()));
+            }
+        }
+    }
+    return children;
+}
+
+bool Alive(pid_t pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    // A zombie has ended; only its parent has not yet collected it.
+    return stat.open(QIODevice::ReadOnly) && !stat.readAll().contains(") Z ");
+}
+} // namespace
+
+// A program killed without a chance to stop its demo simulator takes the simulator with it.
+TEST(DemoTargetTest, TheDemoSimulatorEndsWhenTheProgramIsKilled)
+{
+    QProcess program;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(QStringLiteral("HOME"), QString::fromStdString(nvtest::ProcessTempDir()));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"),
+                       QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/killed-config"));
+    program.setProcessEnvironment(environment);
+    program.start(QString::fromStdString(nvtest::BuiltProgram("App/norvanta")), {QStringLiteral("--demo")});
+    ASSERT_TRUE(program.waitForStarted());
+    pid_t simulator = 0;
+    for (int i = 0; i < 200 && simulator == 0; ++i)
+    {
+        for (const pid_t child : ChildrenOf(static_cast<pid_t>(program.processId())))
+        {
+            QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(child));
+            if (cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains("norvanta-sim"))
+            {
+                simulator = child;
+            }
+        }
+        if (simulator == 0)
+        {
+            QThread::msleep(50);
+        }
+    }
+    ASSERT_NE(0, simulator) << "the program started no simulator";
+    ::kill(static_cast<pid_t>(program.processId()), SIGKILL);
+    program.waitForFinished();
+    bool bGone = false;
+    for (int i = 0; i < 100 && !bGone; ++i)
+    {
+        bGone = !Alive(simulator);
+        if (!bGone)
+        {
+            QThread::msleep(50);
+        }
+    }
+    if (!bGone)
+    {
+        ::kill(simulator, SIGKILL);
+    }
+    EXPECT_TRUE(bGone) << "the demo simulator outlived its program";
+}
