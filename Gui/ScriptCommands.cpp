@@ -1,0 +1,53 @@
+#include "ScriptCommands.h"
+
+#include "MainFrameCore.h"
+#include "NetInitScriptGenDlg.h"
+#include "ScriptRunDlg.h"
+
+#include <QObject>
+
+namespace
+{
+// The PE of a command on the active map, or null.
+CPEPrimitive* CommandPE(CMainFrameCore& core, const SCommandContext& context)
+{
+    CPEPrimitive* pPE = core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
+    return pPE && !pPE->bDeleted ? pPE : nullptr;
+}
+} // namespace
+
+void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
+{
+    core.SetCommandHandler(eCmdRunScript,
+                           [&core, pParent](const SCommandContext& context)
+                           {
+                               CPEPrimitive* pPE = CommandPE(core, context);
+                               if (!pPE)
+                               {
+                                   return;
+                               }
+                               CScriptRunDlg* pWindow = OpenScriptWindow(pParent, core.Document(), *pPE);
+                               // Values read back are kept with the map and shown by the browser.
+                               QObject::connect(pWindow, &CScriptRunDlg::registersChanged, pParent,
+                                                [&core](int)
+                                                {
+                                                    core.SetModified();
+                                                    core.NotifyMap();
+                                                });
+                           });
+    core.SetCommandHandler(eCmdCreateInitScript,
+                           [&core, pParent](const SCommandContext&)
+                           {
+                               CNetInitScriptGenDlg dialog(core.Document(), pParent);
+                               dialog.exec();
+                           });
+    core.SetCommandHandler(eCmdSaveRegisters,
+                           [&core, pParent](const SCommandContext& context)
+                           {
+                               if (CPEPrimitive* pPE = CommandPE(core, context))
+                               {
+                                   CNetInitScriptGenDlg dialog(core.Document(), *pPE, pParent);
+                                   dialog.exec();
+                               }
+                           });
+}
