@@ -64,6 +64,7 @@ QString CScriptEditorDlg::LanguageOf(const QString& strPath)
 bool CScriptEditorDlg::Load(const QString& strPath)
 {
     QString strText;
+    errno = 0;
     FILE* pFile = std::fopen(strPath.toLocal8Bit().constData(), "rb");
     if (!pFile && errno != ENOENT)
     {
@@ -79,11 +80,11 @@ bool CScriptEditorDlg::Load(const QString& strPath)
         {
             bytes.append(buffer, static_cast<qsizetype>(nRead));
         }
-        const bool bFailed = std::ferror(pFile) != 0;
+        const int nError = std::ferror(pFile) != 0 ? (errno != 0 ? errno : EIO) : 0;
         std::fclose(pFile);
-        if (bFailed)
+        if (nError != 0)
         {
-            ShowMessage(QStringLiteral("Unable to open script file %1, error %2").arg(strPath).arg(EIO));
+            ShowMessage(QStringLiteral("Unable to open script file %1, error %2").arg(strPath).arg(nError));
             return false;
         }
         strText = QString::fromUtf8(bytes);
