@@ -96,15 +96,26 @@ CNetInitScriptGenDlg::CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& 
                       [](const SInitTreeItem& item) { return item.eKind != eInitItemRegisters; });
     }
     BuildWindow();
+    // The host is the PE, without comments and with the tables pre-initialised; the file's name
+    // gives the format. Only the choice of read-only registers is the person's.
     m_pHost->setText(QString::number(pe.iNodeNumber + 1));
     m_pComments->setChecked(false);
     m_pPreInit->setChecked(true);
-    for (QWidget* pFixed : std::initializer_list<QWidget*>{m_pHost, m_pComments, m_pPreInit, m_pFormat})
-    {
-        pFixed->setEnabled(false);
-    }
+    m_pComments->hide();
+    m_pPreInit->hide();
+    m_pForm->setRowVisible(m_pHost, false);
+    m_pForm->setRowVisible(m_pFormat, false);
+    m_pNote->setText(
+        QStringLiteral("The checked registers of Node %1 with their values. The file's extension "
+                       "gives its format: .csv, .txt (IDT script) or .sre (S-Records).")
+            .arg(pe.iNodeNumber + 1));
+    m_pNote->show();
     m_pGenerate->hide();
     m_pSave->setText(QStringLiteral("Save Register Values..."));
+    m_pSave->setDefault(true);
+    connect(m_pExcludeRO, &QCheckBox::toggled, this, &CNetInitScriptGenDlg::PreviewRegisterValues);
+    connect(m_pTree, &QTreeWidget::itemChanged, this, &CNetInitScriptGenDlg::PreviewRegisterValues);
+    PreviewRegisterValues();
     if (QTreeWidgetItem* pNode = NodeItem(pe.iNodeNumber))
     {
         pNode->setExpanded(true);
@@ -129,6 +140,8 @@ void CNetInitScriptGenDlg::BuildWindow()
     m_pTabs = new QTabWidget(pSplitter);
     m_pScript = MakePane(m_pTabs);
     m_pErrors = MakePane(m_pTabs);
+    // Errors are sentences: they wrap. Script lines are records: they don't.
+    m_pErrors->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     m_pTabs->insertTab(kTabScript, m_pScript, QStringLiteral("Script"));
     m_pTabs->insertTab(kTabErrors, m_pErrors, QStringLiteral("Errors"));
     pSplitter->addWidget(m_pTree);
@@ -150,7 +163,12 @@ void CNetInitScriptGenDlg::BuildWindow()
     pChecks->addWidget(m_pExcludeRO);
     pChecks->addStretch(1);
     pOptionsLayout->addLayout(pChecks);
+    m_pNote = new QLabel(pOptions);
+    m_pNote->setWordWrap(true);
+    m_pNote->hide();
+    pOptionsLayout->addWidget(m_pNote);
     auto* pForm = new QFormLayout;
+    m_pForm = pForm;
     pForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     m_pHost = new QLineEdit(pOptions);
     m_pHost->setMaximumWidth(m_pHost->fontMetrics().horizontalAdvance(QStringLiteral("00000000")) + 16);
@@ -210,6 +228,16 @@ QTreeWidgetItem* CNetInitScriptGenDlg::AddItem(QTreeWidgetItem* pParent, SInitTr
     // Children are made when the item is opened: a large map has registers by the hundred thousand.
     pItem->setChildIndicatorPolicy(item.children.empty() ? QTreeWidgetItem::DontShowIndicator
                                                          : QTreeWidgetItem::ShowIndicator);
+    // A node says what it is, as the browser beside the map does: its name there, or its kind.
+    if (item.eKind == eInitItemNode)
+    {
+        if (const CPEPrimitive* pPE = m_map.pCurrentPEs->GetByNodeNumber(item.iNode))
+        {
+            pItem->setText(0, QStringLiteral("%1 (%2)").arg(item.strText, pPE->CommonName.isEmpty()
+                                                                              ? pPE->GetTypeString()
+                                                                              : pPE->CommonName));
+        }
+    }
     m_items.insert(pItem, &item);
     return pItem;
 }
@@ -335,6 +363,22 @@ void CNetInitScriptGenDlg::OnCopyToClipboard()
     QPlainTextEdit* pPane = m_pTabs->currentIndex() == kTabErrors ? m_pErrors : m_pScript;
     pPane->selectAll();
     pPane->copy();
+}
+
+void CNetInitScriptGenDlg::PreviewRegisterValues()
+{
+    if (!m_pRegisterPE || m_bShowingChecks)
+    {
+        return;
+    }
+    m_gen.bComments = false;
+    m_gen.bPreInitRT = true;
+    m_gen.bExcludeRO = m_pExcludeRO->isChecked();
+    m_gen.eFormat = eInitFormatCsv;
+    if (m_gen.GenerateFrom(m_pRegisterPE->iNodeNumber))
+    {
+        ShowTexts();
+    }
 }
 
 bool CNetInitScriptGenDlg::OnSaveRegisterValues()

@@ -14,6 +14,8 @@ class CNetworkDocument;
 class CPEPrimitive;
 class QCheckBox;
 class QComboBox;
+class QFormLayout;
+class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -72,6 +74,8 @@ private:
     void ShowChecks(QTreeWidgetItem* pItem);
     void TakeOptions();
     void ShowTexts();
+    // What a value file of the PE would hold, before a file is chosen.
+    void PreviewRegisterValues();
 
     CNetworkDocument& m_map;
     CPEPrimitive* m_pRegisterPE = nullptr;
@@ -89,6 +93,8 @@ private:
     QCheckBox* m_pExcludeRO = nullptr;
     QLineEdit* m_pHost = nullptr;
     QComboBox* m_pFormat = nullptr;
+    QFormLayout* m_pForm = nullptr;
+    QLabel* m_pNote = nullptr;
     QPushButton* m_pGenerate = nullptr;
     QPushButton* m_pSave = nullptr;
     QPushButton* m_pCopy = nullptr;

@@ -304,7 +304,7 @@ TEST_F(ScriptWindowsTest, UncheckingANodeInTheTreeTakesItsActionsOutOfTheScript)
     // A click on the switch's box unchecks everything below it, also what is opened only later.
     QTreeWidgetItem* pNode = dialog.NodeItem(pSwitch->iNodeNumber);
     ASSERT_NE(nullptr, pNode);
-    EXPECT_EQ(QString::asprintf("Node %d", pSwitch->iNodeNumber + 1), pNode->text(0));
+    EXPECT_EQ(QString::asprintf("Node %d (CPS-1848)", pSwitch->iNodeNumber + 1), pNode->text(0));
     pNode->setExpanded(true);
     QTreeWidgetItem* pTables = Child(pNode, "Routing Tables");
     ASSERT_NE(nullptr, pTables);
@@ -442,7 +442,8 @@ TEST_F(ScriptWindowsTest, SaveRegistersWritesThePEsCheckedValuesInTheFormatOfIts
     CNetInitScriptGenDlg dialog(m_map, *pSwitch);
     EXPECT_EQ("Save Register Values", dialog.windowTitle());
     EXPECT_TRUE(dialog.SavesRegisterValues());
-    EXPECT_FALSE(dialog.HostField()->isEnabled());
+    EXPECT_TRUE(dialog.HostField()->isHidden()) << "the host is the PE";
+    EXPECT_TRUE(dialog.FormatBox()->isHidden()) << "the file's extension gives the format";
     EXPECT_FALSE(dialog.CommentsBox()->isChecked());
     EXPECT_TRUE(dialog.ExcludeReadOnlyBox()->isEnabled());
     ASSERT_EQ(1, dialog.Tree()->topLevelItemCount()) << "only the PE in hand";
@@ -458,6 +459,7 @@ TEST_F(ScriptWindowsTest, SaveRegistersWritesThePEsCheckedValuesInTheFormatOfIts
         strExpected += QString::asprintf("%06X,%08X\r\n", ulOffset, ulValue);
     }
     EXPECT_EQ(strExpected, FileText(strDir + "/values.csv"));
+    EXPECT_EQ(LineFeeds(strExpected), dialog.ScriptPane()->toPlainText());
 
     // S-Records and the IDT script hold the same values, as the register loader reads them.
     m_ui.texts = {strDir + "/values.sre"};
