@@ -26,6 +26,22 @@
 
 namespace
 {
+// A register group is checked when any register below it is: the generator walks groups whatever
+// their check, so theirs only tells the person what lies below.
+bool CheckGroups(SInitTreeItem& item)
+{
+    bool bAny = item.eKind == eInitItemRegister && item.bChecked;
+    for (SInitTreeItem& child : item.children)
+    {
+        bAny = CheckGroups(child) || bAny;
+    }
+    if (item.eKind == eInitItemRegisters || item.eKind == eInitItemRegisterGroup)
+    {
+        item.bChecked = bAny;
+    }
+    return bAny;
+}
+
 const char* const kScriptFilter = "Text File (*.txt)|*.txt|All Files|*.*||";
 const char* const kHeaderFilter = "Header File (*.h)|*.h|All Files|*.*||";
 const char* const kValuesFilter =
@@ -203,12 +219,16 @@ void CNetInitScriptGenDlg::BuildWindow()
     BuildTree();
     const int iChar = m_pScript->fontMetrics().horizontalAdvance(QLatin1Char('0'));
     // The script pane shows a whole ROUTE line; the tree a register's name.
-    resize(std::max(1000, 100 * iChar + 360), 680);
-    pSplitter->setSizes({360, width() - 360});
+    resize(std::max(1040, 100 * iChar + 420), 680);
+    pSplitter->setSizes({420, width() - 420});
 }
 
 void CNetInitScriptGenDlg::BuildTree()
 {
+    for (SInitTreeItem& node : m_gen.Tree())
+    {
+        CheckGroups(node);
+    }
     m_pTree->clear();
     m_items.clear();
     m_bShowingChecks = true;

@@ -449,6 +449,18 @@ TEST_F(ScriptWindowsTest, SaveRegistersWritesThePEsCheckedValuesInTheFormatOfIts
     ASSERT_EQ(1, dialog.Tree()->topLevelItemCount()) << "only the PE in hand";
     ASSERT_EQ(1, dialog.Tree()->topLevelItem(0)->childCount());
     EXPECT_EQ("Registers", dialog.Tree()->topLevelItem(0)->child(0)->text(0));
+    // A group shows whether anything below it goes into the file.
+    dialog.Tree()->topLevelItem(0)->child(0)->setExpanded(true);
+    int nChecked = 0;
+    int nUnchecked = 0;
+    for (int i = 0; i < dialog.Tree()->topLevelItem(0)->child(0)->childCount(); ++i)
+    {
+        const QTreeWidgetItem* pGroup = dialog.Tree()->topLevelItem(0)->child(0)->child(i);
+        (pGroup->checkState(0) == Qt::Checked ? nChecked : nUnchecked)++;
+    }
+    EXPECT_GE(nChecked, 1);
+    EXPECT_LE(nChecked, 3);
+    EXPECT_GE(nUnchecked, 3);
 
     // CSV: the checked registers in tree order, CR LF kept.
     m_ui.texts = {strDir + "/values.csv"};
