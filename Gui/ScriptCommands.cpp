@@ -4,10 +4,38 @@
 #include "NetInitScriptGenDlg.h"
 #include "ScriptRunDlg.h"
 
+#include <QCloseEvent>
 #include <QObject>
 
 namespace
 {
+// Before the window that owns them closes, each open script window is closed as its own close box
+// would close it: a modified script is offered for saving, and Cancel keeps everything open.
+class CScriptWindowCloser final : public QObject
+{
+public:
+    explicit CScriptWindowCloser(QObject* pParent) : QObject(pParent) {}
+
+protected:
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override
+    {
+        if (pEvent->type() != QEvent::Close || pWatched != parent())
+        {
+            return false;
+        }
+        for (CScriptRunDlg* pWindow : parent()->findChildren<CScriptRunDlg*>())
+        {
+            // A closed window deletes itself later: the pointers hold through the loop.
+            if (pWindow->isVisible() && !pWindow->close())
+            {
+                pEvent->ignore();
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
 // The PE of a command on the active map, or null.
 CPEPrimitive* CommandPE(CMainFrameCore& core, const SCommandContext& context)
 {
@@ -18,6 +46,7 @@ CPEPrimitive* CommandPE(CMainFrameCore& core, const SCommandContext& context)
 
 void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
 {
+    pParent->installEventFilter(new CScriptWindowCloser(pParent));
     core.SetCommandHandler(eCmdRunScript,
                            [&core, pParent](const SCommandContext& context)
                            {

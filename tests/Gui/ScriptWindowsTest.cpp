@@ -579,6 +579,7 @@ TEST_F(ScriptWindowsTest, TheEditorSavesOnlyWhenAskedAndSaysWhatItCannotCheck)
 TEST_F(ScriptWindowsTest, TheFramesCommandsOpenTheWindows)
 {
     CMainFrame frame;
+    CRecordingUserInterface ui; // after the frame's own
     CNetworkDocument& document = frame.Core().Document();
     nvguitest::AddPE(document, 0, 0xFFF0, 0x0001, kPETypeProcessor, 100, 100);
     SCommandContext context;
@@ -588,7 +589,19 @@ TEST_F(ScriptWindowsTest, TheFramesCommandsOpenTheWindows)
     ASSERT_EQ(1, windows.size());
     EXPECT_TRUE(windows[0]->isVisible());
     EXPECT_EQ("Script - Untitled - Target Node 1", windows[0]->windowTitle());
+
+    // Closing the program asks about the unsaved script first; Cancel keeps both windows.
+    QTest::keyClicks(windows[0]->ScriptPane(), QStringLiteral("r 0"));
+    frame.show();
+    ui.answers = {eAnswerCancel};
+    EXPECT_FALSE(frame.close());
+    EXPECT_EQ(QStringList{"The script has been modified.\r\n\r\nDo you want to save the changes?"},
+              ui.questions);
+    EXPECT_TRUE(frame.isVisible());
+    EXPECT_TRUE(windows[0]->isVisible());
+    ui.answers = {eAnswerNo};
     windows[0]->close();
+    EXPECT_FALSE(windows[0]->isVisible());
 
     QStringList titles;
     const auto closeModal = [&titles]
