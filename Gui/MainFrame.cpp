@@ -24,6 +24,7 @@
 #include "RoutingTableDlg.h"
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
+#include "ScriptCommands.h"
 
 #include <QCloseEvent>
 #include <QGuiApplication>
@@ -429,6 +430,7 @@ void CMainFrame::InstallHandlers()
     hooks.layout = [this](CNetworkDocument& document) { return m_pView->LayoutAndWait(document); };
     hooks.selection = [this] { return m_pView->RouteSelection(); };
     InstallNetworkCommands(m_core, hooks);
+    InstallScriptCommands(m_core, this);
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {

@@ -282,6 +282,16 @@ bool CNetInitScriptGen::Generate(const QString& strHostNumber)
         ShowMessage(QStringLiteral("The Host PE must be an endpoint.  Please select an endpoint.\n"));
         return false;
     }
+    return GenerateFrom(pHost->iNodeNumber);
+}
+
+bool CNetInitScriptGen::GenerateFrom(int iHostNode)
+{
+    const CPEPrimitive* pHost = m_map.pCurrentPEs->GetByNodeNumber(iHostNode);
+    if (!pHost || pHost->bDeleted)
+    {
+        return false;
+    }
     m_pHost = pHost;
     m_records.clear();
     m_strErrors.clear();

@@ -91,6 +91,9 @@ public:
     // refused (a message box says why); the list, the script and the errors otherwise, even when
     // errors were found.
     bool Generate(const QString& strHostNumber);
+    // The same with the host forced to a PE of the map, of any kind, as the register value files
+    // and boot images of one PE have it. False when the map has no such PE.
+    bool GenerateFrom(int iHostNode);
 
     // The nodes in the order of initialisation from a host: the host, then a walk of the map from
     // its port 0, depth first, into switches only.

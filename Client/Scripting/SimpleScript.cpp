@@ -113,7 +113,7 @@ int32_t CFrontEndScriptAccess::Read(uint32_t ulDestID, uint8_t uchHopCount, uint
 }
 
 CScriptRunCore::CScriptRunCore(CNetworkDocument& map, CPEPrimitive& target, IScriptAccess& access)
-    : m_map(map), m_target(target), m_access(access)
+    : m_map(map), m_pTarget(&target), m_access(access)
 {
 }
 
@@ -123,7 +123,7 @@ QString CScriptRunCore::Title() const
         m_strPath.isEmpty() ? QStringLiteral("Untitled") : QFileInfo(m_strPath).fileName();
     return QStringLiteral("Script - %1%2 - Target Node %3")
         .arg(strName, m_bModified ? QStringLiteral("*") : QString())
-        .arg(m_target.iNodeNumber + 1);
+        .arg(m_pTarget->iNodeNumber + 1);
 }
 
 void CScriptRunCore::SetText(const QString& strText)
@@ -164,12 +164,12 @@ bool CScriptRunCore::Run()
     uint32_t ulDestID = 0;
     uint8_t uchHopCount = 0;
     const CPEPrimitive* pHost = MapHostPE(m_map);
-    int32_t nStatus = FindRoute(pHost, &m_target, *m_map.pCurrentPEs, *m_map.pCurrentConnections, &ulDestID,
+    int32_t nStatus = FindRoute(pHost, m_pTarget, *m_map.pCurrentPEs, *m_map.pCurrentConnections, &ulDestID,
                                 &uchHopCount, false, nullptr);
     if (nStatus == kNoRouteStatus)
     {
         // No table leads there yet: lay routes for the all-ones ID hop by hop.
-        nStatus = SetupFFRoute(m_map, pHost, &m_target, MapUsesLongIDs(), &uchHopCount);
+        nStatus = SetupFFRoute(m_map, pHost, m_pTarget, MapUsesLongIDs(), &uchHopCount);
         ulDestID = 65535;
     }
     if (nStatus != 0)
@@ -283,11 +283,11 @@ bool CScriptRunCore::RunLine(const QString& strLine, uint32_t ulDestID, uint8_t 
 
 void CScriptRunCore::NoteReadBack(uint32_t ulOffset, uint32_t ulValue)
 {
-    if (!m_target.SavedRegisters.Find(ulOffset))
+    if (!m_pTarget->SavedRegisters.Find(ulOffset))
     {
         return;
     }
-    m_target.SavedRegisters.SetValue(ulOffset, ulValue, false);
+    m_pTarget->SavedRegisters.SetValue(ulOffset, ulValue, false);
     if (fnRegisterChanged)
     {
         fnRegisterChanged(ulOffset, ulValue);

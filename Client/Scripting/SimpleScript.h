@@ -49,6 +49,10 @@ public:
     // The target: a PE of a map (neither owned). The PE's register set takes what is read back.
     CScriptRunCore(CNetworkDocument& map, CPEPrimitive& target, IScriptAccess& access);
 
+    // The same PE as the map holds it now: a discovery or a map file replaces the map's objects.
+    void SetTarget(CPEPrimitive& target) { m_pTarget = &target; }
+    CPEPrimitive& Target() const { return *m_pTarget; }
+
     // "Script - %s - Target Node %d", with "*" behind the name while modified.
     QString Title() const;
 
@@ -94,7 +98,7 @@ private:
     bool WriteFile(const QString& strPath);
 
     CNetworkDocument& m_map;
-    CPEPrimitive& m_target;
+    CPEPrimitive* m_pTarget;
     IScriptAccess& m_access;
     QString m_strText;
     QString m_strPath; // empty: "Untitled"
