@@ -565,45 +565,6 @@ void CMainFrame::InstallRegisterHandlers()
                ShowRegisterValues();
            }
        });
-    on(eCmdSaveRegisters,
-       [this](const SCommandContext& context)
-       {
-           CPEPrimitive* pPE = m_core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
-           if (!pPE)
-           {
-               return;
-           }
-           const int nExclude = UI().Ask(QStringLiteral("Exclude read-only registers?"),
-                                         QStringLiteral("Save Registers"), true);
-           if (nExclude == eAnswerCancel)
-           {
-               return;
-           }
-           const QString strPath = UI().ChooseFile(
-               true, QStringLiteral("Save Registers"),
-               QStringLiteral(
-                   "CSV File (*.csv)|*.csv|IDT Script File (*.txt)|*.txt|S-Record File (*.sre)|*.sre||"),
-               QString::asprintf("Node %d.csv", pPE->iNodeNumber + 1));
-           if (strPath.isEmpty())
-           {
-               return;
-           }
-           const SRegisterSaveResult result = SaveRegisterValues(m_core.Document(), *pPE, strPath,
-                                                                 eRegFormatInvalid, nExclude == eAnswerYes);
-           if (!result.errors.isEmpty())
-           {
-               // Which registers stood in the way, as the script generator lists its errors.
-               constexpr int kShown = 10;
-               QStringList lines = result.errors.mid(0, kShown);
-               if (result.errors.size() > kShown)
-               {
-                   lines << QStringLiteral("(and %1 more)").arg(result.errors.size() - kShown);
-               }
-               UI().ShowMessage(QString::asprintf("%d errors.\r\n", static_cast<int>(result.errors.size())) +
-                                    lines.join(QStringLiteral("\r\n")),
-                                QStringLiteral("Errors"), EMessageKind::Error);
-           }
-       });
 }
 
 void CMainFrame::OnMapChanged()

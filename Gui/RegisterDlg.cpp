@@ -716,6 +716,11 @@ void CRegisterDlg::SetScriptEditorOpener(ScriptEditorOpener opener)
     InstalledOpener() = std::move(opener);
 }
 
+const CRegisterDlg::ScriptEditorOpener& CRegisterDlg::InstalledScriptEditorOpener()
+{
+    return InstalledOpener();
+}
+
 void CRegisterDlg::BuildMenus()
 {
     auto targetAction = [this](QMenu* pMenu, const QString& strText, auto slot)
@@ -1115,7 +1120,7 @@ void CRegisterDlg::StopRecording()
     UI().ShowMessage(strText, QStringLiteral("Transaction Log"), EMessageKind::Information);
     if (InstalledOpener())
     {
-        InstalledOpener()(this, strText);
+        InstalledOpener()(this, m_Items.empty() ? nullptr : m_Items.front().pPE, strText);
     }
 }
 

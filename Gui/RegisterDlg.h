@@ -181,9 +181,12 @@ public:
     QScrollArea* ScrollArea() const { return m_pScroll; }
     QAction* BaseAction(int eBase) const;
 
-    // Opens the simple-script editor on a recorded text; installed by the window that has one.
-    using ScriptEditorOpener = std::function<void(QWidget* pParent, const QString& strScript)>;
+    // Opens the simple-script window on a recorded text, aimed at the PE the editor shows (its
+    // first register's); installed by the window that has one.
+    using ScriptEditorOpener =
+        std::function<void(QWidget* pParent, CPEPrimitive* pPE, const QString& strScript)>;
     static void SetScriptEditorOpener(ScriptEditorOpener opener);
+    static const ScriptEditorOpener& InstalledScriptEditorOpener();
 
 signals:
     // Register values of the map were read, written or edited here.

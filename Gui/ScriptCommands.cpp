@@ -2,6 +2,7 @@
 
 #include "MainFrameCore.h"
 #include "NetInitScriptGenDlg.h"
+#include "RegisterDlg.h"
 #include "ScriptRunDlg.h"
 
 #include <QCloseEvent>
@@ -42,11 +43,32 @@ CPEPrimitive* CommandPE(CMainFrameCore& core, const SCommandContext& context)
     CPEPrimitive* pPE = core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
     return pPE && !pPE->bDeleted ? pPE : nullptr;
 }
+// Opens the script window on a PE, with a text or empty; values it reads back are kept with the
+// map and shown by the browser.
+void OpenScriptOf(CMainFrameCore& core, QWidget* pParent, CPEPrimitive& pe, const QString& strText)
+{
+    CScriptRunDlg* pWindow = OpenScriptWindow(pParent, core.Document(), pe, strText);
+    QObject::connect(pWindow, &CScriptRunDlg::registersChanged, pParent,
+                     [&core](int)
+                     {
+                         core.SetModified();
+                         core.NotifyMap();
+                     });
+}
 } // namespace
 
 void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
 {
     pParent->installEventFilter(new CScriptWindowCloser(pParent));
+    // What the register editor records opens here as a script of its PE, ready to run again.
+    CRegisterDlg::SetScriptEditorOpener(
+        [&core, pParent](QWidget*, CPEPrimitive* pPE, const QString& strScript)
+        {
+            if (pPE && !pPE->bDeleted)
+            {
+                OpenScriptOf(core, pParent, *pPE, strScript);
+            }
+        });
     core.SetCommandHandler(eCmdRunScript,
                            [&core, pParent](const SCommandContext& context)
                            {
@@ -55,14 +77,7 @@ void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
                                {
                                    return;
                                }
-                               CScriptRunDlg* pWindow = OpenScriptWindow(pParent, core.Document(), *pPE);
-                               // Values read back are kept with the map and shown by the browser.
-                               QObject::connect(pWindow, &CScriptRunDlg::registersChanged, pParent,
-                                                [&core](int)
-                                                {
-                                                    core.SetModified();
-                                                    core.NotifyMap();
-                                                });
+                               OpenScriptOf(core, pParent, *pPE, QString());
                            });
     core.SetCommandHandler(eCmdCreateInitScript,
                            [&core, pParent](const SCommandContext&)

@@ -543,14 +543,20 @@ TEST_F(RegisterEditorTest, RecordingKeepsMaintenanceWritesWithOneHeaderPerTarget
     EXPECT_EQ(QStringList{strRecorded}, m_pUI->messages);
     // The script editor gets it too, once there is one.
     QString strHanded;
-    CRegisterDlg::SetScriptEditorOpener([&strHanded](QWidget*, const QString& strScript)
-                                        { strHanded = strScript; });
+    const CPEPrimitive* pHandedPE = nullptr;
+    CRegisterDlg::SetScriptEditorOpener(
+        [&strHanded, &pHandedPE](QWidget*, CPEPrimitive* pPE, const QString& strScript)
+        {
+            strHanded = strScript;
+            pHandedPE = pPE;
+        });
     pDialog->StartRecording();
     EditField(*pDialog, 1, 3, QStringLiteral("12h"));
     pDialog->StopRecording();
     CRegisterDlg::SetScriptEditorOpener(nullptr);
     EXPECT_EQ("// The following commands were recorded for DestID FFFFFFFFh, HopCount 0\r\nw 6C BEEF0012\r\n",
               strHanded.toStdString());
+    EXPECT_EQ(pDialog->Items().front().pPE, pHandedPE);
     // A recording with nothing in it shows nothing.
     m_pUI->messages.clear();
     pDialog->StartRecording();
@@ -880,39 +886,12 @@ TEST_F(RegisterEditorTest, FindNextWalksTheTreeAndKeepsItsOptionsAndHistory)
     EXPECT_EQ(11, CFindRegisterDlg(&browser).SearchCombo()->count());
 }
 
-TEST_F(RegisterEditorTest, SaveAndLoadRegistersOfAPE)
+// Saving goes through the register-values window, tested with the script windows.
+TEST_F(RegisterEditorTest, LoadRegistersWarnsThenWritesTheFileToThePE)
 {
     SCommandContext host;
     host.iNode = kHost;
     const QString strDir = QString::fromStdString(nvtest::ProcessTempDir());
-
-    // Without values nothing is saved, and the errors say which registers stand in the way.
-    m_pUI->answers = {eAnswerNo};
-    m_pUI->texts = {strDir + "/host.csv"};
-    m_pFrame->RunCommand(eCmdSaveRegisters, host);
-    EXPECT_EQ(QStringList{"Save Registers"}, m_pUI->choices);
-    ASSERT_EQ(2, m_pUI->messages.size());
-    EXPECT_EQ("Register values cannot be saved.  Correct errors and try again.",
-              m_pUI->messages[0].toStdString());
-    EXPECT_TRUE(
-        m_pUI->messages[1].startsWith("3 errors.\r\nUnable to initialize register 'Device Identity CAR'"))
-        << m_pUI->messages[1].toStdString();
-    EXPECT_FALSE(QFile::exists(strDir + "/host.csv"));
-
-    // With every value read the file holds them, read-only ones left out when asked.
-    m_pTransport->MaintWrite(kHostID, 0, 0x6C, 0x0BADCAFE);
-    CRegisterDlg dialog(Document());
-    dialog.AddRegisters(PE(kHost), QStringLiteral("Test Registers"), -1, eTOCRegister);
-    dialog.AddRegisters(PE(kHost), QStringLiteral("Byte Registers"), -1, eTOCRegister, -1, false);
-    m_pUI->messages.clear();
-    m_pUI->choices.clear();
-    m_pUI->answers = {eAnswerYes};
-    m_pUI->texts = {strDir + "/host.csv"};
-    m_pFrame->RunCommand(eCmdSaveRegisters, host);
-    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join('|').toStdString();
-    const uint32_t ulSmallID = PE(kHost).SavedRegisters.Find(0x60)->uValue;
-    EXPECT_EQ(QString::asprintf("00006C,0BADCAFE\r\n000060,%08X\r\n", ulSmallID).toStdString(),
-              nvtest::ReadFile((strDir + "/host.csv").toStdString()));
 
     // Loading warns first; No ends it before any file is asked for.
     QFile file(strDir + "/load.csv");

@@ -7,6 +7,7 @@
 #include "Discovery.h"
 #include "MainFrame.h"
 #include "NetInitScriptGenDlg.h"
+#include "RegisterDlg.h"
 #include "RegisterValueFile.h"
 #include "RouteGeneration.h"
 #include "ScriptEditorDlg.h"
@@ -618,5 +619,26 @@ TEST_F(ScriptWindowsTest, TheFramesCommandsOpenTheWindows)
     QTimer::singleShot(0, &frame, closeModal);
     frame.RunCommand(eCmdSaveRegisters, context);
     EXPECT_EQ((QStringList{"Network Initialization Script Generator", "Save Register Values"}), titles);
+
+    // What the register editor records, once stopped, opens as an unsaved script of its PE.
+    for (CScriptRunDlg* pWindow : frame.findChildren<CScriptRunDlg*>())
+    {
+        delete pWindow;
+    }
+    const CRegisterDlg::ScriptEditorOpener& opener = CRegisterDlg::InstalledScriptEditorOpener();
+    ASSERT_TRUE(static_cast<bool>(opener));
+    const QString strRecorded =
+        QStringLiteral("// The following commands were recorded for DestID FFh, HopCount 0\r\nw 6C 1\r\n");
+    opener(&frame, document.ActivePEs.GetByNodeNumber(0), strRecorded);
+    windows = frame.findChildren<CScriptRunDlg*>();
+    ASSERT_EQ(1, windows.size());
+    EXPECT_EQ(strRecorded.toStdString(), windows[0]
+                                             ->ScriptPane()
+                                             ->toPlainText()
+                                             .replace(QLatin1Char('\n'), QStringLiteral("\r\n"))
+                                             .toStdString());
+    EXPECT_TRUE(windows[0]->windowTitle().endsWith(QStringLiteral("Target Node 1")));
+    ui.answers = {eAnswerNo};
+    delete windows[0];
 }
 } // namespace
