@@ -87,10 +87,12 @@ void CChildView::Rebuild()
     }
     // The map point in the middle of the window stays there when the map area changes size.
     const QPointF centre = mapToScene(viewport()->rect().center());
-    {
-        const QSignalBlocker block(m_pScene);
-        m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
-    }
+    // The items take their selection from the document, which must not hear it back while they
+    // are made. The scene's other signals go out: its index and the scroll bars follow the new
+    // scene rectangle by them.
+    m_bRebuilding = true;
+    m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
+    m_bRebuilding = false;
     if ((bNewMap || m_bFitPending || m_bFitted) && m_pScene->NodeCount() > 0)
     {
         ZoomToFit();
@@ -116,6 +118,10 @@ void CChildView::SetHideNulls(bool bHide)
 
 void CChildView::SyncSelection()
 {
+    if (m_bRebuilding)
+    {
+        return;
+    }
     CNetworkDocument& document = m_core.Document();
     document.SelectedNodes.clear();
     document.SelectedEdges.clear();

@@ -88,6 +88,20 @@ QSizeF LinkLabelSize(const QString& strText)
 
 bool g_bPrinting = false;
 
+// The depth of the scene's index: leaves of some tens of items. The index's own choice, a leaf
+// per item, is too fine for a map: a long link lies in every leaf its box crosses, and a view of
+// the whole map then walks tens of thousands of leaves for every frame.
+int IndexDepth(int nItems)
+{
+    constexpr int kItemsPerLeaf = 32;
+    int iDepth = 4;
+    while (iDepth < 12 && (nItems >> iDepth) > kItemsPerLeaf)
+    {
+        ++iDepth;
+    }
+    return iDepth;
+}
+
 // The part of a line inside a rectangle (Liang and Barsky), or false when none is. A long link
 // seen close up is cut to the window before it is stroked, which is much the cheaper.
 bool ClipLine(QLineF* pLine, const QRectF& rect)
@@ -884,6 +898,7 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
     m_DrawnRect = itemsBoundingRect().adjusted(-20, -20, 20, 20);
     m_MapRect = mapSize.united(m_DrawnRect);
     setSceneRect(m_MapRect);
+    setBspTreeDepth(IndexDepth(static_cast<int>(m_Nodes.size() + m_Edges.size())));
 }
 
 void CMapScene::SetBatchedLinks(bool bBatched)
