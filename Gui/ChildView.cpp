@@ -53,7 +53,6 @@ CChildView::CChildView(CMainFrameCore& core, QWidget* pParent)
     // Scroll bars that come and go would change the room a fit was made for.
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    setBackgroundBrush(Qt::white);
     m_Options = SMapOptions::Load(false);
     m_bHideNulls = GetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), 0u) != 0;
     connect(m_pScene, &QGraphicsScene::selectionChanged, this, &CChildView::SyncSelection);
@@ -325,18 +324,16 @@ void CChildView::ZoomAt(qreal dFactor, const QPoint& at)
     const QPointF fixed = mapToScene(at);
     const ViewportAnchor eAnchor = transformationAnchor();
     setTransformationAnchor(NoAnchor);
+    // The whole window is drawn anew at the new zoom: moving the old picture along with the scroll
+    // bars first would be wasted work.
+    const ViewportUpdateMode eUpdate = viewportUpdateMode();
+    setViewportUpdateMode(FullViewportUpdate);
     scale(dTarget / Zoom(), dTarget / Zoom());
     const QPointF moved = mapFromScene(fixed) - QPointF(at);
     horizontalScrollBar()->setValue(horizontalScrollBar()->value() + qRound(moved.x()));
     verticalScrollBar()->setValue(verticalScrollBar()->value() + qRound(moved.y()));
+    setViewportUpdateMode(eUpdate);
     setTransformationAnchor(eAnchor);
-}
-
-void CChildView::paintEvent(QPaintEvent* pEvent)
-{
-    // Whatever changed the zoom, the drawing follows it before it is painted.
-    m_pScene->SetFarView(Zoom() < CMapScene::kFarDetail);
-    QGraphicsView::paintEvent(pEvent);
 }
 
 void CChildView::showEvent(QShowEvent* pEvent)

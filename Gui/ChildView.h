@@ -80,7 +80,6 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* pEvent) override;
     void resizeEvent(QResizeEvent* pEvent) override;
     void showEvent(QShowEvent* pEvent) override;
-    void paintEvent(QPaintEvent* pEvent) override;
 
 private:
     void SyncSelection();

@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <string>
@@ -173,9 +174,11 @@ void FullFrame(CChildView& view)
 
 // Per frame: the share of the map area repainted, and frames that painted nothing (which would
 // make the times meaningless).
-void CountPaints(benchmark::State& state, double dPixelsBefore, int iStepsWithoutPaint)
+void CountPaints(benchmark::State& state, double dPixelsBefore, int iStepsWithoutPaint, int nPaintsBefore)
 {
     const QSize size = Window().view->viewport()->size();
+    state.counters["paints"] =
+        double(Window().counter.m_nPaints - nPaintsBefore) / double(state.iterations());
     state.counters["repainted"] = (Window().counter.m_dPixels - dPixelsBefore) /
                                   (static_cast<double>(size.width()) * size.height() * state.iterations());
     state.counters["unpainted"] = iStepsWithoutPaint;
@@ -199,13 +202,14 @@ void BM_FrameWholeMap(benchmark::State& state)
     view.ZoomToFit();
     FullFrame(view);
     const double dPixels = Window().counter.m_dPixels;
+    const int nPaints = Window().counter.m_nPaints;
     int nUnpainted = 0;
     for (auto _ : state)
     {
         view.viewport()->update();
         nUnpainted += Settle() ? 0 : 1;
     }
-    CountPaints(state, dPixels, nUnpainted);
+    CountPaints(state, dPixels, nUnpainted, nPaints);
     view.MapScene()->SetBatchedLinks(true);
 }
 
@@ -225,6 +229,7 @@ void BM_FramePanning(benchmark::State& state)
     const int iTo = std::min(bar.maximum(), bar.value() + 1000);
     int iStep = 40;
     const double dPixels = Window().counter.m_dPixels;
+    const int nPaints = Window().counter.m_nPaints;
     int nUnpainted = 0;
     for (auto _ : state)
     {
@@ -239,7 +244,16 @@ void BM_FramePanning(benchmark::State& state)
         }
         nUnpainted += Settle() ? 0 : 1;
     }
-    CountPaints(state, dPixels, nUnpainted);
+    CountPaints(state, dPixels, nUnpainted, nPaints);
+}
+
+// The time the interface thread has run, in milliseconds: steadier than the wall clock on a busy
+// machine.
+double ThreadCpuMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
 }
 
 // By batched links or not, zoom level reached (in thousandths) and direction: the time of the
@@ -249,8 +263,8 @@ std::map<std::tuple<bool, int, bool>, std::pair<double, int>> g_ZoomSteps;
 // The wheel notches by the zoom they reached: where the drawing is slowest.
 void PrintZoomSteps()
 {
-    std::printf("\nwheel notch by the zoom it reaches (ms, wall):\n%8s %10s %10s %12s %12s\n", "zoom %", "in",
-                "out", "in, 1/link", "out, 1/link");
+    std::printf("\nwheel notch by the zoom it reaches (ms of cpu):\n%8s %10s %10s %12s %12s\n", "zoom %",
+                "in", "out", "in, 1/link", "out, 1/link");
     std::map<int, std::array<double, 4>> rows;
     for (const auto& [key, value] : g_ZoomSteps)
     {
@@ -289,6 +303,7 @@ void BM_FrameZooming(benchmark::State& state)
     const QPointF at = QRectF(viewport.rect()).center();
     int iNotch = 120;
     const double dPixels = Window().counter.m_dPixels;
+    const int nPaints = Window().counter.m_nPaints;
     int nUnpainted = 0;
     for (auto _ : state)
     {
@@ -296,18 +311,17 @@ void BM_FrameZooming(benchmark::State& state)
         {
             iNotch = -iNotch;
         }
-        QElapsedTimer step;
-        step.start();
+        const double dCpuFrom = ThreadCpuMs();
         QWheelEvent wheel(at, viewport.mapToGlobal(at), QPoint(), QPoint(0, iNotch), Qt::NoButton,
                           Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(&viewport, &wheel);
         nUnpainted += Settle() ? 0 : 1;
         auto& [dTotal, nSteps] =
             g_ZoomSteps[std::tuple(state.range(0) != 0, qRound(view.Zoom() * 1000), iNotch > 0)];
-        dTotal += step.nsecsElapsed() / 1e6;
+        dTotal += ThreadCpuMs() - dCpuFrom;
         ++nSteps;
     }
-    CountPaints(state, dPixels, nUnpainted);
+    CountPaints(state, dPixels, nUnpainted, nPaints);
     view.MapScene()->SetBatchedLinks(true);
 }
 
@@ -372,6 +386,28 @@ public:
 private:
     std::map<std::string, std::pair<double, double>> m_Times;
 };
+
+// The window as drawn, whole and at a few zooms about the middle of the map.
+void SaveFrames(const QString& strDirectory)
+{
+    CChildView& view = *Window().view;
+    for (const int iZoom : {0, 15, 30, 60, 100, 150})
+    {
+        view.ZoomToFit();
+        if (iZoom > 0)
+        {
+            view.ZoomBy(iZoom / 100.0 / view.Zoom());
+            view.centerOn(view.MapScene()->DrawnRect().center());
+        }
+        FullFrame(view);
+        const QString strPath =
+            QStringLiteral("%1/map-%2.png").arg(strDirectory).arg(iZoom, 3, 10, QLatin1Char('0'));
+        QImage image(view.viewport()->size(), QImage::Format_RGB32);
+        view.viewport()->render(&image);
+        image.save(strPath);
+        std::printf("saved %s\n", qPrintable(strPath));
+    }
+}
 
 // The layout of the whole map: neato on a worker thread, while a 10 ms timer on the interface
 // thread counts how long it ever had to wait.
@@ -443,7 +479,8 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     QApplication application(argc, argv);
-    // --no-layout leaves the layout out, for profiling the frames alone.
+    // --no-layout leaves the layout out, for profiling the frames alone; --frames DIR saves the
+    // window as drawn at a few zooms, to look at.
     const auto noLayout = std::find(argv + 1, argv + argc, std::string_view("--no-layout"));
     const bool bLayout = noLayout == argv + argc;
     if (!bLayout)
@@ -451,11 +488,23 @@ int main(int argc, char** argv)
         std::rotate(noLayout, noLayout + 1, argv + argc);
         --argc;
     }
+    QString strFrames;
+    const auto frames = std::find(argv + 1, argv + argc, std::string_view("--frames"));
+    if (frames + 1 < argv + argc)
+    {
+        strFrames = QString::fromLocal8Bit(frames[1]);
+        std::rotate(frames, frames + 2, argv + argc);
+        argc -= 2;
+    }
     benchmark::Initialize(&argc, argv);
     CReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.Summary();
     PrintZoomSteps();
+    if (!strFrames.isEmpty())
+    {
+        SaveFrames(strFrames);
+    }
     if (bLayout)
     {
         MeasureLayout();

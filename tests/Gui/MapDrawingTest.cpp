@@ -62,3 +62,23 @@ TEST_F(MapDrawingTest, AnEditThatGrowsTheMapCanBeScrolledTo)
         << at.x() << "," << at.y() << " horizontal bar up to " << View().horizontalScrollBar()->maximum();
 }
 } // namespace
+
+namespace
+{
+TEST_F(MapDrawingTest, ZoomingFarOutAndBackKeepsTheSelectedLinks)
+{
+    CMapScene& scene = *View().MapScene();
+    ASSERT_EQ(2u, scene.Edges().size());
+    CEdgeItem* pLink = scene.Edges()[0];
+    pLink->setSelected(true);
+    ASSERT_EQ(1u, Document().SelectedEdges.size());
+    // Out to where links are hairlines drawn together, painted, and back in.
+    View().ZoomBy(0.05 / View().Zoom());
+    View().viewport()->repaint();
+    View().ZoomBy(1.0 / View().Zoom());
+    View().viewport()->repaint();
+    EXPECT_TRUE(pLink->isSelected());
+    ASSERT_EQ(1u, Document().SelectedEdges.size());
+    EXPECT_EQ(pLink->Object()->uUniqueID, Document().SelectedEdges[0].uUniqueID);
+}
+} // namespace
