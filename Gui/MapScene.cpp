@@ -11,6 +11,7 @@
 #include <QPainterPathStroker>
 #include <QStyleOptionGraphicsItem>
 #include <QSvgRenderer>
+#include <QTextLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -417,6 +418,26 @@ private:
 };
 } // namespace
 
+CTextLine::CTextLine(const QString& strText, const QFont& font)
+{
+    QTextLayout layout(strText, font);
+    layout.setCacheEnabled(true);
+    layout.beginLayout();
+    QTextLine line = layout.createLine();
+    line.setNumColumns(static_cast<int>(strText.size()));
+    layout.endLayout();
+    m_Runs = layout.glyphRuns();
+    m_Size = QSizeF(line.naturalTextWidth(), line.height());
+}
+
+void CTextLine::Draw(QPainter* pPainter, const QPointF& topLeft) const
+{
+    for (const QGlyphRun& run : m_Runs)
+    {
+        pPainter->drawGlyphRun(topLeft, run);
+    }
+}
+
 QString CIconCache::Resolve(const QString& strPath)
 {
     if (!strPath.isEmpty() && QFileInfo(strPath).isFile())
@@ -562,11 +583,7 @@ CNodeItem::CNodeItem(CDrawPrimitive* pObject, const QString& strNormal, const QS
     m_Mark = CIconCache::Mark(strNormal);
     for (const QString& strLine : m_Lines)
     {
-        QStaticText text(strLine);
-        text.setTextFormat(Qt::PlainText);
-        text.setPerformanceHint(QStaticText::AggressiveCaching);
-        text.prepare(QTransform(), MapFont(kNodeFontPixels));
-        m_Texts.push_back(text);
+        m_Texts.emplace_back(strLine, NodeFont());
     }
     if (!m_Lines.isEmpty())
     {
@@ -667,12 +684,11 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     pPainter->setPen(Qt::NoPen);
     pPainter->setBrush(Qt::white);
     pPainter->drawRect(m_Label);
-    pPainter->setFont(NodeFont());
     pPainter->setPen(Qt::black);
     qreal dY = m_Label.top();
-    for (const QStaticText& text : m_Texts)
+    for (const CTextLine& text : m_Texts)
     {
-        pPainter->drawStaticText(QPointF(-text.size().width() / 2, dY), text);
+        text.Draw(pPainter, QPointF(-text.Size().width() / 2, dY));
         dY += kLineHeight;
     }
 }
@@ -706,10 +722,7 @@ CEdgeItem::CEdgeItem(CDrawPrimitive* pObject, CNodeItem* pStart, CNodeItem* pEnd
         if (!label.strText.isEmpty())
         {
             label.size = LinkLabelSize(label.strText);
-            label.text.setText(label.strText);
-            label.text.setTextFormat(Qt::PlainText);
-            label.text.setPerformanceHint(QStaticText::AggressiveCaching);
-            label.text.prepare(QTransform(), MapFont(kLinkFontPixels));
+            label.text = CTextLine(label.strText, LinkFont());
         }
     }
     pStart->AddEdge(this);
@@ -974,7 +987,7 @@ void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& l
     }
     // The labels over all the lines, so that no link crosses another's label.
     QList<QRectF> boxes;
-    std::vector<std::pair<QPointF, const QStaticText*>> texts;
+    std::vector<std::pair<QPointF, const CTextLine*>> texts;
     for (const CEdgeItem* pEdge : labelled)
     {
         for (int iEnd : {0, 1})
@@ -985,8 +998,8 @@ void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& l
                 continue;
             }
             boxes.push_back(box);
-            const QStaticText& text = pEdge->m_Labels[static_cast<size_t>(iEnd)].text;
-            texts.emplace_back(box.center() - QPointF(text.size().width(), text.size().height()) / 2, &text);
+            const CTextLine& text = pEdge->m_Labels[static_cast<size_t>(iEnd)].text;
+            texts.emplace_back(box.center() - QPointF(text.Size().width(), text.Size().height()) / 2, &text);
         }
     }
     if (boxes.isEmpty())
@@ -997,10 +1010,9 @@ void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& l
     pPainter->setBrush(Qt::white);
     pPainter->drawRects(boxes);
     pPainter->setPen(Qt::black);
-    pPainter->setFont(LinkFont());
     for (const auto& [at, pText] : texts)
     {
-        pPainter->drawStaticText(at, *pText);
+        pText->Draw(pPainter, at);
     }
 }
 

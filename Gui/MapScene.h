@@ -10,11 +10,11 @@
 #include "AutoLayout.h"
 #include "MapOptions.h"
 
+#include <QGlyphRun>
 #include <QGraphicsItem>
 #include <QGraphicsScene>
 #include <QHash>
 #include <QPixmap>
-#include <QStaticText>
 
 #include <array>
 #include <cstdint>
@@ -58,6 +58,22 @@ enum EMapItemType
 {
     eItemNode = QGraphicsItem::UserType + 1,
     eItemEdge = QGraphicsItem::UserType + 2,
+};
+
+// A line of text laid out once, into glyphs at their places: drawn at any zoom without being laid
+// out again, which a zoom would otherwise ask of every label in view.
+class CTextLine
+{
+public:
+    CTextLine() = default;
+    CTextLine(const QString& strText, const QFont& font);
+    QSizeF Size() const { return m_Size; }
+    // Draws the line with its box's top left corner at a point, in the painter's pen.
+    void Draw(QPainter* pPainter, const QPointF& topLeft) const;
+
+private:
+    QList<QGlyphRun> m_Runs;
+    QSizeF m_Size;
 };
 
 // What a frame reads of each link and each node far out, kept by the scene side by side in memory:
@@ -118,7 +134,7 @@ private:
     QString m_strNormal;
     QString m_strSelected;
     QStringList m_Lines;
-    std::vector<QStaticText> m_Texts;
+    std::vector<CTextLine> m_Texts;
     QRectF m_Label; // item coordinates
     QRectF m_Bounds;
     std::vector<CEdgeItem*> m_Edges;
@@ -173,7 +189,7 @@ private:
     struct SLabel
     {
         QString strText;
-        QStaticText text;
+        CTextLine text;
         QSizeF size;
         QPointF at; // centre, in scene coordinates
     };
