@@ -150,11 +150,11 @@ bool ClipLine(QLineF* pLine, const QRectF& rect)
     return true;
 }
 
-// The pixels of the image a painter paints, for setting opaque pixels straight into them: far out
-// the links of a large map are some hundred thousand pixels and its nodes thousands of small
-// squares, and the painter's general drawing costs many times what setting them does. Only for a
-// plain 32-bit image painted without a clip of its own, transparency or rotation; otherwise it
-// isn't valid and the painter draws.
+// The pixels of the image a painter paints, for setting opaque lines and squares straight into
+// them: far out the links of a large map are some hundred thousand pixels and its nodes thousands
+// of small squares, close in the links are smoothed bands, and the painter's general drawing costs
+// many times what setting them does. Only for a plain 32-bit image painted without a clip of its
+// own, transparency or rotation; otherwise it isn't valid and the painter draws.
 class CPixelTarget
 {
 public:
@@ -209,6 +209,80 @@ public:
         return true;
     }
 
+    // A line some pixels wide with smoothed edges, its ends carried on by half the width: in each
+    // column (or row, for a steep line) a pixel takes the colour by the share of it that the
+    // line's band covers. False, and nothing drawn, when it can't be drawn so.
+    bool SmoothLine(const QLineF& line, qreal dWidth, QRgb rgb)
+    {
+        constexpr qreal kLimit = 1 << 28;
+        QPointF from = m_Transform.map(line.p1());
+        QPointF to = m_Transform.map(line.p2());
+        if (!(std::abs(from.x()) < kLimit && std::abs(from.y()) < kLimit && std::abs(to.x()) < kLimit &&
+              std::abs(to.y()) < kLimit) ||
+            m_Transform.m11() != m_Transform.m22())
+        {
+            return false;
+        }
+        const bool bXMajor = std::abs(to.x() - from.x()) >= std::abs(to.y() - from.y());
+        qreal dMajorFrom = bXMajor ? from.x() : from.y();
+        qreal dMajorTo = bXMajor ? to.x() : to.y();
+        qreal dMinorFrom = bXMajor ? from.y() : from.x();
+        qreal dMinorTo = bXMajor ? to.y() : to.x();
+        if (dMajorTo < dMajorFrom)
+        {
+            std::swap(dMajorFrom, dMajorTo);
+            std::swap(dMinorFrom, dMinorTo);
+        }
+        const qreal dLength = dMajorTo - dMajorFrom;
+        if (dLength < 1e-6)
+        {
+            return false;
+        }
+        const qreal dSlope = (dMinorTo - dMinorFrom) / dLength;
+        const qreal dSecant = std::sqrt(1 + dSlope * dSlope);
+        // Across the major axis the band is wider than the line by the secant of its angle.
+        const qreal dHalf = dWidth * dSecant / 2;
+        const qreal dCap = dWidth / dSecant / 2;
+        const int iFirst = static_cast<int>(std::ceil(dMajorFrom - dCap - 0.5));
+        const int iLast = static_cast<int>(std::floor(dMajorTo + dCap - 0.5));
+        const qsizetype iRow = m_iStride / qsizetype(sizeof(QRgb));
+        auto* pPixels = reinterpret_cast<QRgb*>(m_pBits);
+        for (const QRect& clip : m_Clip)
+        {
+            int iFrom = std::max(iFirst, bXMajor ? clip.left() : clip.top());
+            int iTo = std::min(iLast, bXMajor ? clip.right() : clip.bottom());
+            const int iMinorLow = bXMajor ? clip.top() : clip.left();
+            const int iMinorHigh = bXMajor ? clip.bottom() : clip.right();
+            // Only where the band reaches into the clip's rows (or columns), with a step to spare.
+            if (dSlope != 0)
+            {
+                qreal dEnter = (iMinorLow - dHalf - dMinorFrom) / dSlope + dMajorFrom - 0.5;
+                qreal dLeave = (iMinorHigh + 1 + dHalf - dMinorFrom) / dSlope + dMajorFrom - 0.5;
+                if (dEnter > dLeave)
+                {
+                    std::swap(dEnter, dLeave);
+                }
+                iFrom = std::max<qreal>(iFrom, std::floor(std::max<qreal>(dEnter, iFrom - 1.0)) - 1);
+                iTo = std::min<qreal>(iTo, std::ceil(std::min<qreal>(dLeave, iTo + 1.0)) + 1);
+            }
+            for (int i = iFrom; i <= iTo; ++i)
+            {
+                const qreal dCentre = dMinorFrom + dSlope * (i + 0.5 - dMajorFrom);
+                const qreal dLow = dCentre - dHalf;
+                const qreal dHigh = dCentre + dHalf;
+                const int jFrom = std::max(static_cast<int>(std::floor(dLow)), iMinorLow);
+                const int jTo = std::min(static_cast<int>(std::floor(dHigh)), iMinorHigh);
+                for (int j = jFrom; j <= jTo; ++j)
+                {
+                    const qreal dCover = std::min<qreal>(dHigh, j + 1) - std::max<qreal>(dLow, j);
+                    QRgb& pixel = pPixels[(bXMajor ? j : i) * iRow + (bXMajor ? i : j)];
+                    pixel = Blend(pixel, rgb, static_cast<int>(dCover * 256));
+                }
+            }
+        }
+        return true;
+    }
+
     // The pixels whose centres lie in a rectangle of the scene, or the one under its middle when
     // it is smaller than that.
     bool Fill(const QRectF& rect, QRgb rgb)
@@ -242,6 +316,29 @@ public:
     }
 
 private:
+    // An opaque colour over a pixel by a share in 256ths.
+    static QRgb Blend(QRgb pixel, QRgb rgb, int iShare)
+    {
+        if (iShare >= 256)
+        {
+            return 0xFF000000u | rgb;
+        }
+        if (iShare <= 0)
+        {
+            return pixel;
+        }
+        // Two channels at a time, each in a half of a 32-bit word: red and blue, then alpha and
+        // green.
+        const quint32 uShare = static_cast<quint32>(iShare);
+        const quint32 uSource = 0xFF000000u | rgb;
+        const quint32 uRedBlue =
+            (((uSource & 0xFF00FFu) * uShare + (pixel & 0xFF00FFu) * (256 - uShare)) >> 8) & 0xFF00FFu;
+        const quint32 uAlphaGreen =
+            ((((uSource >> 8) & 0xFF00FFu) * uShare + ((pixel >> 8) & 0xFF00FFu) * (256 - uShare)) >> 8) &
+            0xFF00FFu;
+        return uRedBlue | (uAlphaGreen << 8);
+    }
+
     bool Pixel(const QPointF& point, QPoint* pPixel) const
     {
         constexpr qreal kLimit = 1 << 28;
@@ -909,9 +1006,11 @@ void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& l
     const qreal dDetail = QStyleOptionGraphicsItem::levelOfDetailFromTransform(pPainter->worldTransform());
     const bool bSmooth = dDetail >= kSmoothLineDetail;
     const QRectF exposed = rect.adjusted(-4, -4, 4, 4);
-    // Far out, the plain hairlines go straight into the image's pixels where they can.
+    // The straight lines go straight into the image's pixels where they can: hairlines far out,
+    // smoothed bands close in.
     CPixelTarget pixels(pPainter);
-    const bool bPixels = !bSmooth && pixels.IsValid();
+    const bool bPixels = pixels.IsValid();
+    const qreal dScale = pPainter->deviceTransform().m11();
     // The rest of the links in view by colour, selected ones apart to go on top: a few calls
     // draw them all.
     struct SBatch
@@ -937,7 +1036,9 @@ void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& l
         const bool bSelected = link.bSelected && !g_bPrinting;
         const QRgb rgb = bSelected ? kSelectedLink : link.rgb;
         const bool bStraight = link.bStraight;
-        if (bStraight && bPixels && !bSelected && pixels.Line(link.line, rgb))
+        if (bStraight && bPixels &&
+            (bSmooth ? pixels.SmoothLine(link.line, (bSelected ? 3 : 2) * dScale, rgb)
+                     : !bSelected && pixels.Line(link.line, rgb)))
         {
             continue;
         }

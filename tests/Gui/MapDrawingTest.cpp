@@ -246,13 +246,38 @@ protected:
         RouteEdges(*document.pCurrentNodes, *document.pCurrentEdges);
         View().Rebuild();
     }
+    // As after scrolling: strips of the window painted one at a time, each on its own, give the
+    // same pixels as the window painted whole.
+    void ExpectPiecesMatchWhole();
+    // The links drawn into a 32-bit image, which takes them straight into its pixels, lie where
+    // the painter draws them into a 24-bit one.
+    void ExpectPixelsMatchPainter();
 };
 
-TEST_F(MapDrawingPixelsTest, FarOutAWindowPaintedInPiecesEqualsItPaintedWhole)
+// Far out, where links are hairlines, and close in, where they are smoothed bands.
+TEST_F(MapDrawingPixelsTest, AWindowPaintedInPiecesEqualsItPaintedWhole)
 {
-    ShowAt(0.22, QPointF(2000, 2000));
+    for (const qreal dZoom : {0.22, 1.3})
+    {
+        SCOPED_TRACE(dZoom);
+        ShowAt(dZoom, QPointF(2000, 2000));
+        ExpectPiecesMatchWhole();
+    }
+}
+
+TEST_F(MapDrawingPixelsTest, TheLinksSetIntoThePixelsLieWhereThePainterDrawsThem)
+{
+    for (const qreal dZoom : {0.22, 1.3})
+    {
+        SCOPED_TRACE(dZoom);
+        ShowAt(dZoom, QPointF(2000, 2000));
+        ExpectPixelsMatchPainter();
+    }
+}
+
+void MapDrawingPixelsTest::ExpectPiecesMatchWhole()
+{
     const QImage whole = Painted();
-    // As after scrolling: strips of the window painted one at a time, each on its own.
     QImage pieces(whole.size(), QImage::Format_RGB32);
     pieces.fill(Qt::magenta);
     const int iWidth = whole.width();
@@ -274,9 +299,8 @@ TEST_F(MapDrawingPixelsTest, FarOutAWindowPaintedInPiecesEqualsItPaintedWhole)
     EXPECT_EQ(0, nDifferent);
 }
 
-TEST_F(MapDrawingPixelsTest, FarOutTheLinksSetIntoThePixelsLieWhereThePainterDrawsThem)
+void MapDrawingPixelsTest::ExpectPixelsMatchPainter()
 {
-    ShowAt(0.22, QPointF(2000, 2000));
     // A 32-bit image takes the links straight into its pixels; a 24-bit one has the painter draw.
     const QImage set = Painted(QImage::Format_RGB32);
     const QImage drawn = Painted(QImage::Format_RGB888);
