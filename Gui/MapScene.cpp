@@ -1210,7 +1210,6 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
 {
     clear();
     m_Nodes.clear();
-    m_NodeList.clear();
     m_Edges.clear();
     m_Marks.clear();
     m_Links.clear();
@@ -1296,8 +1295,7 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         pItem->setSelected(node.bSelected && !bPrinting);
         addItem(pItem);
         m_Nodes.insert(node.uUniqueID, pItem);
-        pItem->SetSlot(static_cast<int>(m_NodeList.size()));
-        m_NodeList.push_back(pItem);
+        pItem->SetSlot(static_cast<int>(m_Marks.size()));
         m_Marks.push_back(pItem->Mark());
     }
     // The links under the nodes, as the children of one item: the view then sorts one item for

@@ -260,9 +260,8 @@ private:
     void PlaceLinkLabels();
 
     QHash<uint32_t, CNodeItem*> m_Nodes;
-    std::vector<CNodeItem*> m_NodeList; // the same, in the order made
     std::vector<CEdgeItem*> m_Edges;
-    // What a frame reads, by the items' places in the two lists above.
+    // What a frame reads, by the items' places: the nodes in the order made, the links as above.
     std::vector<SNodeMark> m_Marks;
     std::vector<SLinkDrawing> m_Links;
     QRectF m_MapRect;
