@@ -53,7 +53,6 @@ CChildView::CChildView(CMainFrameCore& core, QWidget* pParent)
     // Scroll bars that come and go would change the room a fit was made for.
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    setBackgroundBrush(Qt::white);
     m_Options = SMapOptions::Load(false);
     m_bHideNulls = GetPreference(QStringLiteral("Preferences"), QStringLiteral("HideNulls"), 0u) != 0;
     connect(m_pScene, &QGraphicsScene::selectionChanged, this, &CChildView::SyncSelection);
@@ -87,10 +86,12 @@ void CChildView::Rebuild()
     }
     // The map point in the middle of the window stays there when the map area changes size.
     const QPointF centre = mapToScene(viewport()->rect().center());
-    {
-        const QSignalBlocker block(m_pScene);
-        m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
-    }
+    // The items take their selection from the document, which must not hear it back while they
+    // are made. The scene's other signals go out: its index and the scroll bars follow the new
+    // scene rectangle by them.
+    m_bRebuilding = true;
+    m_pScene->Build(m_core.Document(), m_Options, m_bHideNulls);
+    m_bRebuilding = false;
     if ((bNewMap || m_bFitPending || m_bFitted) && m_pScene->NodeCount() > 0)
     {
         ZoomToFit();
@@ -116,6 +117,10 @@ void CChildView::SetHideNulls(bool bHide)
 
 void CChildView::SyncSelection()
 {
+    if (m_bRebuilding)
+    {
+        return;
+    }
     CNetworkDocument& document = m_core.Document();
     document.SelectedNodes.clear();
     document.SelectedEdges.clear();
@@ -319,18 +324,16 @@ void CChildView::ZoomAt(qreal dFactor, const QPoint& at)
     const QPointF fixed = mapToScene(at);
     const ViewportAnchor eAnchor = transformationAnchor();
     setTransformationAnchor(NoAnchor);
+    // The whole window is drawn anew at the new zoom: moving the old picture along with the scroll
+    // bars first would be wasted work.
+    const ViewportUpdateMode eUpdate = viewportUpdateMode();
+    setViewportUpdateMode(FullViewportUpdate);
     scale(dTarget / Zoom(), dTarget / Zoom());
     const QPointF moved = mapFromScene(fixed) - QPointF(at);
     horizontalScrollBar()->setValue(horizontalScrollBar()->value() + qRound(moved.x()));
     verticalScrollBar()->setValue(verticalScrollBar()->value() + qRound(moved.y()));
+    setViewportUpdateMode(eUpdate);
     setTransformationAnchor(eAnchor);
-}
-
-void CChildView::paintEvent(QPaintEvent* pEvent)
-{
-    // Whatever changed the zoom, the drawing follows it before it is painted.
-    m_pScene->SetFarView(Zoom() < CMapScene::kFarDetail);
-    QGraphicsView::paintEvent(pEvent);
 }
 
 void CChildView::showEvent(QShowEvent* pEvent)

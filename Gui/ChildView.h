@@ -80,7 +80,6 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* pEvent) override;
     void resizeEvent(QResizeEvent* pEvent) override;
     void showEvent(QShowEvent* pEvent) override;
-    void paintEvent(QPaintEvent* pEvent) override;
 
 private:
     void SyncSelection();
@@ -91,6 +90,7 @@ private:
     bool m_bHideNulls = false;
     bool m_bFitPending = false; // the next drawing is of a map laid out anew: show it whole
     bool m_bFitted = false;     // the map is shown whole and the person hasn't zoomed since
+    bool m_bRebuilding = false; // the items are being made from the document
     QPointer<QThread> m_pLayoutThread;
     // Selected drawing objects, oldest pick first: whether it is an edge, and its unique ID.
     std::vector<std::pair<bool, uint32_t>> m_SelectionOrder;

@@ -6,10 +6,12 @@
 #include "NetworkDocument.h"
 
 #include <QFileInfo>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QPainterPathStroker>
 #include <QStyleOptionGraphicsItem>
 #include <QSvgRenderer>
+#include <QTextLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -33,6 +35,12 @@ constexpr qreal kEdgeTextDetail = kReadablePixels / kLinkFontPixels;
 // Below this zoom a node is a mark of its icon's colour; below the other a link is a hairline.
 constexpr qreal kIconDetail = CMapScene::kFarDetail;
 constexpr qreal kSmoothLineDetail = 0.8;
+// A selected link, and the mark of a selected node far out.
+constexpr QRgb kSelectedLink = qRgb(0, 90, 200);
+// The view's least size of an item it paints, in pixels: a node's box is at least the icon and its
+// margin a side, and so is below this size only where the node is a mark. (A little below that
+// size at the zoom of marks, for rounding; between, the items paint nothing.)
+constexpr qreal kSkippedNodePixels = (CIconCache::kIconSize + 8) * kIconDetail * 0.99;
 // Distance between parallel links of the same two nodes.
 constexpr qreal kLaneSpacing = 18.0;
 // Step of the search for a free place along a link.
@@ -88,6 +96,20 @@ QSizeF LinkLabelSize(const QString& strText)
 
 bool g_bPrinting = false;
 
+// The depth of the scene's index: leaves of some tens of items. The index's own choice, a leaf
+// per item, is too fine for a map: a long link lies in every leaf its box crosses, and a view of
+// the whole map then walks tens of thousands of leaves for every frame.
+int IndexDepth(int nItems)
+{
+    constexpr int kItemsPerLeaf = 32;
+    int iDepth = 4;
+    while (iDepth < 12 && (nItems >> iDepth) > kItemsPerLeaf)
+    {
+        ++iDepth;
+    }
+    return iDepth;
+}
+
 // The part of a line inside a rectangle (Liang and Barsky), or false when none is. A long link
 // seen close up is cut to the window before it is stroked, which is much the cheaper.
 bool ClipLine(QLineF* pLine, const QRectF& rect)
@@ -127,6 +149,312 @@ bool ClipLine(QLineF* pLine, const QRectF& rect)
     *pLine = QLineF(from + delta * dEnter, from + delta * dLeave);
     return true;
 }
+
+// The pixels of the image a painter paints, for setting opaque lines and squares straight into
+// them: far out the links of a large map are some hundred thousand pixels and its nodes thousands
+// of small squares, close in the links are smoothed bands, and the painter's general drawing costs
+// many times what setting them does. Only for a plain 32-bit image painted without a clip of its
+// own, transparency or rotation; otherwise it isn't valid and the painter draws.
+class CPixelTarget
+{
+public:
+    explicit CPixelTarget(QPainter* pPainter)
+    {
+        QPaintEngine* pEngine = pPainter->paintEngine();
+        if (!pEngine || pEngine->type() != QPaintEngine::Raster || !pEngine->paintDevice() ||
+            pEngine->paintDevice()->devType() != QInternal::Image || pPainter->hasClipping() ||
+            pPainter->opacity() < 1.0 || pPainter->compositionMode() != QPainter::CompositionMode_SourceOver)
+        {
+            return;
+        }
+        auto* pImage = static_cast<QImage*>(pEngine->paintDevice());
+        const QImage::Format eFormat = pImage->format();
+        m_Transform = pPainter->deviceTransform();
+        if ((eFormat != QImage::Format_RGB32 && eFormat != QImage::Format_ARGB32 &&
+             eFormat != QImage::Format_ARGB32_Premultiplied) ||
+            m_Transform.type() > QTransform::TxScale)
+        {
+            return;
+        }
+        // What may be painted, in the image's pixels: the part of the window being repainted.
+        const QRegion clip = pEngine->systemClip();
+        for (const QRect& rect : clip.isEmpty() ? QRegion(pImage->rect()) : clip.intersected(pImage->rect()))
+        {
+            m_Clip.push_back(rect);
+        }
+        m_pBits = pImage->bits();
+        m_iStride = pImage->bytesPerLine();
+    }
+
+    bool IsValid() const { return m_pBits != nullptr; }
+
+    // A one-pixel line between two points of the scene; false, and nothing drawn, when it lies
+    // too far out of the image for the pixel arithmetic.
+    bool Line(const QLineF& line, QRgb rgb)
+    {
+        QPoint from;
+        QPoint to;
+        if (!Pixel(line.p1(), &from) || !Pixel(line.p2(), &to))
+        {
+            return false;
+        }
+        const QRect box = QRect(from, to).normalized();
+        for (const QRect& rect : m_Clip)
+        {
+            if (box.intersects(rect))
+            {
+                LineIn(rect, from, to, 0xFF000000u | rgb);
+            }
+        }
+        return true;
+    }
+
+    // A line some pixels wide with smoothed edges, its ends carried on by half the width: in each
+    // column (or row, for a steep line) a pixel takes the colour by the share of it that the
+    // line's band covers. False, and nothing drawn, when it can't be drawn so.
+    bool SmoothLine(const QLineF& line, qreal dWidth, QRgb rgb)
+    {
+        constexpr qreal kLimit = 1 << 28;
+        QPointF from = m_Transform.map(line.p1());
+        QPointF to = m_Transform.map(line.p2());
+        if (!(std::abs(from.x()) < kLimit && std::abs(from.y()) < kLimit && std::abs(to.x()) < kLimit &&
+              std::abs(to.y()) < kLimit) ||
+            m_Transform.m11() != m_Transform.m22())
+        {
+            return false;
+        }
+        const bool bXMajor = std::abs(to.x() - from.x()) >= std::abs(to.y() - from.y());
+        qreal dMajorFrom = bXMajor ? from.x() : from.y();
+        qreal dMajorTo = bXMajor ? to.x() : to.y();
+        qreal dMinorFrom = bXMajor ? from.y() : from.x();
+        qreal dMinorTo = bXMajor ? to.y() : to.x();
+        if (dMajorTo < dMajorFrom)
+        {
+            std::swap(dMajorFrom, dMajorTo);
+            std::swap(dMinorFrom, dMinorTo);
+        }
+        const qreal dLength = dMajorTo - dMajorFrom;
+        if (dLength < 1e-6)
+        {
+            return false;
+        }
+        const qreal dSlope = (dMinorTo - dMinorFrom) / dLength;
+        const qreal dSecant = std::sqrt(1 + dSlope * dSlope);
+        // Across the major axis the band is wider than the line by the secant of its angle.
+        const qreal dHalf = dWidth * dSecant / 2;
+        const qreal dCap = dWidth / dSecant / 2;
+        const int iFirst = static_cast<int>(std::ceil(dMajorFrom - dCap - 0.5));
+        const int iLast = static_cast<int>(std::floor(dMajorTo + dCap - 0.5));
+        const qsizetype iRow = m_iStride / qsizetype(sizeof(QRgb));
+        auto* pPixels = reinterpret_cast<QRgb*>(m_pBits);
+        for (const QRect& clip : m_Clip)
+        {
+            int iFrom = std::max(iFirst, bXMajor ? clip.left() : clip.top());
+            int iTo = std::min(iLast, bXMajor ? clip.right() : clip.bottom());
+            const int iMinorLow = bXMajor ? clip.top() : clip.left();
+            const int iMinorHigh = bXMajor ? clip.bottom() : clip.right();
+            // Only where the band reaches into the clip's rows (or columns), with a step to spare.
+            if (dSlope != 0)
+            {
+                qreal dEnter = (iMinorLow - dHalf - dMinorFrom) / dSlope + dMajorFrom - 0.5;
+                qreal dLeave = (iMinorHigh + 1 + dHalf - dMinorFrom) / dSlope + dMajorFrom - 0.5;
+                if (dEnter > dLeave)
+                {
+                    std::swap(dEnter, dLeave);
+                }
+                iFrom = std::max<qreal>(iFrom, std::floor(std::max<qreal>(dEnter, iFrom - 1.0)) - 1);
+                iTo = std::min<qreal>(iTo, std::ceil(std::min<qreal>(dLeave, iTo + 1.0)) + 1);
+            }
+            for (int i = iFrom; i <= iTo; ++i)
+            {
+                const qreal dCentre = dMinorFrom + dSlope * (i + 0.5 - dMajorFrom);
+                const qreal dLow = dCentre - dHalf;
+                const qreal dHigh = dCentre + dHalf;
+                const int jFrom = std::max(static_cast<int>(std::floor(dLow)), iMinorLow);
+                const int jTo = std::min(static_cast<int>(std::floor(dHigh)), iMinorHigh);
+                for (int j = jFrom; j <= jTo; ++j)
+                {
+                    const qreal dCover = std::min<qreal>(dHigh, j + 1) - std::max<qreal>(dLow, j);
+                    QRgb& pixel = pPixels[(bXMajor ? j : i) * iRow + (bXMajor ? i : j)];
+                    pixel = Blend(pixel, rgb, static_cast<int>(dCover * 256));
+                }
+            }
+        }
+        return true;
+    }
+
+    // The pixels whose centres lie in a rectangle of the scene, or the one under its middle when
+    // it is smaller than that.
+    bool Fill(const QRectF& rect, QRgb rgb)
+    {
+        const QRectF at = m_Transform.mapRect(rect);
+        constexpr qreal kLimit = 1 << 28;
+        if (!(std::abs(at.left()) < kLimit && std::abs(at.right()) < kLimit && std::abs(at.top()) < kLimit &&
+              std::abs(at.bottom()) < kLimit))
+        {
+            return false;
+        }
+        QRect pixels(
+            QPoint(static_cast<int>(std::ceil(at.left() - 0.5)), static_cast<int>(std::ceil(at.top() - 0.5))),
+            QPoint(static_cast<int>(std::ceil(at.right() - 0.5)) - 1,
+                   static_cast<int>(std::ceil(at.bottom() - 0.5)) - 1));
+        if (pixels.isEmpty())
+        {
+            pixels = QRect(static_cast<int>(std::floor(at.center().x())),
+                           static_cast<int>(std::floor(at.center().y())), 1, 1);
+        }
+        for (const QRect& clip : m_Clip)
+        {
+            const QRect part = pixels.intersected(clip);
+            for (int y = part.top(); y <= part.bottom(); ++y)
+            {
+                auto* pRow = reinterpret_cast<QRgb*>(m_pBits + y * m_iStride);
+                std::fill(pRow + part.left(), pRow + part.right() + 1, 0xFF000000u | rgb);
+            }
+        }
+        return true;
+    }
+
+private:
+    // An opaque colour over a pixel by a share in 256ths.
+    static QRgb Blend(QRgb pixel, QRgb rgb, int iShare)
+    {
+        if (iShare >= 256)
+        {
+            return 0xFF000000u | rgb;
+        }
+        if (iShare <= 0)
+        {
+            return pixel;
+        }
+        // Two channels at a time, each in a half of a 32-bit word: red and blue, then alpha and
+        // green.
+        const quint32 uShare = static_cast<quint32>(iShare);
+        const quint32 uSource = 0xFF000000u | rgb;
+        const quint32 uRedBlue =
+            (((uSource & 0xFF00FFu) * uShare + (pixel & 0xFF00FFu) * (256 - uShare)) >> 8) & 0xFF00FFu;
+        const quint32 uAlphaGreen =
+            ((((uSource >> 8) & 0xFF00FFu) * uShare + ((pixel >> 8) & 0xFF00FFu) * (256 - uShare)) >> 8) &
+            0xFF00FFu;
+        return uRedBlue | (uAlphaGreen << 8);
+    }
+
+    bool Pixel(const QPointF& point, QPoint* pPixel) const
+    {
+        constexpr qreal kLimit = 1 << 28;
+        const QPointF at = m_Transform.map(point);
+        if (!(std::abs(at.x()) < kLimit && std::abs(at.y()) < kLimit))
+        {
+            return false;
+        }
+        *pPixel = QPoint(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
+        return true;
+    }
+
+    // The pixels of a line inside one rectangle. The pixel of each step along the line follows
+    // from the step alone, not from where the drawing started, so that the parts of a line that
+    // different repaints draw meet without a jog.
+    void LineIn(const QRect& clip, QPoint from, QPoint to, QRgb rgb) const
+    {
+        int iDX = to.x() - from.x();
+        int iDY = to.y() - from.y();
+        const bool bXMajor = std::abs(iDX) >= std::abs(iDY);
+        // Along the major axis from the lower end: step i is at minor offset
+        // floor((2 i delta + length) / (2 length)), the nearest pixel to the line.
+        if (bXMajor ? iDX < 0 : iDY < 0)
+        {
+            std::swap(from, to);
+            iDX = -iDX;
+            iDY = -iDY;
+        }
+        const qint64 iLength = bXMajor ? iDX : iDY;
+        const qint64 iDelta = bXMajor ? iDY : iDX;
+        const int iMajorFrom = bXMajor ? from.x() : from.y();
+        const int iMinorFrom = bXMajor ? from.y() : from.x();
+        qint64 iFirst = std::max(0, (bXMajor ? clip.left() : clip.top()) - iMajorFrom);
+        qint64 iLast = std::min<qint64>(iLength, (bXMajor ? clip.right() : clip.bottom()) - iMajorFrom);
+        // The steps whose minor offset q(i) lies within the clip's rows (or columns).
+        const qint64 iLow = (bXMajor ? clip.top() : clip.left()) - iMinorFrom;
+        const qint64 iHigh = (bXMajor ? clip.bottom() : clip.right()) - iMinorFrom;
+        auto floorDiv = [](qint64 iA, qint64 iB) { return iA / iB - (iA % iB != 0 && iA < 0); };
+        auto ceilDiv = [](qint64 iA, qint64 iB) { return iA / iB + (iA % iB != 0 && iA > 0); };
+        if (iDelta > 0)
+        {
+            // Climbing: q(i) >= m from i = ceil((2 L m - L) / 2 d); q(i) <= M below that of M + 1.
+            iFirst = std::max(iFirst, ceilDiv(2 * iLength * iLow - iLength, 2 * iDelta));
+            iLast = std::min(iLast, ceilDiv(2 * iLength * (iHigh + 1) - iLength, 2 * iDelta) - 1);
+        }
+        else if (iDelta < 0)
+        {
+            // Falling by e = -d: q(i) >= m up to i = floor((L - 2 L m) / 2 e); q(i) <= M after
+            // floor((L - 2 L (M + 1)) / 2 e).
+            iFirst = std::max(iFirst, floorDiv(iLength - 2 * iLength * (iHigh + 1), -2 * iDelta) + 1);
+            iLast = std::min(iLast, floorDiv(iLength - 2 * iLength * iLow, -2 * iDelta));
+        }
+        else if (iLow > 0 || iHigh < 0)
+        {
+            return;
+        }
+        if (iFirst > iLast)
+        {
+            return;
+        }
+        const qint64 iTwiceLength = 2 * std::max<qint64>(iLength, 1);
+        const qint64 iStep = 2 * iDelta;
+        const qint64 iNumerator = iStep * iFirst + iLength;
+        const qint64 iQuotient = floorDiv(iNumerator, iTwiceLength);
+        qint64 iRemainder = iNumerator - iQuotient * iTwiceLength;
+        const int iMajor = iMajorFrom + static_cast<int>(iFirst);
+        const int iMinor = iMinorFrom + static_cast<int>(iQuotient);
+        const qsizetype iRow = m_iStride / qsizetype(sizeof(QRgb));
+        QRgb* pPixel = reinterpret_cast<QRgb*>(m_pBits) + (bXMajor ? iMinor : iMajor) * iRow +
+                       (bXMajor ? iMajor : iMinor);
+        const qsizetype iMajorStep = bXMajor ? 1 : iRow;
+        const qsizetype iMinorStep = bXMajor ? iRow : 1;
+        if (iDelta >= 0)
+        {
+            for (qint64 i = iFirst; i <= iLast; ++i)
+            {
+                *pPixel = rgb;
+                pPixel += iMajorStep;
+                iRemainder += iStep;
+                if (iRemainder >= iTwiceLength)
+                {
+                    iRemainder -= iTwiceLength;
+                    pPixel += iMinorStep;
+                }
+            }
+        }
+        else
+        {
+            for (qint64 i = iFirst; i <= iLast; ++i)
+            {
+                *pPixel = rgb;
+                pPixel += iMajorStep;
+                iRemainder += iStep;
+                if (iRemainder < 0)
+                {
+                    iRemainder += iTwiceLength;
+                    pPixel -= iMinorStep;
+                }
+            }
+        }
+    }
+
+    uchar* m_pBits = nullptr;
+    qsizetype m_iStride = 0;
+    QTransform m_Transform;
+    std::vector<QRect> m_Clip;
+};
+
+// The parent of the link items: no contents, no size, nothing to pick.
+class CLinkLayer : public QGraphicsItem
+{
+public:
+    CLinkLayer() { setFlag(ItemHasNoContents); }
+    QRectF boundingRect() const override { return QRectF(); }
+    void paint(QPainter*, const QStyleOptionGraphicsItem*, QWidget*) override {}
+};
 
 // Rectangles already taken on the map, by cells of a grid, for finding a free place quickly.
 class CTakenSpace
@@ -186,6 +514,26 @@ private:
     QHash<quint64, std::vector<int>> m_Cells;
 };
 } // namespace
+
+CTextLine::CTextLine(const QString& strText, const QFont& font)
+{
+    QTextLayout layout(strText, font);
+    layout.setCacheEnabled(true);
+    layout.beginLayout();
+    QTextLine line = layout.createLine();
+    line.setNumColumns(static_cast<int>(strText.size()));
+    layout.endLayout();
+    m_Runs = layout.glyphRuns();
+    m_Size = QSizeF(line.naturalTextWidth(), line.height());
+}
+
+void CTextLine::Draw(QPainter* pPainter, const QPointF& topLeft) const
+{
+    for (const QGlyphRun& run : m_Runs)
+    {
+        pPainter->drawGlyphRun(topLeft, run);
+    }
+}
 
 QString CIconCache::Resolve(const QString& strPath)
 {
@@ -332,11 +680,7 @@ CNodeItem::CNodeItem(CDrawPrimitive* pObject, const QString& strNormal, const QS
     m_Mark = CIconCache::Mark(strNormal);
     for (const QString& strLine : m_Lines)
     {
-        QStaticText text(strLine);
-        text.setTextFormat(Qt::PlainText);
-        text.setPerformanceHint(QStaticText::AggressiveCaching);
-        text.prepare(QTransform(), MapFont(kNodeFontPixels));
-        m_Texts.push_back(text);
+        m_Texts.emplace_back(strLine, NodeFont());
     }
     if (!m_Lines.isEmpty())
     {
@@ -354,6 +698,11 @@ SNodeRoom CNodeItem::Room(const QStringList& lines)
     room.dAbove = kIconHalf + kPad;
     room.dBelow = lines.isEmpty() ? room.dAbove : kIconHalf + kLabelGap + kLineHeight * lines.size() + kPad;
     return room;
+}
+
+SNodeMark CNodeItem::Mark() const
+{
+    return SNodeMark{IconRect(), m_Mark.rgb(), isSelected()};
 }
 
 int CNodeItem::Kind() const
@@ -398,8 +747,13 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     const bool bSelected = isSelected() && !g_bPrinting;
     if (dDetail < kIconDetail)
     {
-        // A whole large map in view: each node is a few pixels, and a mark is all that shows.
-        pPainter->fillRect(iconRect, bSelected ? QColor(0, 90, 200) : m_Mark);
+        // A whole large map in view: each node is a few pixels, and a mark is all that shows. A
+        // scene that draws the links draws the marks over them too.
+        const auto* pScene = static_cast<const CMapScene*>(scene());
+        if (!pScene || !pScene->BatchedLinks())
+        {
+            pPainter->fillRect(iconRect, bSelected ? QColor::fromRgb(kSelectedLink) : m_Mark);
+        }
         return;
     }
     if (m_Halo.isValid())
@@ -427,12 +781,11 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     pPainter->setPen(Qt::NoPen);
     pPainter->setBrush(Qt::white);
     pPainter->drawRect(m_Label);
-    pPainter->setFont(NodeFont());
     pPainter->setPen(Qt::black);
     qreal dY = m_Label.top();
-    for (const QStaticText& text : m_Texts)
+    for (const CTextLine& text : m_Texts)
     {
-        pPainter->drawStaticText(QPointF(-text.size().width() / 2, dY), text);
+        text.Draw(pPainter, QPointF(-text.Size().width() / 2, dY));
         dY += kLineHeight;
     }
 }
@@ -446,6 +799,10 @@ QVariant CNodeItem::itemChange(GraphicsItemChange eChange, const QVariant& value
             pEdge->Adjust();
         }
     }
+    if ((eChange == ItemPositionHasChanged || eChange == ItemSelectedHasChanged) && m_iSlot >= 0 && scene())
+    {
+        static_cast<CMapScene*>(scene())->Refresh(this, m_iSlot);
+    }
     return QGraphicsItem::itemChange(eChange, value);
 }
 
@@ -453,8 +810,8 @@ CEdgeItem::CEdgeItem(CDrawPrimitive* pObject, CNodeItem* pStart, CNodeItem* pEnd
                      const QString& strStartLabel, const QString& strEndLabel, const QColor& colour)
     : m_pObject(pObject), m_pStart(pStart), m_pEnd(pEnd), m_iLane(iLane), m_Colour(colour)
 {
-    setFlags(ItemIsSelectable);
-    setZValue(-1);
+    // The scene draws the links, all together; the items are there to be picked and selected.
+    setFlags(ItemIsSelectable | ItemHasNoContents);
     m_Labels[0].strText = strStartLabel;
     m_Labels[1].strText = strEndLabel;
     for (SLabel& label : m_Labels)
@@ -462,10 +819,7 @@ CEdgeItem::CEdgeItem(CDrawPrimitive* pObject, CNodeItem* pStart, CNodeItem* pEnd
         if (!label.strText.isEmpty())
         {
             label.size = LinkLabelSize(label.strText);
-            label.text.setText(label.strText);
-            label.text.setTextFormat(Qt::PlainText);
-            label.text.setPerformanceHint(QStaticText::AggressiveCaching);
-            label.text.prepare(QTransform(), MapFont(kLinkFontPixels));
+            label.text = CTextLine(label.strText, LinkFont());
         }
     }
     pStart->AddEdge(this);
@@ -576,17 +930,21 @@ void CEdgeItem::SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift
     {
         return;
     }
+    RepaintArea();
     prepareGeometryChange();
     label.at = PointAt(iEnd, dDistance) + shift;
     m_Bounds = m_Path.boundingRect().adjusted(-3, -3, 3, 3).united(LabelRect(0)).united(LabelRect(1));
+    RepaintArea();
 }
 
 void CEdgeItem::Adjust()
 {
+    RepaintArea();
     prepareGeometryChange();
     m_Path = Path();
     m_dLength = m_Path.length();
     m_Bounds = m_Path.boundingRect().adjusted(-3, -3, 3, 3);
+    RepaintArea();
     for (int iEnd : {0, 1})
     {
         SetLabelDistance(iEnd, LabelClearance(iEnd));
@@ -605,68 +963,168 @@ QPainterPath CEdgeItem::shape() const
     return stroker.createStroke(m_Path);
 }
 
-void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOption, QWidget*)
+void CEdgeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem*, QWidget*)
 {
-    const qreal dDetail = pOption->levelOfDetailFromTransform(pPainter->worldTransform());
-    const bool bSelected = isSelected() && !g_bPrinting;
-    // A long link whose box is in view may pass the window by: then there is nothing to draw.
+    // Drawn on its own only when the scene doesn't draw the links together.
     const QPaintDevice* pDevice = pPainter->device();
-    const QRectF exposed = pPainter->worldTransform()
-                               .inverted()
-                               .mapRect(QRectF(0, 0, pDevice->width(), pDevice->height()))
-                               .adjusted(-4, -4, 4, 4);
-    const bool bStraight = m_pStart != m_pEnd && m_iLane == 0;
-    QLineF line = Line();
-    const bool bLine = !bStraight || ClipLine(&line, exposed);
-    const bool bLabels =
-        dDetail >= kEdgeTextDetail && (LabelRect(0).intersects(exposed) || LabelRect(1).intersects(exposed));
-    if (!bLine && !bLabels)
+    const QRectF exposed =
+        pPainter->worldTransform().inverted().mapRect(QRectF(0, 0, pDevice->width(), pDevice->height()));
+    DrawLinks(pPainter, {Drawing()}, exposed);
+}
+
+QVariant CEdgeItem::itemChange(GraphicsItemChange eChange, const QVariant& value)
+{
+    if (eChange == ItemSelectedHasChanged)
+    {
+        RepaintArea();
+    }
+    return QGraphicsItem::itemChange(eChange, value);
+}
+
+void CEdgeItem::RepaintArea() const
+{
+    if (m_iSlot < 0 || !scene())
     {
         return;
     }
-    if (bLine)
+    static_cast<CMapScene*>(scene())->Refresh(this, m_iSlot);
+    // An item without contents of its own isn't repainted by the scene when it changes.
+    if (flags() & ItemHasNoContents)
     {
-        pPainter->setRenderHint(QPainter::Antialiasing, dDetail >= kSmoothLineDetail);
-        QPen pen(bSelected ? QColor(0, 90, 200) : m_Colour, bSelected ? 3 : 2);
-        // Far out a link is a hairline: as visible, and much cheaper to draw.
-        pen.setCosmetic(dDetail < kSmoothLineDetail);
-        if (pen.isCosmetic())
+        scene()->update(m_Bounds);
+    }
+}
+
+SLinkDrawing CEdgeItem::Drawing() const
+{
+    return SLinkDrawing{m_Bounds,    Line(), this, m_Colour.rgb(), m_pStart != m_pEnd && m_iLane == 0,
+                        isSelected()};
+}
+
+void CEdgeItem::DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& links, const QRectF& rect)
+{
+    const qreal dDetail = QStyleOptionGraphicsItem::levelOfDetailFromTransform(pPainter->worldTransform());
+    const bool bSmooth = dDetail >= kSmoothLineDetail;
+    const QRectF exposed = rect.adjusted(-4, -4, 4, 4);
+    // The straight lines go straight into the image's pixels where they can: hairlines far out,
+    // smoothed bands close in.
+    CPixelTarget pixels(pPainter);
+    const bool bPixels = pixels.IsValid();
+    const qreal dScale = pPainter->deviceTransform().m11();
+    // The rest of the links in view by colour, selected ones apart to go on top: a few calls
+    // draw them all.
+    struct SBatch
+    {
+        QRgb rgb;
+        bool bSelected;
+        QList<QLineF> lines;
+        QPainterPath curves;
+    };
+    std::vector<SBatch> batches;
+    std::vector<const CEdgeItem*> labelled;
+    const bool bLabels = dDetail >= kEdgeTextDetail;
+    for (const SLinkDrawing& link : links)
+    {
+        if (!link.bounds.intersects(exposed))
         {
-            pen.setWidth(bSelected ? 2 : 1);
+            continue;
         }
-        pPainter->setPen(pen);
-        pPainter->setBrush(Qt::NoBrush);
+        if (bLabels)
+        {
+            labelled.push_back(link.pEdge);
+        }
+        const bool bSelected = link.bSelected && !g_bPrinting;
+        const QRgb rgb = bSelected ? kSelectedLink : link.rgb;
+        const bool bStraight = link.bStraight;
+        if (bStraight && bPixels &&
+            (bSmooth ? pixels.SmoothLine(link.line, (bSelected ? 3 : 2) * dScale, rgb)
+                     : !bSelected && pixels.Line(link.line, rgb)))
+        {
+            continue;
+        }
+        auto it = std::find_if(batches.begin(), batches.end(),
+                               [&](const SBatch& batch)
+                               { return batch.rgb == rgb && batch.bSelected == bSelected; });
+        if (it == batches.end())
+        {
+            it = batches.insert(batches.end(), SBatch{rgb, bSelected, {}, {}});
+        }
         if (bStraight)
         {
-            pPainter->drawLine(line);
+            // A long link whose box is in view may pass the window by, and is cut to it when not:
+            // stroking the part in view is much the cheaper.
+            QLineF line = link.line;
+            if (ClipLine(&line, exposed))
+            {
+                it->lines.push_back(line);
+            }
         }
         else
         {
-            pPainter->drawPath(m_Path);
+            it->curves.addPath(link.pEdge->m_Path);
         }
     }
+    const bool bWasSmooth = pPainter->testRenderHint(QPainter::Antialiasing);
+    pPainter->setRenderHint(QPainter::Antialiasing, bSmooth);
+    pPainter->setBrush(Qt::NoBrush);
+    std::stable_partition(batches.begin(), batches.end(),
+                          [](const SBatch& batch) { return !batch.bSelected; });
+    for (const SBatch& batch : batches)
+    {
+        // Far out a link is a hairline: as visible, and much cheaper to draw.
+        QPen pen(QColor::fromRgb(batch.rgb), bSmooth ? (batch.bSelected ? 3 : 2) : (batch.bSelected ? 2 : 1));
+        pen.setCosmetic(!bSmooth);
+        pPainter->setPen(pen);
+        pPainter->drawLines(batch.lines);
+        if (!batch.curves.isEmpty())
+        {
+            pPainter->drawPath(batch.curves);
+        }
+    }
+    pPainter->setRenderHint(QPainter::Antialiasing, bWasSmooth);
     if (!bLabels)
     {
         return;
     }
-    pPainter->setFont(LinkFont());
-    for (int iEnd : {0, 1})
+    // The labels over all the lines, so that no link crosses another's label.
+    QList<QRectF> boxes;
+    std::vector<std::pair<QPointF, const CTextLine*>> texts;
+    for (const CEdgeItem* pEdge : labelled)
     {
-        const QRectF box = LabelRect(iEnd);
-        if (box.isEmpty() || !box.intersects(exposed))
+        for (int iEnd : {0, 1})
         {
-            continue;
+            const QRectF box = pEdge->LabelRect(iEnd);
+            if (box.isEmpty() || !box.intersects(exposed))
+            {
+                continue;
+            }
+            boxes.push_back(box);
+            const CTextLine& text = pEdge->m_Labels[static_cast<size_t>(iEnd)].text;
+            texts.emplace_back(box.center() - QPointF(text.Size().width(), text.Size().height()) / 2, &text);
         }
-        pPainter->setPen(QColor(150, 150, 150));
-        pPainter->setBrush(Qt::white);
-        pPainter->drawRect(box);
-        pPainter->setPen(Qt::black);
-        const QStaticText& text = m_Labels[static_cast<size_t>(iEnd)].text;
-        pPainter->drawStaticText(box.center() - QPointF(text.size().width(), text.size().height()) / 2, text);
+    }
+    if (boxes.isEmpty())
+    {
+        return;
+    }
+    pPainter->setPen(QColor(150, 150, 150));
+    pPainter->setBrush(Qt::white);
+    pPainter->drawRects(boxes);
+    pPainter->setPen(Qt::black);
+    for (const auto& [at, pText] : texts)
+    {
+        pText->Draw(pPainter, at);
     }
 }
 
-CMapScene::CMapScene(QObject* pParent) : QGraphicsScene(pParent) {}
+CMapScene::CMapScene(QObject* pParent) : QGraphicsScene(pParent)
+{
+    // Far out the scene draws the nodes' marks itself, and the view passes their items by.
+    setMinimumRenderSize(kSkippedNodePixels);
+    // The scene's ground, not the view's: a view with a ground of its own doesn't let the scene
+    // draw its background, where the links are.
+    setBackgroundBrush(Qt::white);
+}
 
 namespace
 {
@@ -753,6 +1211,8 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
     clear();
     m_Nodes.clear();
     m_Edges.clear();
+    m_Marks.clear();
+    m_Links.clear();
     RefreshLabels(document, options);
     QHash<int, const CPEPrimitive*> pes;
     for (const auto& pPE : *document.pCurrentPEs)
@@ -835,7 +1295,14 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         pItem->setSelected(node.bSelected && !bPrinting);
         addItem(pItem);
         m_Nodes.insert(node.uUniqueID, pItem);
+        pItem->SetSlot(static_cast<int>(m_Marks.size()));
+        m_Marks.push_back(pItem->Mark());
     }
+    // The links under the nodes, as the children of one item: the view then sorts one item for
+    // them all in each frame, not thousands, and passes each by in a few steps.
+    auto* pLinks = new CLinkLayer;
+    pLinks->setZValue(-1);
+    addItem(pLinks);
     // Links between the same two nodes are drawn side by side rather than on top of each other.
     std::map<std::pair<uint32_t, uint32_t>, int> lanes;
     for (const auto& pObject : *document.pCurrentEdges)
@@ -869,40 +1336,30 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         }
         auto* pItem =
             new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd, LinkColour(pConnection, options));
+        pItem->setFlag(QGraphicsItem::ItemHasNoContents, m_bBatched);
         pItem->setSelected(edge.bSelected && !bPrinting);
-        addItem(pItem);
+        pItem->setParentItem(pLinks);
+        pItem->SetSlot(static_cast<int>(m_Edges.size()));
         m_Edges.push_back(pItem);
+        m_Links.push_back(pItem->Drawing());
     }
     PlaceLinkLabels();
-    for (CEdgeItem* pEdge : m_Edges)
-    {
-        pEdge->setVisible(!m_bFar);
-    }
     const CMapView& view = *document.pCurrentView;
     const QRectF mapSize(0, 0, document.bShowTemplate ? view.iTemplateWidth : view.iWidth,
                          document.bShowTemplate ? view.iTemplateHeight : view.iHeight);
     m_DrawnRect = itemsBoundingRect().adjusted(-20, -20, 20, 20);
     m_MapRect = mapSize.united(m_DrawnRect);
     setSceneRect(m_MapRect);
+    setBspTreeDepth(IndexDepth(static_cast<int>(m_Nodes.size() + m_Edges.size())));
 }
 
 void CMapScene::SetBatchedLinks(bool bBatched)
 {
-    SetFarView(false);
     m_bBatched = bBatched;
-}
-
-void CMapScene::SetFarView(bool bFar)
-{
-    bFar = bFar && m_bBatched;
-    if (bFar == m_bFar)
-    {
-        return;
-    }
-    m_bFar = bFar;
+    setMinimumRenderSize(bBatched ? kSkippedNodePixels : 0.0);
     for (CEdgeItem* pEdge : m_Edges)
     {
-        pEdge->setVisible(!bFar);
+        pEdge->setFlag(QGraphicsItem::ItemHasNoContents, bBatched);
     }
     update();
 }
@@ -910,32 +1367,43 @@ void CMapScene::SetFarView(bool bFar)
 void CMapScene::drawBackground(QPainter* pPainter, const QRectF& rect)
 {
     QGraphicsScene::drawBackground(pPainter, rect);
-    if (!m_bFar)
+    if (!m_bBatched)
     {
         return;
     }
-    // Far out, every link is a hairline of its colour: drawn here all at once, in a few calls, in
-    // place of ten thousand items drawing one line each.
-    QHash<QRgb, QList<QLineF>> byColour;
-    for (const CEdgeItem* pEdge : m_Edges)
+    CEdgeItem::DrawLinks(pPainter, m_Links, rect);
+    if (QStyleOptionGraphicsItem::levelOfDetailFromTransform(pPainter->worldTransform()) >= kIconDetail)
     {
-        const QLineF line = pEdge->Line();
-        const QRectF box = QRectF(line.p1(), line.p2()).normalized().adjusted(-1, -1, 1, 1);
-        if (box.intersects(rect))
+        return;
+    }
+    // Far out, the marks that stand for the nodes, over the links. The view doesn't ask most of
+    // the node items to paint (they are below its least size), and those it asks paint nothing.
+    const QRectF exposed = rect.adjusted(-1, -1, 1, 1);
+    CPixelTarget pixels(pPainter);
+    for (const SNodeMark& mark : m_Marks)
+    {
+        const QRgb rgb = mark.bSelected && !g_bPrinting ? kSelectedLink : mark.rgb;
+        if (mark.icon.intersects(exposed) && !(pixels.IsValid() && pixels.Fill(mark.icon, rgb)))
         {
-            byColour[pEdge->isSelected() ? qRgb(0, 90, 200) : pEdge->Colour().rgb()].push_back(line);
+            pPainter->fillRect(mark.icon, QColor::fromRgb(rgb));
         }
     }
-    pPainter->save();
-    pPainter->setRenderHint(QPainter::Antialiasing, false);
-    for (auto it = byColour.cbegin(); it != byColour.cend(); ++it)
+}
+
+void CMapScene::Refresh(const CNodeItem* pNode, int iSlot)
+{
+    if (static_cast<size_t>(iSlot) < m_Marks.size())
     {
-        QPen pen(QColor::fromRgb(it.key()), 1);
-        pen.setCosmetic(true);
-        pPainter->setPen(pen);
-        pPainter->drawLines(it.value());
+        m_Marks[static_cast<size_t>(iSlot)] = pNode->Mark();
     }
-    pPainter->restore();
+}
+
+void CMapScene::Refresh(const CEdgeItem* pEdge, int iSlot)
+{
+    if (static_cast<size_t>(iSlot) < m_Links.size())
+    {
+        m_Links[static_cast<size_t>(iSlot)] = pEdge->Drawing();
+    }
 }
 
 void CMapScene::PlaceLinkLabels()

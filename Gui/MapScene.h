@@ -1,19 +1,20 @@
 // The drawing of a map view: one graphics item per PE, group and off-view handle, and one per
-// link, built once from the view's drawing objects and kept until the map changes. Items paint
-// from shared icon pixmaps; the scene's index hands the view only what is in sight, text is left
-// out where it would be too small to read, and far out each node is a mark and each link a
-// hairline. The labels at the ends of links are placed along their links where they meet no icon
-// and no other label.
+// link, built once from the view's drawing objects and kept until the map changes. Nodes paint
+// themselves from shared icon pixmaps; the links are drawn by the scene under the nodes, those in
+// sight together in a few calls, and their items are there to be picked and selected. The scene's
+// index hands the view only what is in sight, text is left out where it would be too small to
+// read, and far out each node is a mark and each link a hairline. The labels at the ends of links
+// are placed along their links where they meet no icon and no other label.
 #pragma once
 
 #include "AutoLayout.h"
 #include "MapOptions.h"
 
+#include <QGlyphRun>
 #include <QGraphicsItem>
 #include <QGraphicsScene>
 #include <QHash>
 #include <QPixmap>
-#include <QStaticText>
 
 #include <array>
 #include <cstdint>
@@ -59,6 +60,40 @@ enum EMapItemType
     eItemEdge = QGraphicsItem::UserType + 2,
 };
 
+// A line of text laid out once, into glyphs at their places: drawn at any zoom without being laid
+// out again, which a zoom would otherwise ask of every label in view.
+class CTextLine
+{
+public:
+    CTextLine() = default;
+    CTextLine(const QString& strText, const QFont& font);
+    QSizeF Size() const { return m_Size; }
+    // Draws the line with its box's top left corner at a point, in the painter's pen.
+    void Draw(QPainter* pPainter, const QPointF& topLeft) const;
+
+private:
+    QList<QGlyphRun> m_Runs;
+    QSizeF m_Size;
+};
+
+// What a frame reads of each link and each node far out, kept by the scene side by side in memory:
+// going through thousands of items scattered over the heap would cost a frame more than drawing.
+struct SLinkDrawing
+{
+    QRectF bounds; // the link and its labels
+    QLineF line;   // between the end nodes
+    const CEdgeItem* pEdge = nullptr;
+    QRgb rgb = 0;
+    bool bStraight = true; // false: the link bows out beside others, or loops
+    bool bSelected = false;
+};
+struct SNodeMark
+{
+    QRectF icon;
+    QRgb rgb = 0; // the icon's average colour
+    bool bSelected = false;
+};
+
 class CNodeItem : public QGraphicsItem
 {
 public:
@@ -77,6 +112,10 @@ public:
     const QStringList& Lines() const { return m_Lines; }
     // The icon file drawn.
     QString IconFile() const { return m_strNormal; }
+    // The mark that stands for the node far out.
+    SNodeMark Mark() const;
+    // Its place in the scene's list of marks.
+    void SetSlot(int iSlot) { m_iSlot = iSlot; }
     // Where the icon and the label block stand, in scene coordinates; the label's is empty when
     // the node shows no text.
     QRectF IconRect() const;
@@ -95,13 +134,14 @@ private:
     QString m_strNormal;
     QString m_strSelected;
     QStringList m_Lines;
-    std::vector<QStaticText> m_Texts;
+    std::vector<CTextLine> m_Texts;
     QRectF m_Label; // item coordinates
     QRectF m_Bounds;
     std::vector<CEdgeItem*> m_Edges;
     bool m_bFault = false;
     QColor m_Halo;
     QColor m_Mark; // the icon's average colour, drawn in its place when the map is far out
+    int m_iSlot = -1;
 };
 
 class CEdgeItem : public QGraphicsItem
@@ -135,17 +175,29 @@ public:
     // Puts an end's label at a distance along the link, moved aside by a shift.
     void SetLabelDistance(int iEnd, qreal dDistance, const QPointF& shift = QPointF());
 
+    // What the scene draws of the link, and its place in the scene's list.
+    SLinkDrawing Drawing() const;
+    void SetSlot(int iSlot) { m_iSlot = iSlot; }
+    // Draws the links of a list that meet a rectangle of the scene, their lines a colour at a time
+    // and their labels over all the lines; far out the lines are hairlines and there is no text.
+    static void DrawLinks(QPainter* pPainter, const std::vector<SLinkDrawing>& links, const QRectF& rect);
+
+protected:
+    QVariant itemChange(GraphicsItemChange eChange, const QVariant& value) override;
+
 private:
     struct SLabel
     {
         QString strText;
-        QStaticText text;
+        CTextLine text;
         QSizeF size;
         QPointF at; // centre, in scene coordinates
     };
 
     QPainterPath Path() const;
     QPointF PointAt(int iEnd, qreal dDistance) const;
+    // Has the scene repaint where the link is drawn, when it draws it.
+    void RepaintArea() const;
 
     CDrawPrimitive* m_pObject;
     CNodeItem* m_pStart;
@@ -156,6 +208,7 @@ private:
     QPainterPath m_Path;
     qreal m_dLength = 0;
     QRectF m_Bounds;
+    int m_iSlot = -1;
 };
 
 class CMapScene : public QGraphicsScene
@@ -163,7 +216,7 @@ class CMapScene : public QGraphicsScene
     Q_OBJECT
 
 public:
-    // Below this zoom a node is drawn as a mark and the links as hairlines, all of them at once.
+    // Below this zoom a node is drawn as a mark of its icon's colour.
     static constexpr qreal kFarDetail = 0.2;
 
     explicit CMapScene(QObject* pParent = nullptr);
@@ -189,11 +242,14 @@ public:
     // options: the room of each node and the longest link label.
     static SLayoutRoom LayoutRoom(const CNetworkDocument& document, const SMapOptions& options);
 
-    // Far out the links are drawn together, and one by one (for picking and labels) when near.
-    void SetFarView(bool bFar);
-    bool FarView() const { return m_bFar; }
-    // Off: every link stays an item of its own at every zoom (for measuring against).
+    // An item's drawing changed: where it is, or whether it is selected.
+    void Refresh(const CNodeItem* pNode, int iSlot);
+    void Refresh(const CEdgeItem* pEdge, int iSlot);
+
+    // On (as made): the scene draws the links, all together, under the nodes. Off: every link
+    // draws itself as an item of its own (for measuring against).
     void SetBatchedLinks(bool bBatched);
+    bool BatchedLinks() const { return m_bBatched; }
 
 protected:
     void drawBackground(QPainter* pPainter, const QRectF& rect) override;
@@ -205,8 +261,10 @@ private:
 
     QHash<uint32_t, CNodeItem*> m_Nodes;
     std::vector<CEdgeItem*> m_Edges;
+    // What a frame reads, by the items' places: the nodes in the order made, the links as above.
+    std::vector<SNodeMark> m_Marks;
+    std::vector<SLinkDrawing> m_Links;
     QRectF m_MapRect;
     QRectF m_DrawnRect;
-    bool m_bFar = false;
     bool m_bBatched = true;
 };
