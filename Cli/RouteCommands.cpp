@@ -1,5 +1,6 @@
 // Routing tables of a saved map: generating them, moving them to and from the target's switches,
 // and the way the tables give to a node.
+#include "CliCollectingInterface.h"
 #include "CliCommand.h"
 #include "CliMap.h"
 #include "CliOptions.h"
@@ -9,12 +10,14 @@
 #include "NVXLHal.h"
 #include "NetworkDocument.h"
 #include "NetworkMap.h"
+#include "RouteCheck.h"
 #include "RouteGeneration.h"
 #include "RouteSearch.h"
 #include "TableTransfer.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -204,6 +207,133 @@ int RunRouteFind(const SCliInvocation& invocation)
     std::fputs(strText.toLocal8Bit().constData(), stdout);
     return 0;
 }
+// Opens the map of an analysis command; false with the reason on standard error.
+bool LoadAnalysedMap(const char* pszCommand, const std::string& strPath, CNetworkDocument& map)
+{
+    CCollectingInterface messages;
+    if (LoadCommandMap(strPath, map))
+    {
+        return true;
+    }
+    const QString strReason = messages.Messages.isEmpty()
+                                  ? QStringLiteral("Unable to open the map.")
+                                  : messages.Messages.join(QLatin1Char(' ')).trimmed();
+    std::fprintf(stderr, "%s: %s: %s\n", pszCommand, strPath.c_str(), strReason.toLocal8Bit().constData());
+    return false;
+}
+
+// A node named on the command line as the map shows it (its number plus one).
+const CPEPrimitive* CommandNode(const CNetworkDocument& map, const std::string& strText)
+{
+    uint64_t ulNode = 0;
+    if (!CliNumber(strText, 0x7FFFFFFFu, &ulNode))
+    {
+        return nullptr;
+    }
+    const CPEPrimitive* pPE = ulNode ? map.ActivePEs.GetByNodeNumber(static_cast<int>(ulNode - 1)) : nullptr;
+    if (!pPE || pPE->bDeleted)
+    {
+        std::fprintf(stderr, "Node %s is not on the map\n", strText.c_str());
+        return nullptr;
+    }
+    return pPE;
+}
+
+int RunRoutesWhy(const SCliInvocation& invocation)
+{
+    const char* const pszUsage = "routes why MAP FROM TO";
+    const CCliOptions options(invocation.args, {}, {});
+    if (!options.Ok() || options.Positional().size() != 3)
+    {
+        return CliUsage(pszUsage);
+    }
+    CNetworkDocument map;
+    if (!LoadAnalysedMap("routes why", options.Positional()[0], map))
+    {
+        return 2;
+    }
+    const CPEPrimitive* pFrom = CommandNode(map, options.Positional()[1]);
+    const CPEPrimitive* pTo = pFrom ? CommandNode(map, options.Positional()[2]) : nullptr;
+    if (!pTo)
+    {
+        return 2;
+    }
+    if (pFrom->uType & (kPETypeNull | kPETypeUnknown))
+    {
+        std::fprintf(stderr, "%s is %s and sends no packets\n", NodeName(pFrom->iNodeNumber).c_str(),
+                     (pFrom->uType & kPETypeNull) ? "an empty port" : "an unknown device");
+        return 2;
+    }
+    const bool bLong = MapUsesLongIDs();
+    const int iDestID = EndpointDestID(*pTo, bLong);
+    if (iDestID < 0)
+    {
+        std::fprintf(stderr, "%s has no %d-bit destination ID to send a packet to\n",
+                     NodeName(pTo->iNodeNumber).c_str(), bLong ? 16 : 8);
+        return 2;
+    }
+    const SPacketTrace trace =
+        TracePacket(map.ActivePEs, map.ActiveConnections, *pFrom, static_cast<uint16_t>(iDestID), bLong);
+    std::printf("%s to %s: destination ID %Xh (%d-bit)\n", NodeName(pFrom->iNodeNumber).c_str(),
+                NodeName(pTo->iNodeNumber).c_str(), static_cast<unsigned>(iDestID), bLong ? 16 : 8);
+    for (const SPacketHop& hop : trace.hops)
+    {
+        std::printf("%s\n  %s\n", hop.strDecision.c_str(), ChannelName(hop.channel).c_str());
+    }
+    std::printf("%s\n", FateText(trace).c_str());
+    return trace.eFate == EPacketFate::eDelivered ? 0 : 1;
+}
+
+int RunRoutesCheck(const SCliInvocation& invocation)
+{
+    const char* const pszUsage = "routes check MAP";
+    const CCliOptions options(invocation.args, {}, {});
+    if (!options.Ok() || options.Positional().size() != 1)
+    {
+        return CliUsage(pszUsage);
+    }
+    CNetworkDocument map;
+    if (!LoadAnalysedMap("routes check", options.Positional()[0], map))
+    {
+        return 2;
+    }
+    const bool bLong = MapUsesLongIDs();
+    const SRouteCheckReport report = CheckRoutes(map.ActivePEs, map.ActiveConnections, bLong);
+    const int nPairs = report.nEndpoints * (report.nEndpoints - 1);
+    std::printf("Checked %d endpoints, %d pairs, %d-bit IDs\n", report.nEndpoints, std::max(nPairs, 0),
+                bLong ? 16 : 8);
+    for (const SPairFinding& finding : report.unreachable)
+    {
+        std::printf("Unreachable: %s -> %s: %s\n  path: %s\n", NodeName(finding.iFromNode).c_str(),
+                    NodeName(finding.iToNode).c_str(), FateText(finding.trace).c_str(),
+                    PathText(finding.trace).c_str());
+    }
+    for (const SPairFinding& finding : report.loops)
+    {
+        std::printf("Routing loop: %s -> %s: %s\n  path: %s\n", NodeName(finding.iFromNode).c_str(),
+                    NodeName(finding.iToNode).c_str(), FateText(finding.trace).c_str(),
+                    PathText(finding.trace).c_str());
+    }
+    for (const auto& cycle : report.deadlocks)
+    {
+        std::printf(
+            "Routing deadlock: a cycle of %zu channel dependencies, each channel waiting for the next:\n",
+            cycle.size());
+        for (const SChannel& channel : cycle)
+        {
+            std::printf("  %s\n", ChannelName(channel).c_str());
+        }
+        std::printf("  and back to %s\n", ChannelName(cycle.front()).c_str());
+    }
+    if (report.Clean())
+    {
+        std::printf("No unreachable pairs, routing loops or routing deadlocks\n");
+        return 0;
+    }
+    std::printf("Found %zu unreachable pairs, %zu routing loops, %zu routing deadlocks\n",
+                report.unreachable.size(), report.loops.size(), report.deadlocks.size());
+    return 1;
+}
 } // namespace
 
 extern const SCliCommand g_aRouteCommands[] = {
@@ -211,5 +341,7 @@ extern const SCliCommand g_aRouteCommands[] = {
     {"routes upload", "MAP [--skip-unused]", RunRoutesUpload},
     {"routes download", "MAP [--skip-unused]", RunRoutesDownload},
     {"route find", "MAP NODE [--modified]", RunRouteFind},
+    {"routes why", "MAP FROM TO", RunRoutesWhy},
+    {"routes check", "MAP", RunRoutesCheck},
     {nullptr, nullptr, nullptr},
 };
