@@ -258,10 +258,10 @@ int RunRoutesWhy(const SCliInvocation& invocation)
     {
         return 2;
     }
-    if (pFrom->uType & (kPETypeNull | kPETypeUnknown))
+    if (pFrom->uType & kPETypeNull)
     {
-        std::fprintf(stderr, "%s is %s and sends no packets\n", NodeName(pFrom->iNodeNumber).c_str(),
-                     (pFrom->uType & kPETypeNull) ? "an empty port" : "an unknown device");
+        std::fprintf(stderr, "%s is an empty port and sends no packets\n",
+                     NodeName(pFrom->iNodeNumber).c_str());
         return 2;
     }
     const bool bLong = MapUsesLongIDs();

@@ -145,7 +145,7 @@ SDecision Unrouted(const CPEPrimitive& pe, const std::string& strWhy)
 
 // The switch's choice for wDestID arriving on iInPort (-1: the packet starts at this switch; a
 // per-port switch then uses the first of its tables that routes the ID, as the route search does).
-SDecision SwitchDecision(const CPEPrimitive& pe, int iInPort, uint16_t wDestID)
+SDecision SwitchDecision(const CPEPrimitive& pe, int iInPort, uint16_t wDestID, bool bExplain)
 {
     int iTable = 0;
     if (pe.bHasPerPortRoutingTables)
@@ -169,15 +169,19 @@ SDecision SwitchDecision(const CPEPrimitive& pe, int iInPort, uint16_t wDestID)
             }
         }
     }
-    const std::string strNode = NodeName(pe.iNodeNumber);
-    const std::string strTable = TableName(pe, iTable);
     const CRoutingTable* pTable =
         iTable >= 0 && iTable < kMaxPorts ? pe.RoutingTables[static_cast<size_t>(iTable)].get() : nullptr;
+    const int iEntry = pTable ? pTable->FindEntry(wDestID) : -1;
+    if (!bExplain && iEntry >= 0 && pTable->GetEntry(iEntry).eType == eRoutePort)
+    {
+        return SDecision{pTable->GetEntry(iEntry).Port, {}}; // the common case, when nobody reads why
+    }
+    const std::string strNode = NodeName(pe.iNodeNumber);
+    const std::string strTable = TableName(pe, iTable);
     if (!pTable)
     {
         return Unrouted(pe, Format("%s has no %s", strNode.c_str(), strTable.c_str()));
     }
-    const int iEntry = pTable->FindEntry(wDestID);
     if (iEntry < 0)
     {
         return Unrouted(
@@ -211,7 +215,9 @@ SDecision SwitchDecision(const CPEPrimitive& pe, int iInPort, uint16_t wDestID)
     }
 }
 
-SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wDestID, bool bLongIDs)
+// With bExplain false the decisions of hops that go on are left without text.
+SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wDestID, bool bLongIDs,
+                   bool bExplain)
 {
     SPacketTrace trace;
     trace.wDestID = wDestID;
@@ -229,7 +235,7 @@ SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wD
     SDecision decision;
     if (IsSwitch(from))
     {
-        decision = SwitchDecision(from, -1, wDestID);
+        decision = SwitchDecision(from, -1, wDestID, bExplain);
     }
     else
     {
@@ -291,7 +297,7 @@ SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wD
                 EPacketFate::eLooped, pAt->iNodeNumber,
                 Format("it arrives on %s a second time", LinkName(pAt->iNodeNumber, pFar->iPort).c_str()));
         }
-        decision = SwitchDecision(*pAt, pFar->iPort, wDestID);
+        decision = SwitchDecision(*pAt, pFar->iPort, wDestID, bExplain);
     }
 }
 
@@ -405,7 +411,7 @@ bool SChannel::operator<(const SChannel& other) const
 
 int EndpointDestID(const CPEPrimitive& pe, bool bLongIDs)
 {
-    if (pe.bDeleted || (pe.uType & (kPETypeNull | kPETypeUnknown)))
+    if (pe.bDeleted || (pe.uType & kPETypeNull))
     {
         return -1;
     }
@@ -424,7 +430,7 @@ int EndpointDestID(const CPEPrimitive& pe, bool bLongIDs)
 SPacketTrace TracePacket(const CPEList& PEs, const CConnectionList& connections, const CPEPrimitive& from,
                          uint16_t wDestID, bool bLongIDs)
 {
-    return Trace(CMapIndex(PEs, connections), from, wDestID, bLongIDs);
+    return Trace(CMapIndex(PEs, connections), from, wDestID, bLongIDs, true);
 }
 
 SRouteCheckReport CheckRoutes(const CPEList& PEs, const CConnectionList& connections, bool bLongIDs)
@@ -464,9 +470,9 @@ SRouteCheckReport CheckRoutes(const CPEList& PEs, const CConnectionList& connect
             {
                 continue;
             }
-            SPairFinding finding{
-                pFrom->iNodeNumber, pTo->iNodeNumber,
-                Trace(index, *pFrom, static_cast<uint16_t>(EndpointDestID(*pTo, bLongIDs)), bLongIDs)};
+            const auto wDestID = static_cast<uint16_t>(EndpointDestID(*pTo, bLongIDs));
+            SPairFinding finding{pFrom->iNodeNumber, pTo->iNodeNumber,
+                                 Trace(index, *pFrom, wDestID, bLongIDs, false)};
             const SPacketTrace& trace = finding.trace;
             if (trace.eFate != EPacketFate::eLooped)
             {
@@ -480,11 +486,15 @@ SRouteCheckReport CheckRoutes(const CPEList& PEs, const CConnectionList& connect
                     }
                 }
             }
-            if (trace.eFate == EPacketFate::eLooped)
+            if (trace.eFate != EPacketFate::eDelivered)
+            {
+                finding.trace = Trace(index, *pFrom, wDestID, bLongIDs, true); // again, telling why
+            }
+            if (finding.trace.eFate == EPacketFate::eLooped)
             {
                 report.loops.push_back(std::move(finding));
             }
-            else if (trace.eFate == EPacketFate::eDropped)
+            else if (finding.trace.eFate == EPacketFate::eDropped)
             {
                 report.unreachable.push_back(std::move(finding));
             }

@@ -54,7 +54,8 @@ struct SPacketTrace
 };
 
 // The destination ID of a PE in the transport width in use, or -1 when it has none. Switches
-// without an endpoint function, Null and unknown PEs have none.
+// without an endpoint function and Null PEs have none; a device of unknown kind that was given an
+// ID counts as the endpoint it answers as.
 int EndpointDestID(const CPEPrimitive& pe, bool bLongIDs);
 
 // Follows a data packet for wDestID from pFrom through the map's tables until it is delivered,

@@ -194,6 +194,10 @@ TEST(RouteCheck, AnEndpointTakesPacketsForItsVirtualIDsAndDeletedPEsTakeNone)
     map.RouteAll(0, 0x40, 2);
     map.RouteAll(3, 0x40, 2);
     EXPECT_EQ("delivered at Node 6", FateText(Walk(map, 1, 0x40)));
+    // A device of no known kind that enumeration gave an ID is an endpoint all the same.
+    map.PE(4).uType = kPETypeUnknown;
+    EXPECT_EQ("delivered at Node 5", FateText(Walk(map, 1, 3)));
+    EXPECT_EQ(4, Check(map).nEndpoints);
     e4.bDeleted = true;
     EXPECT_EQ("dropped at Node 4 (the far end of Node 4 port 2 is not on the map)",
               FateText(Walk(map, 1, 0x40)));
