@@ -240,9 +240,10 @@ SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wD
     else
     {
         decision.iPort = index.FirstLinkedPort(from);
-        decision.strText = decision.iPort < 0 ? NodeName(from.iNodeNumber) + " has no link to send on"
-                                              : Format("%s: sends on port %d",
-                                                       NodeName(from.iNodeNumber).c_str(), decision.iPort);
+        decision.strText =
+            decision.iPort < 0 ? NodeName(from.iNodeNumber) + " has no link to send on"
+            : !bExplain        ? std::string()
+                        : Format("%s: sends on port %d", NodeName(from.iNodeNumber).c_str(), decision.iPort);
     }
     std::set<std::pair<int, int>> visited; // (switch, arrival port)
     const CPEPrimitive* pAt = &from;
@@ -273,7 +274,6 @@ SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wD
                 Format("the far end of %s is not on the map", LinkName(iNode, decision.iPort).c_str()));
         }
         pAt = pNext;
-        const std::string strNode = NodeName(pAt->iNodeNumber);
         if (Accepts(*pAt, wDestID, bLongIDs))
         {
             return end(EPacketFate::eDelivered, pAt->iNodeNumber);
@@ -281,11 +281,12 @@ SPacketTrace Trace(const CMapIndex& index, const CPEPrimitive& from, uint16_t wD
         if (pAt->uType & kPETypeNull)
         {
             return end(EPacketFate::eDropped, pAt->iNodeNumber,
-                       strNode + " is an empty port: nothing answers there");
+                       NodeName(pAt->iNodeNumber) + " is an empty port: nothing answers there");
         }
         if (!IsSwitch(*pAt))
         {
             const int iOwnID = EndpointDestID(*pAt, bLongIDs);
+            const std::string strNode = NodeName(pAt->iNodeNumber);
             return end(EPacketFate::eDropped, pAt->iNodeNumber,
                        iOwnID < 0 ? Format("%s is not a switch and has no destination ID", strNode.c_str())
                                   : Format("%s is an endpoint with ID %Xh, not the destination",
