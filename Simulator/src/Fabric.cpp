@@ -358,8 +358,8 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
 bool CSimFabric::Replicate(CSimDevice* pSwitch, const std::vector<uint8_t>& ports, uint32_t ulDestId,
                            bool bLarge, STravel& travel)
 {
-    // A switch sends a copy out of each port of the mask, never back out of the port the packet
-    // came in on (RapidIO Part 11, 2.2). The copies travel side by side, one link at a time, so
+    // A switch sends a copy out of each port of the mask, but not back out of the port the packet
+    // came in on, where it would only loop (an assumption; see the README). The copies travel side by side, one link at a time, so
     // that the nearest endpoints are reached first; a copy reaching another switch may be copied
     // again. All copies share one budget of link crossings, so that masks that send copies round
     // a loop end as a unicast loop does.
