@@ -359,10 +359,10 @@ bool CSimFabric::Replicate(CSimDevice* pSwitch, const std::vector<uint8_t>& port
                            bool bLarge, STravel& travel)
 {
     // A switch sends a copy out of each port of the mask, but not back out of the port the packet
-    // came in on, where it would only loop (an assumption; see the README). The copies travel side by side, one link at a time, so
-    // that the nearest endpoints are reached first; a copy reaching another switch may be copied
-    // again. All copies share one budget of link crossings, so that masks that send copies round
-    // a loop end as a unicast loop does.
+    // came in on, where it would only loop (an assumption; see the README). The copies travel side by side,
+    // one link at a time, so that the nearest endpoints are reached first; a copy reaching another switch may
+    // be copied again. All copies share one budget of link crossings, so that masks that send copies round a
+    // loop end as a unicast loop does.
     struct SCopy
     {
         CSimDevice* pFrom;
