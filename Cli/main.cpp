@@ -22,14 +22,15 @@ extern const SCliCommand g_aMapCommands[];
 extern const SCliCommand g_aRegsCommands[];
 extern const SCliCommand g_aDiscoveryCommands[];
 extern const SCliCommand g_aRouteCommands[];
+extern const SCliCommand g_aMulticastCommands[];
 extern const SCliCommand g_aScriptCommands[];
 extern const SCliCommand g_aInitScriptCommands[];
 
 namespace
 {
-const SCliCommand* const kCommandTables[] = {g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,
-                                             g_aRegsCommands,   g_aDiscoveryCommands, g_aRouteCommands,
-                                             g_aScriptCommands, g_aInitScriptCommands};
+const SCliCommand* const kCommandTables[] = {
+    g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,      g_aDiscoveryCommands,
+    g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

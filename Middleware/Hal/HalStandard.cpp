@@ -474,9 +474,16 @@ NVXL_STATUS HalStdMulticastAssociate(uint16_t, uint16_t, uint8_t uchLocalPort, u
 {
     if (ulCommand == 0 && !pulResult)
         return NVXL_ERR_INVALID_PARAM;
+    // Both words follow the RapidIO standard's layout (RapidIO Part 11, Multicast Associate Select
+    // CSR 84h and Multicast Associate Operation CSR 88h), as real switches decode them. 84h: the
+    // destination ID in bits 31..16 (a small ID in bits 23..16, the most significant byte of a
+    // large one in bits 31..24) and the mask in bits 15..0. 88h: the block size in bits 31..16,
+    // the ingress port in 15..8, large transport in bit 7, the command in bits 6..5. Putting the
+    // block size in the high half of 84h and the ID in its low half, as one might read the
+    // operation's argument order, would associate every ID's mask with destination 0.
     uint32_t aulWords[2];
-    aulWords[0] = ((uint32_t)wDestBlockSize << 16) | wDestID;
-    aulWords[1] = ((uint32_t)wMaskID << 16) | ((uint32_t)uchPort << 8);
+    aulWords[0] = ((uint32_t)(bLarge ? wDestID : (wDestID & 0xFFu)) << 16) | wMaskID;
+    aulWords[1] = ((uint32_t)wDestBlockSize << 16) | ((uint32_t)uchPort << 8);
     if (bLarge)
         aulWords[1] |= 0x80u;
     if (ulCommand == 2)

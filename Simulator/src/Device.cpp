@@ -140,6 +140,11 @@ bool CSimDevice::Route(uint32_t, bool, uint8_t, uint8_t*) const
     return false;
 }
 
+std::optional<std::vector<uint8_t>> CSimDevice::MulticastPorts(uint32_t, bool, uint8_t) const
+{
+    return std::nullopt;
+}
+
 bool CSimDevice::Accepts(uint32_t ulDestId, bool bLarge) const
 {
     return m_config.bAcceptAnyId || ulDestId == BaseDeviceId(bLarge);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <deque>
 #include <stdexcept>
 
 namespace nvsim
@@ -40,6 +41,9 @@ struct CSimFabric::STravel
     CSimDevice* pDevice = nullptr; // device it reached last
     uint8_t uchIngress = 0;        // port it came in on there
     uint32_t ulLatencyMs = 0;      // time spent on slow links
+    // Every endpoint a multicast request reached, with the port it came in on, first copy first;
+    // empty for a request that was not copied (pDevice and uchIngress tell where it went).
+    std::vector<std::pair<CSimDevice*, uint8_t>> copies;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -343,10 +347,84 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
                 return true;
             --uchHop;
         }
+        else if (const auto oPorts = pDevice->MulticastPorts(ulDestId, bLarge, travel.uchIngress))
+            return Replicate(pDevice, *oPorts, ulDestId, bLarge, travel);
         if (!pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
             return false;
     }
     return false; // caught in a loop
+}
+
+bool CSimFabric::Replicate(CSimDevice* pSwitch, const std::vector<uint8_t>& ports, uint32_t ulDestId,
+                           bool bLarge, STravel& travel)
+{
+    // A switch sends a copy out of each port of the mask, but not back out of the port the packet
+    // came in on, where it would only loop (an assumption; see the README). The copies travel side by side,
+    // one link at a time, so that the nearest endpoints are reached first; a copy reaching another switch may
+    // be copied again. All copies share one budget of link crossings, so that masks that send copies round a
+    // loop end as a unicast loop does.
+    struct SCopy
+    {
+        CSimDevice* pFrom;
+        uint8_t uchEgress;
+        uint32_t ulLatencyMs;
+    };
+    std::deque<SCopy> pending;
+    for (uint8_t uchPort : ports)
+    {
+        if (uchPort != travel.uchIngress)
+            pending.push_back({pSwitch, uchPort, travel.ulLatencyMs});
+    }
+    std::vector<std::pair<CSimDevice*, uint8_t>> reached;
+    uint32_t ulSlowest = travel.ulLatencyMs;
+    for (uint32_t ulCrossingsLeft = kMaxCrossings; !pending.empty() && ulCrossingsLeft > 0; --ulCrossingsLeft)
+    {
+        const SCopy copy = pending.front();
+        pending.pop_front();
+        CSimLink* pLink = LinkAt(*copy.pFrom, copy.uchEgress);
+        STravel hop;
+        hop.ulLatencyMs = copy.ulLatencyMs;
+        if (!pLink || !CrossLink(*pLink, {copy.pFrom, copy.uchEgress}, false, hop))
+            continue;
+        CSimDevice* pAt = hop.pDevice;
+        const bool bConsumed = !pAt->IsSwitch()
+                                   ? pAt->Accepts(ulDestId, bLarge)
+                                   : pAt->ConsumesOwnId() && ulDestId == pAt->BaseDeviceId(bLarge);
+        if (bConsumed)
+        {
+            reached.emplace_back(pAt, hop.uchIngress);
+            ulSlowest = std::max(ulSlowest, hop.ulLatencyMs);
+            continue;
+        }
+        if (!pAt->IsSwitch())
+            continue;
+        if (const auto oPorts = pAt->MulticastPorts(ulDestId, bLarge, hop.uchIngress))
+        {
+            for (uint8_t uchPort : *oPorts)
+            {
+                if (uchPort != hop.uchIngress)
+                    pending.push_back({pAt, uchPort, hop.ulLatencyMs});
+            }
+            continue;
+        }
+        uint8_t uchEgress = 0;
+        if (pAt->Route(ulDestId, bLarge, hop.uchIngress, &uchEgress))
+            pending.push_back({pAt, uchEgress, hop.ulLatencyMs});
+    }
+    if (reached.empty())
+        return false;
+    travel.copies = std::move(reached);
+    travel.pDevice = travel.copies.front().first;
+    travel.uchIngress = travel.copies.front().second;
+    travel.ulLatencyMs = ulSlowest;
+    return true;
+}
+
+std::vector<std::pair<CSimDevice*, uint8_t>> CSimFabric::Reached(const STravel& travel)
+{
+    if (!travel.copies.empty())
+        return travel.copies;
+    return {{travel.pDevice, travel.uchIngress}};
 }
 
 bool CSimFabric::SendRequest(uint8_t uchHostPort, uint32_t ulDestId, bool bLarge, bool bMaintenance,
@@ -525,7 +603,13 @@ int32_t CSimFabric::DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t 
     int32_t nStatus = kStatusTimeout;
     if (SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
     {
-        nStatus = travel.pDevice->DataWrite(ullAddress, p, ulCount);
+        // Every copy of a multicast write lands; the host hears the first copy's response.
+        for (const auto& [pCopy, uchIn] : Reached(travel))
+        {
+            const int32_t nCopy = pCopy->IsMute() ? kStatusTimeout : pCopy->DataWrite(ullAddress, p, ulCount);
+            if (pCopy == travel.pDevice)
+                nStatus = nCopy;
+        }
         if (bResponse &&
             !SendResponse(*travel.pDevice, travel.uchIngress, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
             nStatus = kStatusTimeout;
@@ -578,7 +662,13 @@ int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_
         if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
             m_pHost->DeliverMessage(std::move(echo));
     }
-    // A full queue drops the message; the receiver's overflow flag tells of it.
+    // A full queue drops the message; the receiver's overflow flag tells of it. Each copy of a
+    // multicast message lands in its own receiver's queue.
+    for (const auto& [pCopy, uchIn] : Reached(travel))
+    {
+        if (pCopy != &target && !pCopy->IsMute())
+            pCopy->DeliverMessage(message);
+    }
     target.DeliverMessage(std::move(message));
     if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))
     {
@@ -620,6 +710,11 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
         STravel echoTravel;
         if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
             m_pHost->DeliverDoorbell({target.BaseDeviceId(bLarge), bLarge, wInfo});
+    }
+    for (const auto& [pCopy, uchIn] : Reached(travel))
+    {
+        if (pCopy != &target && !pCopy->IsMute())
+            pCopy->DeliverDoorbell({ulHostId, bLarge, wInfo});
     }
     target.DeliverDoorbell({ulHostId, bLarge, wInfo});
     if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))

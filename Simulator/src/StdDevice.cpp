@@ -434,6 +434,19 @@ std::optional<uint16_t> CStdDevice::MulticastAssociation(uint32_t ulDestId, bool
     return it->second;
 }
 
+std::optional<std::vector<uint8_t>> CStdDevice::MulticastPorts(uint32_t ulDestId, bool bLarge,
+                                                               uint8_t uchIngressPort) const
+{
+    auto lock = Guard();
+    if (!IsSwitch() || !Config().bMulticast)
+        return std::nullopt;
+    const std::optional<uint16_t> oMask = MulticastAssociation(ulDestId, bLarge, uchIngressPort);
+    if (!oMask)
+        return std::nullopt;
+    const std::set<uint8_t>& ports = m_masks[*oMask];
+    return std::vector<uint8_t>(ports.begin(), ports.end());
+}
+
 void CStdDevice::InstallLpSerialBlock()
 {
     // LP-Serial Register Block Header (RapidIO Part 6, 6.6.1): no further block, and the block ID.

@@ -319,7 +319,19 @@ TEST_F(HalStandardTest, MulticastInfoAndCommands)
     EXPECT_EQ(a.ulOffset, 0x84u);
     EXPECT_EQ(a.ulWordCount, 2u);
     EXPECT_EQ(a.ulStride, 4u);
-    EXPECT_EQ(a.aulWords, (std::vector<uint32_t>{0x00100020, 0x000506E0}));
+    // The standard's layout: ID high and mask low in 84h; block size high, port, large
+    // transport and the command low in 88h.
+    EXPECT_EQ(a.aulWords, (std::vector<uint32_t>{0x00200005, 0x001006E0}));
+
+    // A small ID sits in bits 23..16, a large one fills bits 31..16; delete is 40h.
+    m_target.m_aAccesses.clear();
+    EXPECT_EQ(HalMulticastAssociate(kVendor, kDevice, 0, kDest, kHop, 2, 0, 0, 0x00A7, 0x0011, 3, nullptr),
+              0);
+    EXPECT_EQ(HalMulticastAssociate(kVendor, kDevice, 0, kDest, kHop, 3, 1, 0, 0xBEEF, 0x0002, 0, nullptr),
+              0);
+    ASSERT_EQ(m_target.m_aAccesses.size(), 2u);
+    EXPECT_EQ(m_target.m_aAccesses[0].aulWords, (std::vector<uint32_t>{0x00A70011, 0x00000340}));
+    EXPECT_EQ(m_target.m_aAccesses[1].aulWords, (std::vector<uint32_t>{0xBEEF0002, 0x000000E0}));
 }
 
 TEST_F(HalStandardTest, DefaultRouteNeedsASwitchWithTheStandardTable)

@@ -181,6 +181,11 @@ public:
     // Egress port for a packet to ulDestId (a 16-bit ID when bLarge) that entered on
     // uchIngressPort; false drops it. Only switches route; the base drops everything.
     virtual bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const;
+    // Egress ports of the copies a switch makes of a request to a multicast ID that entered on
+    // uchIngressPort: the ports of the mask the ID is associated with (possibly none). Nullopt when
+    // the ID is not a multicast ID here and the packet is routed as usual. The base has none.
+    virtual std::optional<std::vector<uint8_t>> MulticastPorts(uint32_t ulDestId, bool bLarge,
+                                                               uint8_t uchIngressPort) const;
     // Whether an endpoint consumes a packet addressed to ulDestId.
     virtual bool Accepts(uint32_t ulDestId, bool bLarge) const;
     // The device's own destination ID at 8 or 16 bits.

@@ -117,6 +117,8 @@ class CSimFabric
 public:
     // Longest way a packet may travel before it counts as caught in a loop.
     static constexpr uint32_t kMaxHops = 256;
+    // Link crossings all copies of one multicast packet may make together.
+    static constexpr uint32_t kMaxCrossings = 4096;
     // Entries the error list keeps; older ones give way.
     static constexpr size_t kMaxRioErrors = 64;
 
@@ -216,6 +218,12 @@ private:
                       STravel& travel);
     bool Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDestId, bool bLarge, bool bResponse,
                  bool bMaintenance, uint8_t uchHop, STravel& travel);
+    // Sends a copy of a request out of each port of a multicast mask (but its ingress port);
+    // false if no copy reached an endpoint.
+    bool Replicate(CSimDevice* pSwitch, const std::vector<uint8_t>& ports, uint32_t ulDestId, bool bLarge,
+                   STravel& travel);
+    // The endpoints a request reached: every copy of a multicast one, else the one device.
+    static std::vector<std::pair<CSimDevice*, uint8_t>> Reached(const STravel& travel);
     bool EchoToSender(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulSenderId, bool bLarge,
                       STravel& travel);
     uint32_t CutDestId(uint32_t ulDestId, bool bLarge) const;

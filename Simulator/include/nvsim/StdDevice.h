@@ -97,6 +97,9 @@ public:
     CStdDevice(std::string strName, SDeviceConfig config);
 
     bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
+    // The ports of the mask associated with the ID through the standard multicast registers.
+    std::optional<std::vector<uint8_t>> MulticastPorts(uint32_t ulDestId, bool bLarge,
+                                                       uint8_t uchIngressPort) const override;
     bool PortEnabled(uint8_t uchPort) const override;
     // The rates Port n Control 2 has enabled, of those the port supports.
     uint32_t PortSpeeds(uint8_t uchPort) const override;

@@ -150,6 +150,42 @@ CIdtGen2Switch::CIdtGen2Switch(std::string strName, SDeviceConfig config)
                 else
                     SetReg(kDeviceReset, ulNew);
             });
+    InstallMulticastMasks();
+}
+
+void CIdtGen2Switch::InstallMulticastMasks()
+{
+    // Each port has its own 40 masks, one bit a port (bit n: port n), clear at reset; a write to a
+    // broadcast mask register writes that mask of every port, and a read gives port 0's.
+    const uint32_t ulPortBits = (1u << PortCount()) - 1;
+    for (uint32_t m = 0; m < kMulticastMasks; ++m)
+    {
+        for (uint8_t p = 0; p < PortCount(); ++p)
+            SetMasked(PortMaskRegister(p, m), 0, ulPortBits);
+        SetHook(
+            kBroadcastMask + 4 * m, [this, m](const SRegAccess&) { return Reg(PortMaskRegister(0, m)); },
+            [this, m, ulPortBits](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            {
+                for (uint8_t p = 0; p < PortCount(); ++p)
+                {
+                    const uint32_t ulAt = PortMaskRegister(p, m);
+                    SetReg(ulAt, ((Reg(ulAt) & ~ulByteMask) | (ulValue & ulByteMask)) & ulPortBits);
+                }
+            });
+    }
+}
+
+bool CIdtGen2Switch::MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const
+{
+    if (ulMask >= kMulticastMasks || uchIngressPort >= PortCount())
+        return false;
+    const uint32_t ulBits = Reg(PortMaskRegister(uchIngressPort, ulMask));
+    for (uint8_t p = 0; p < PortCount(); ++p)
+    {
+        if (ulBits & (1u << p))
+            pPorts->push_back(p);
+    }
+    return true;
 }
 
 bool CIdtGen2Switch::LanesPickPll() const

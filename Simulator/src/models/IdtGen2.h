@@ -17,6 +17,14 @@
 // cps1848_cfg, cps1432_cfg, sps1616_cfg with the lanes and PLL of every port for each field
 // value; PLL_DIV_SEL and LANE_X_CTL_SPD1/SPD2 for each rate; the SPS-1616's four-bit field
 // spacing; the lane control reset value 0x1E80 with the rate bits).
+//
+// Multicast the Gen2 way: a route table entry of 0x40 + n (n below 40, CPS_MAX_MC_MASK) sends a
+// packet to every port set in mask n of the port it came in on. Each port has 40 mask registers
+// (CPS1848_PORT_X_MCAST_MASK_Y, 0xF38000 + 0x100 x + 4 y; bit n for port n, as the DAR's
+// cps_program_mc_mask writes them with CPS1848_BCAST__MCAST_MASK_X_PORT_MASK), and a write to
+// the broadcast register of mask y (CPS1848_BCAST_MCAST_MASK_X, 0xF30000 + 4 y) sets mask y of
+// every port. Assumptions where the DAR is silent: the masks are clear at reset, and a read of a
+// broadcast register gives port 0's mask.
 #pragma once
 
 #include "models/IdtSwitch.h"
@@ -32,6 +40,13 @@ public:
     uint8_t PortLanes(uint8_t uchPort) const override;
     bool PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string* pError) override;
 
+    static constexpr uint32_t kMulticastMasks = 40;
+    static constexpr uint32_t kBroadcastMask = 0xF30000;
+    static constexpr uint32_t PortMaskRegister(uint8_t uchPort, uint32_t ulMask)
+    {
+        return 0xF38000 + 0x100 * uchPort + 4 * ulMask;
+    }
+
     // The rate family a PLL's lanes run in now (PLL_DIV_SEL as of its last reset).
     uint32_t AppliedPllSelect(uint32_t ulPll) const;
 
@@ -44,7 +59,11 @@ public:
     };
     SPortLanes Lanes(uint8_t uchPort) const;
 
+protected:
+    bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const override;
+
 private:
+    void InstallMulticastMasks();
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);

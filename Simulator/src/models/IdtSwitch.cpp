@@ -140,7 +140,7 @@ void CIdtSwitch::WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulB
     }
 }
 
-bool CIdtSwitch::Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const
+uint8_t CIdtSwitch::Lookup(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort) const
 {
     const Table& table = m_tables[m_bPerPortTables && uchIngressPort < m_tables.size() ? uchIngressPort : 0];
     uint8_t uchValue = table[ulDestId & 0xFF];
@@ -153,11 +153,35 @@ bool CIdtSwitch::Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, u
     }
     if (uchValue == kUseDefaultRoute)
         uchValue = static_cast<uint8_t>(Reg(reg::kRouteDefaultPort));
-    // Multicast masks are not replicated by the simulator; they and "no route" drop the packet.
+    return uchValue;
+}
+
+bool CIdtSwitch::Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const
+{
+    // A multicast mask the model cannot copy by, and "no route", drop the packet.
+    const uint8_t uchValue = Lookup(ulDestId, bLarge, uchIngressPort);
     if (uchValue >= PortCount())
         return false;
     *puchEgress = uchValue;
     return true;
+}
+
+std::optional<std::vector<uint8_t>> CIdtSwitch::MulticastPorts(uint32_t ulDestId, bool bLarge,
+                                                               uint8_t uchIngressPort) const
+{
+    auto lock = Guard();
+    // An entry of 0x40 + n sends the packet to the ports of the ingress port's mask n; IDs without
+    // such an entry may still be associated through the standard registers.
+    const uint8_t uchValue = Lookup(ulDestId, bLarge, uchIngressPort);
+    std::vector<uint8_t> ports;
+    if (uchValue >= kFirstMask && MaskPorts(uchIngressPort, uchValue - kFirstMask, &ports))
+        return ports;
+    return CStdDevice::MulticastPorts(ulDestId, bLarge, uchIngressPort);
+}
+
+bool CIdtSwitch::MaskPorts(uint8_t, uint32_t, std::vector<uint8_t>*) const
+{
+    return false;
 }
 
 uint8_t CIdtSwitch::TableEntry(uint8_t uchTable, uint32_t ulIndex) const

@@ -5,8 +5,8 @@
 // A table has a device part (IDs 0..255, or the low byte of a 16-bit ID in the switch's own
 // domain) and a domain part (the high byte of 16-bit IDs of other domains): 512 entries, the
 // device part first, as the windows lay them out. Entry values: a port number, 0x40 + n for
-// multicast mask n, 0xDD "use the device table" (domain part), 0xDE "use the default route"
-// (Route Default Port, 0x78), 0xDF "no route".
+// multicast mask n (copied to the mask's ports where the part has mask registers), 0xDD "use the device
+// table" (domain part), 0xDE "use the default route" (Route Default Port, 0x78), 0xDF "no route".
 //
 // Sources: IDT's Device Access Routines as published by the RapidIO Trade Association
 // (CPS1848.h: CPS1848_RTE_PORT_SEL 0x10070, CPS1848_BCAST_DEV_RTE_TABLE 0xE00000,
@@ -44,6 +44,10 @@ public:
     void WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask,
                        const SRegAccess& access) override;
     bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
+    // The ports of the mask a multicast entry of the ingress port's table names, where the model
+    // has the masks (MaskPorts); otherwise the standard associations.
+    std::optional<std::vector<uint8_t>> MulticastPorts(uint32_t ulDestId, bool bLarge,
+                                                       uint8_t uchIngressPort) const override;
 
     // Entry ulIndex (0..511: device part, then domain part) of a port's table (table 0 when
     // there is only one).
@@ -52,7 +56,16 @@ public:
     uint8_t RouteEntry(uint32_t ulDestId, uint8_t uchTable = 0) const override;
     void SetRouteEntry(uint32_t ulDestId, uint8_t uchPort, int nTable = -1) override;
 
+protected:
+    // The ports of multicast mask ulMask as a packet entering on uchIngressPort sees it; false when
+    // the part has no such mask (the base: no masks; the packet is dropped).
+    virtual bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const;
+
 private:
+    // The entry that decides where a packet goes: the port table of the ingress port (or the one
+    // table), the domain part for another domain's 16-bit ID, the default port resolved.
+    uint8_t Lookup(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort) const;
+
     using Table = std::array<uint8_t, kTableEntries>;
 
     // The table an access through the registers reads; null when the select names no port.
