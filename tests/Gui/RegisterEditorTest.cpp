@@ -204,14 +204,8 @@ protected:
     {
         nvtest::WriteModuleFile(m_strModules, QLatin1String(pszName), text);
     }
-    CNetworkDocument& Document()
-    {
-        return m_pFrame->Core().Document();
-    }
-    CPEPrimitive& PE(int iNode)
-    {
-        return *Document().pCurrentPEs->GetByNodeNumber(iNode);
-    }
+    CNetworkDocument& Document() { return m_pFrame->Core().Document(); }
+    CPEPrimitive& PE(int iNode) { return *Document().pCurrentPEs->GetByNodeNumber(iNode); }
     // The position in a PE's register tree of a register, by name (the first of several sets).
     int TreeIndex(int iNode, const QString& strName)
     {
@@ -240,7 +234,7 @@ protected:
         return pDialog;
     }
     // Clicks a field's box, types a text into the edit that opens and presses a key.
-    void EditField(CRegisterDlg & dialog, int iItem, int iField, const QString& strText,
+    void EditField(CRegisterDlg& dialog, int iItem, int iField, const QString& strText,
                    Qt::Key eKey = Qt::Key_Return)
     {
         QTest::mouseClick(dialog.View(), Qt::LeftButton, {},
