@@ -1,7 +1,11 @@
 #include "CliMap.h"
 
+#include "FFRoutes.h"
+#include "NVXLHal.h"
 #include "NetworkDocument.h"
 #include "NetworkMap.h"
+#include "Primitives.h"
+#include "TargetConnection.h"
 
 #include <QString>
 
@@ -16,4 +20,20 @@ bool LoadCommandMap(const std::string& strPath, CNetworkDocument& map)
     const int iRead = iBits;
     SetMapTransportAccess([iRead] { return iRead; }, [](int) {});
     return true;
+}
+
+CliConnection OpenMapTarget(CNetworkDocument& map)
+{
+    CliConnection connection = OpenCliTarget();
+    if (!connection)
+    {
+        return connection;
+    }
+    HalSetLargeTransport(MapUsesLongIDs() ? 1 : 0);
+    if (CPEPrimitive* pHost = MapHostPE(map))
+    {
+        pHost->bHasHostLink = true;
+        pHost->bHostLinkOpen = true;
+    }
+    return connection;
 }

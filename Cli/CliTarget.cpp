@@ -15,7 +15,7 @@ SCliGlobals& CliGlobals()
     return globals;
 }
 
-std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget()
+CliConnection OpenCliTarget()
 {
     auto close = [](CTargetConnection* pConnection)
     {
@@ -25,8 +25,7 @@ std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget()
         }
         delete pConnection;
     };
-    std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> pConnection(new CTargetConnection,
-                                                                                 close);
+    CliConnection pConnection(new CTargetConnection, close);
     in_addr address{};
     if (inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address) != 1 || address.s_addr == 0)
     {

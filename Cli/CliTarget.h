@@ -19,8 +19,11 @@ struct SCliGlobals
 // The globals of this run, filled by main.
 SCliGlobals& CliGlobals();
 
+// An open target, closed when it goes.
+using CliConnection = std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>;
+
 // Opens the target of the globals; prints the failure and returns nullptr when it can't.
-std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)> OpenCliTarget();
+CliConnection OpenCliTarget();
 
 // Prints the text of a client status to standard error and returns the exit status 1.
 int CliFailure(int32_t nStatus);

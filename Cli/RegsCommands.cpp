@@ -8,8 +8,6 @@
 #include "CliTarget.h"
 
 #include "DeviceInfo.h"
-#include "FFRoutes.h"
-#include "NVXLHal.h"
 #include "NetworkDocument.h"
 #include "NetworkMap.h"
 #include "NumberText.h"
@@ -178,8 +176,6 @@ int RunRegsShow(const SCliInvocation& invocation)
     return 0;
 }
 
-using CliConnection = std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>;
-
 void PrintErrorOf(const char* pszCommand, const QString& strText)
 {
     for (const QString& strLine : strText.trimmed().split(QLatin1Char('\n')))
@@ -233,18 +229,8 @@ public:
     // Opens the target and marks the map's host PE as the one reached through it.
     bool Connect()
     {
-        m_connection = OpenCliTarget();
-        if (!m_connection)
-        {
-            return false;
-        }
-        HalSetLargeTransport(MapUsesLongIDs() ? 1 : 0);
-        if (CPEPrimitive* pHost = MapHostPE(m_map))
-        {
-            pHost->bHasHostLink = true;
-            pHost->bHostLinkOpen = true;
-        }
-        return true;
+        m_connection = OpenMapTarget(m_map);
+        return m_connection != nullptr;
     }
     CNetworkDocument& Map() { return m_map; }
     CPEPrimitive& PE() { return *m_pPE; }

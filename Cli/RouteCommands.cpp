@@ -45,24 +45,6 @@ int CountTables(const CNetworkDocument& map, int* piEntries)
     return nSwitches;
 }
 
-// Opens the target for a map and marks its host PE as the one reached through it.
-bool Connect(CNetworkDocument& map,
-             std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>& connection)
-{
-    connection = OpenCliTarget();
-    if (!connection)
-    {
-        return false;
-    }
-    HalSetLargeTransport(MapUsesLongIDs() ? 1 : 0);
-    if (CPEPrimitive* pHost = MapHostPE(map))
-    {
-        pHost->bHasHostLink = true;
-        pHost->bHostLinkOpen = true;
-    }
-    return true;
-}
-
 int RunRoutesGenerate(const SCliInvocation& invocation)
 {
     const char* const pszUsage = "routes generate MAP [--download] [--skip-unused] [--save OUT]";
@@ -81,11 +63,11 @@ int RunRoutesGenerate(const SCliInvocation& invocation)
     int iEntries = 0;
     const int nSwitches = CountTables(map, &iEntries);
     std::printf("Generated routing tables for %d switches, %d entries\n", nSwitches, iEntries);
-    auto connection =
-        std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>(nullptr, [](CTargetConnection*) {});
+    CliConnection connection(nullptr, [](CTargetConnection*) {});
     if (options.Has("--download"))
     {
-        if (!Connect(map, connection))
+        connection = OpenMapTarget(map);
+        if (!connection)
         {
             return 1;
         }
@@ -126,9 +108,8 @@ int RunRoutesTransfer(const SCliInvocation& invocation, bool bUpload)
     {
         nSwitches += !pPE->bDeleted && (pPE->uType & kPETypeSwitch) ? 1 : 0;
     }
-    auto connection =
-        std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>(nullptr, [](CTargetConnection*) {});
-    if (!Connect(map, connection))
+    const CliConnection connection = OpenMapTarget(map);
+    if (!connection)
     {
         return 1;
     }

@@ -5,8 +5,6 @@
 #include "CliOptions.h"
 #include "CliTarget.h"
 
-#include "FFRoutes.h"
-#include "NVXLHal.h"
 #include "NetworkDocument.h"
 #include "NetworkMap.h"
 #include "SimpleScript.h"
@@ -55,16 +53,10 @@ int RunScriptRun(const SCliInvocation& invocation)
     {
         return 1;
     }
-    auto connection = OpenCliTarget();
+    const CliConnection connection = OpenMapTarget(map);
     if (!connection)
     {
         return 1;
-    }
-    HalSetLargeTransport(MapUsesLongIDs() ? 1 : 0);
-    if (CPEPrimitive* pHost = MapHostPE(map))
-    {
-        pHost->bHasHostLink = true;
-        pHost->bHostLinkOpen = true;
     }
     const bool bCompleted = script.Run();
     PrintText(stdout, script.Transcript());

@@ -127,7 +127,7 @@ CNetInitScriptGenDlg::CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& 
             .arg(pe.iNodeNumber + 1));
     m_pNote->show();
     m_pGenerate->hide();
-    m_pSave->setText(QStringLiteral("Save Register Values..."));
+    m_pSave->setText(QStringLiteral("Save Register Values"));
     m_pSave->setDefault(true);
     connect(m_pExcludeRO, &QCheckBox::toggled, this, &CNetInitScriptGenDlg::PreviewRegisterValues);
     connect(m_pTree, &QTreeWidget::itemChanged, this, &CNetInitScriptGenDlg::PreviewRegisterValues);
@@ -198,7 +198,7 @@ void CNetInitScriptGenDlg::BuildWindow()
 
     auto* pButtons = new QHBoxLayout;
     m_pGenerate = new QPushButton(QStringLiteral("Generate"), this);
-    m_pSave = new QPushButton(QStringLiteral("Save Script..."), this);
+    m_pSave = new QPushButton(QStringLiteral("Save Script"), this);
     m_pCopy = new QPushButton(QStringLiteral("Copy to Clipboard"), this);
     auto* pClose = new QPushButton(QStringLiteral("Close"), this);
     m_pGenerate->setDefault(true);

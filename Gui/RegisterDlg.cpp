@@ -1409,21 +1409,14 @@ int EditAllLikeThis(CRegisterDlg& dialog, CNetworkDocument& document, const CPEP
     }
     const SRegisterTreeItem& item = items[static_cast<size_t>(iTreeItem)];
     const int eType = TreeItemType(pe, item);
-    std::vector<CPEPrimitive*> pes;
-    for (const auto& pOther : *document.pCurrentPEs)
-    {
-        if (!pOther->bDeleted && pOther->DeviceID == pe.DeviceID && pOther->ManufID == pe.ManufID &&
-            (pOther->uType & kPETypeSwitch) == (pe.uType & kPETypeSwitch))
-        {
-            pes.push_back(pOther.get());
-        }
-    }
-    std::stable_sort(pes.begin(), pes.end(),
-                     [](const CPEPrimitive* pA, const CPEPrimitive* pB)
-                     { return pA->iNodeNumber < pB->iNodeNumber; });
     bool bClear = true;
-    for (CPEPrimitive* pOther : pes)
+    for (CPEPrimitive* pOther : document.pCurrentPEs->LivePEsInNodeOrder())
     {
+        if (pOther->DeviceID != pe.DeviceID || pOther->ManufID != pe.ManufID ||
+            (pOther->uType & kPETypeSwitch) != (pe.uType & kPETypeSwitch))
+        {
+            continue;
+        }
         for (int s = item.pBlock->GetNumSets() > 0 ? 0 : -1; s < item.pBlock->GetNumSets() || s == -1; ++s)
         {
             if (!dialog.AddRegisters(*pOther, item.pBlock->Name, s, eType, item.iRegister, bClear))

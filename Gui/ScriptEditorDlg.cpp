@@ -93,7 +93,6 @@ bool CScriptEditorDlg::Load(const QString& strPath)
     m_pEditor->setPlainText(strText);
     m_pEditor->document()->setModified(false);
     m_pFileLabel->setText(QDir::toNativeSeparators(strPath));
-    setWindowTitle(QStringLiteral("Script Editor - %1").arg(QFileInfo(strPath).fileName()));
     return true;
 }
 

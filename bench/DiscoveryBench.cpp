@@ -170,6 +170,32 @@ double BareSeconds(uint16_t wPort)
     return dSeconds;
 }
 
+// Connects to the simulator over TCP with 16-bit destination IDs on the wire, as the discovery
+// asks for them, and puts the counting transport in front of the link's own. Prints why and
+// returns false when it can't.
+bool ConnectCounting(const nvtest::CSimProcess& sim, CTargetConnection& connection)
+{
+    if (!sim.Ready())
+    {
+        std::fprintf(stderr, "norvanta-sim did not start\n%s", sim.ErrorOutput().c_str());
+        return false;
+    }
+    LinkSettings().wServerPort = sim.TcpPort();
+    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
+                          QStringLiteral("16"));
+    if (!connection.OpenTarget(eConnInternetTCP, 0x7F000001u))
+    {
+        std::fprintf(stderr, "cannot connect to norvanta-sim\n");
+        return false;
+    }
+    g_inner = *NVXL_GetTransport();
+    NVXL_TRANSPORT counting = g_inner;
+    counting.pfnMaintRead = CountingRead;
+    counting.pfnMaintWrite = CountingWrite;
+    NVXL_SetTransport(&counting);
+    return true;
+}
+
 double Median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
@@ -182,25 +208,11 @@ double Median(std::vector<double> values)
 int LargeDiscovery()
 {
     nvtest::CSimProcess sim("fabric5000.topo", {"--no-udp"});
-    if (!sim.Ready())
-    {
-        std::fprintf(stderr, "norvanta-sim did not start\n%s", sim.ErrorOutput().c_str());
-        return 1;
-    }
-    LinkSettings().wServerPort = sim.TcpPort();
-    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
-                          QStringLiteral("16"));
     CTargetConnection connection;
-    if (!connection.OpenTarget(eConnInternetTCP, 0x7F000001u))
+    if (!ConnectCounting(sim, connection))
     {
-        std::fprintf(stderr, "cannot connect to norvanta-sim\n");
         return 1;
     }
-    g_inner = *NVXL_GetTransport();
-    NVXL_TRANSPORT counting = g_inner;
-    counting.pfnMaintRead = CountingRead;
-    counting.pfnMaintWrite = CountingWrite;
-    NVXL_SetTransport(&counting);
     g_ullTransactions = 0;
     g_requests.clear();
 
@@ -253,26 +265,11 @@ int main(int argc, char** argv)
         return LargeDiscovery();
     }
     nvtest::CSimProcess sim("fabric1000.topo", {"--no-udp"});
-    if (!sim.Ready())
-    {
-        std::fprintf(stderr, "norvanta-sim did not start\n%s", sim.ErrorOutput().c_str());
-        return 1;
-    }
-    LinkSettings().wServerPort = sim.TcpPort();
-    // Sixteen-bit destination IDs on the wire, as the discovery asks for them.
-    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
-                          QStringLiteral("16"));
     CTargetConnection connection;
-    if (!connection.OpenTarget(eConnInternetTCP, 0x7F000001u))
+    if (!ConnectCounting(sim, connection))
     {
-        std::fprintf(stderr, "cannot connect to norvanta-sim\n");
         return 1;
     }
-    g_inner = *NVXL_GetTransport();
-    NVXL_TRANSPORT counting = g_inner;
-    counting.pfnMaintRead = CountingRead;
-    counting.pfnMaintWrite = CountingWrite;
-    NVXL_SetTransport(&counting);
 
     std::vector<NVXL_PE> pes(NVXL_MAX_PES);
     std::vector<NVXL_CONNECTION> connections(NVXL_MAX_CONNECTIONS);

@@ -414,10 +414,11 @@ bool CRegisterAccess::CommitField(const RegisterItem& item, int iField, const QS
     return UploadRegister(item, &ulRead) == 0;
 }
 
-int CRegisterAccess::UploadAll(const std::vector<RegisterItem>& items)
+int CRegisterAccess::TransferAll(const std::vector<RegisterItem>& items, const QString& strProgress,
+                                 const std::function<ETransfer(const RegisterItem&)>& transfer)
 {
     UI().BeginWork(ApplicationTitle(), false);
-    UI().SetWorkProgress(QStringLiteral("Uploading register data.  Please wait..."));
+    UI().SetWorkProgress(strProgress);
     int nDone = 0;
     const CPEPrimitive* pLastPE = nullptr;
     for (const RegisterItem& item : items)
@@ -434,55 +435,46 @@ int CRegisterAccess::UploadAll(const std::vector<RegisterItem>& items)
             }
             pLastPE = item.pPE;
         }
-        uint32_t ulValue = 0;
-        if (const SRegisterValue* pSaved = FindValue(item))
-        {
-            ulValue = pSaved->uValue;
-        }
-        if (UploadRegister(item, &ulValue) != 0)
+        const ETransfer eResult = transfer(item);
+        if (eResult == eTransferFailed)
         {
             break;
         }
-        ++nDone;
+        nDone += eResult == eTransferDone ? 1 : 0;
     }
     UI().EndWork(QString());
     return nDone;
 }
 
+int CRegisterAccess::UploadAll(const std::vector<RegisterItem>& items)
+{
+    return TransferAll(items, QStringLiteral("Uploading register data.  Please wait..."),
+                       [this](const RegisterItem& item)
+                       {
+                           uint32_t ulValue = 0;
+                           if (const SRegisterValue* pSaved = FindValue(item))
+                           {
+                               ulValue = pSaved->uValue;
+                           }
+                           return UploadRegister(item, &ulValue) == 0 ? eTransferDone : eTransferFailed;
+                       });
+}
+
 int CRegisterAccess::DownloadAll(const std::vector<RegisterItem>& items)
 {
-    UI().BeginWork(ApplicationTitle(), false);
-    UI().SetWorkProgress(QStringLiteral("Downloading register data.  Please wait..."));
-    int nDone = 0;
-    const CPEPrimitive* pLastPE = nullptr;
-    for (const RegisterItem& item : items)
-    {
-        if (UI().WorkCancelled())
-        {
-            break;
-        }
-        if (item.pPE != pLastPE)
-        {
-            if (!PrepareAccess(*item.pPE))
-            {
-                break;
-            }
-            pLastPE = item.pPE;
-        }
-        const SRegisterValue* pSaved = FindValue(item);
-        if (!pSaved)
-        {
-            continue;
-        }
-        uint32_t ulValue = pSaved->uValue;
-        if (DownloadRegister(item, ulValue) != 0 || UploadRegister(item, &ulValue) != 0)
-        {
-            break;
-        }
-        ++nDone;
-    }
-    UI().EndWork(QString());
-    return nDone;
+    return TransferAll(items, QStringLiteral("Downloading register data.  Please wait..."),
+                       [this](const RegisterItem& item)
+                       {
+                           const SRegisterValue* pSaved = FindValue(item);
+                           if (!pSaved)
+                           {
+                               return eTransferSkipped;
+                           }
+                           uint32_t ulValue = pSaved->uValue;
+                           return DownloadRegister(item, ulValue) == 0 && UploadRegister(item, &ulValue) == 0
+                                      ? eTransferDone
+                                      : eTransferFailed;
+                       });
 }
 
 void CRegisterAccess::StartRecording()

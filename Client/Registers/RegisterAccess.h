@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -130,6 +131,16 @@ public:
     QString WindowTitle() const;
 
 private:
+    enum ETransfer
+    {
+        eTransferDone,
+        eTransferSkipped,
+        eTransferFailed,
+    };
+    // Runs through the items under the working window with that progress text, reaching each PE
+    // once for its run of items. A failed item or a cancel ends the run; returns the items done.
+    int TransferAll(const std::vector<RegisterItem>& items, const QString& strProgress,
+                    const std::function<ETransfer(const RegisterItem&)>& transfer);
     void Record(uint32_t ulOffset, uint32_t ulValue);
     QString UploadFailureText(int32_t nStatus);
 

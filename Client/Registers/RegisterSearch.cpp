@@ -257,17 +257,7 @@ bool CRegisterSearch::FindNextInMap(const CNetworkDocument& document, const SReg
 {
     m_strError.clear();
     // The PEs that show registers, in node order, as the browser lists them.
-    std::vector<const CPEPrimitive*> pes;
-    for (const auto& pPE : *document.pCurrentPEs)
-    {
-        if (!pPE->bDeleted)
-        {
-            pes.push_back(pPE.get());
-        }
-    }
-    std::stable_sort(pes.begin(), pes.end(),
-                     [](const CPEPrimitive* pA, const CPEPrimitive* pB)
-                     { return pA->iNodeNumber < pB->iNodeNumber; });
+    const std::vector<CPEPrimitive*> pes = document.pCurrentPEs->LivePEsInNodeOrder();
     size_t nStart = 0;
     if (after.iNode >= 0)
     {

@@ -20,46 +20,23 @@ namespace
 // A CSV line as read: offset, separator, value and the carriage return.
 constexpr qsizetype kCsvLineLength = 16;
 
-bool HexField(const QByteArray& line, qsizetype iPos, qsizetype nDigits, uint32_t* pulValue)
-{
-    bool bOk = false;
-    const QByteArray field = line.mid(iPos, nDigits);
-    for (char ch : field)
-    {
-        if (!std::isxdigit(static_cast<unsigned char>(ch)))
-        {
-            return false;
-        }
-    }
-    *pulValue = field.toUInt(&bOk, 16);
-    return bOk && field.size() == nDigits;
-}
-
 // The code of ReadSRecordValue for one CSV line.
 int ReadCsvValue(QIODevice& file, uint32_t* pulOffset, uint32_t* pulValue)
 {
-    if (file.atEnd())
+    QByteArray line;
+    if (!ReadValueFileLine(file, &line))
     {
         return eSRecValueEnd;
-    }
-    QByteArray line = file.readLine();
-    if (line.isEmpty())
-    {
-        return eSRecValueEnd;
-    }
-    if (line.back() == '\n')
-    {
-        line.chop(1);
     }
     if (line.size() != kCsvLineLength)
     {
         return eSRecValueBadLength;
     }
-    if (!HexField(line, 0, 6, pulOffset))
+    if (!ParseHexDigits(line, 0, 6, pulOffset))
     {
         return eSRecValueBadOffset;
     }
-    if (!HexField(line, 7, 8, pulValue))
+    if (!ParseHexDigits(line, 7, 8, pulValue))
     {
         return eSRecValueBadValue;
     }

@@ -220,17 +220,7 @@ SBrowserItem PortsItem(const CPEPrimitive& pe)
 std::vector<SBrowserItem> BrowserPEItems(const CNetworkDocument& document)
 {
     std::vector<SBrowserItem> items;
-    std::vector<const CPEPrimitive*> pes;
-    for (const auto& pPE : *document.pCurrentPEs)
-    {
-        if (!pPE->bDeleted)
-        {
-            pes.push_back(pPE.get());
-        }
-    }
-    std::stable_sort(pes.begin(), pes.end(),
-                     [](const CPEPrimitive* pA, const CPEPrimitive* pB)
-                     { return pA->iNodeNumber < pB->iNodeNumber; });
+    const std::vector<CPEPrimitive*> pes = document.pCurrentPEs->LivePEsInNodeOrder();
     items.reserve(pes.size());
     for (const CPEPrimitive* pPE : pes)
     {

@@ -1,5 +1,7 @@
 #include "PrimitiveList.h"
 
+#include <algorithm>
+
 CPEPrimitive* CPEList::GetPEByDestID(uint16_t wDestID) const
 {
     for (const auto& pPE : *this)
@@ -22,6 +24,22 @@ CPEPrimitive* CPEList::GetPEByUniqueID(const QString& strUniqueID) const
         }
     }
     return nullptr;
+}
+
+std::vector<CPEPrimitive*> CPEList::LivePEsInNodeOrder() const
+{
+    std::vector<CPEPrimitive*> pes;
+    for (const auto& pPE : *this)
+    {
+        if (!pPE->bDeleted)
+        {
+            pes.push_back(pPE.get());
+        }
+    }
+    std::stable_sort(pes.begin(), pes.end(),
+                     [](const CPEPrimitive* pA, const CPEPrimitive* pB)
+                     { return pA->iNodeNumber < pB->iNodeNumber; });
+    return pes;
 }
 
 CPEPrimitive* CPEList::GetHostPE() const

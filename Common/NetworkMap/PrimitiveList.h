@@ -121,4 +121,7 @@ public:
     CPEPrimitive* GetHostPE() const;
     // The same, for one server address and connection type.
     CPEPrimitive* GetHostPE(uint32_t uAddress, int eConnectionType) const;
+    // The PEs not deleted, by node number (list order among equal numbers), as the browser lists
+    // them.
+    std::vector<CPEPrimitive*> LivePEsInNodeOrder() const;
 };

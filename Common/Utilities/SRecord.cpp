@@ -12,41 +12,6 @@ namespace
 // Data bytes in each record of an image.
 constexpr size_t kImageRecordBytes = 16;
 
-// The hexadecimal number in nDigits characters from iPos; false when the line is too short or a
-// character is no hexadecimal digit.
-bool ParseHex(const QByteArray& line, qsizetype iPos, qsizetype nDigits, uint32_t* pulValue)
-{
-    if (iPos < 0 || nDigits <= 0 || iPos + nDigits > line.size())
-    {
-        return false;
-    }
-    uint32_t ulValue = 0;
-    for (qsizetype i = iPos; i < iPos + nDigits; ++i)
-    {
-        const char ch = line[i];
-        uint32_t ulDigit = 0;
-        if (ch >= '0' && ch <= '9')
-        {
-            ulDigit = static_cast<uint32_t>(ch - '0');
-        }
-        else if (ch >= 'A' && ch <= 'F')
-        {
-            ulDigit = static_cast<uint32_t>(ch - 'A' + 10);
-        }
-        else if (ch >= 'a' && ch <= 'f')
-        {
-            ulDigit = static_cast<uint32_t>(ch - 'a' + 10);
-        }
-        else
-        {
-            return false;
-        }
-        ulValue = (ulValue << 4) | ulDigit;
-    }
-    *pulValue = ulValue;
-    return true;
-}
-
 // One record of an image as the reader takes it apart.
 struct SImageRecord
 {
@@ -87,17 +52,17 @@ bool ParseImageLine(const QByteArray& line, int iLine, SImageRecord* pRecord)
         return true;
     }
     uint32_t ulCount = 0;
-    if (!ParseHex(line, 2, 2, &ulCount))
+    if (!ParseHexDigits(line, 2, 2, &ulCount))
     {
         return Refuse("Invalid S Record. Line %d count field is bad.\n", iLine);
     }
-    if (!ParseHex(line, 4, iAddressDigits, &pRecord->ulAddress))
+    if (!ParseHexDigits(line, 4, iAddressDigits, &pRecord->ulAddress))
     {
         return Refuse("Invalid S Record. Line %d address field is bad.\n", iLine);
     }
     // The checksum only has to be a number: its value is not held against the data.
     uint32_t ulChecksum = 0;
-    if (!ParseHex(line, line.size() - 2, 2, &ulChecksum))
+    if (!ParseHexDigits(line, line.size() - 2, 2, &ulChecksum))
     {
         return Refuse("Invalid S Record. Line %d checksum field is bad.\n", iLine);
     }
@@ -128,6 +93,39 @@ bool NextImageLine(QIODevice& file, QByteArray* pLine)
     return true;
 }
 } // namespace
+
+bool ParseHexDigits(const QByteArray& line, qsizetype iPos, qsizetype nDigits, uint32_t* pulValue)
+{
+    if (iPos < 0 || nDigits <= 0 || iPos + nDigits > line.size())
+    {
+        return false;
+    }
+    uint32_t ulValue = 0;
+    for (qsizetype i = iPos; i < iPos + nDigits; ++i)
+    {
+        const char ch = line[i];
+        uint32_t ulDigit = 0;
+        if (ch >= '0' && ch <= '9')
+        {
+            ulDigit = static_cast<uint32_t>(ch - '0');
+        }
+        else if (ch >= 'A' && ch <= 'F')
+        {
+            ulDigit = static_cast<uint32_t>(ch - 'A' + 10);
+        }
+        else if (ch >= 'a' && ch <= 'f')
+        {
+            ulDigit = static_cast<uint32_t>(ch - 'a' + 10);
+        }
+        else
+        {
+            return false;
+        }
+        ulValue = (ulValue << 4) | ulDigit;
+    }
+    *pulValue = ulValue;
+    return true;
+}
 
 QString FormatSRecord(const uint8_t* pData, int iCount, uint32_t ulAddress, int iAddressBytes)
 {
@@ -225,7 +223,7 @@ bool ReadSRecordImage(QIODevice& file, std::unique_ptr<uint8_t[]>* ppData, size_
         for (qsizetype i = 0; record.bData && i < record.nDataBytes; ++i)
         {
             uint32_t ulByte = 0;
-            if (!ParseHex(line, record.iDataPos + 2 * i, 2, &ulByte))
+            if (!ParseHexDigits(line, record.iDataPos + 2 * i, 2, &ulByte))
             {
                 ShowMessage(QString::asprintf("Invalid S Record. Line %d data byte %d is bad.\n", iLine,
                                               static_cast<int>(i + 1)));
@@ -239,21 +237,30 @@ bool ReadSRecordImage(QIODevice& file, std::unique_ptr<uint8_t[]>* ppData, size_
     return true;
 }
 
-int ReadSRecordValue(QIODevice& file, uint32_t* pulOffset, uint32_t* pulValue)
+bool ReadValueFileLine(QIODevice& file, QByteArray* pLine)
 {
     if (file.atEnd())
     {
-        return eSRecValueEnd;
+        return false;
     }
-    QByteArray line = file.readLine();
-    if (line.isEmpty())
+    *pLine = file.readLine();
+    if (pLine->isEmpty())
+    {
+        return false;
+    }
+    if (pLine->back() == '\n')
+    {
+        pLine->chop(1);
+    }
+    return true;
+}
+
+int ReadSRecordValue(QIODevice& file, uint32_t* pulOffset, uint32_t* pulValue)
+{
+    QByteArray line;
+    if (!ReadValueFileLine(file, &line))
     {
         return eSRecValueEnd;
-    }
-    // The line feed goes; a carriage return before it stays and is part of the length.
-    if (line.back() == '\n')
-    {
-        line.chop(1);
     }
     if (line.size() != 23)
     {
@@ -271,11 +278,11 @@ int ReadSRecordValue(QIODevice& file, uint32_t* pulOffset, uint32_t* pulValue)
     {
         return eSRecValueBadCount;
     }
-    if (!ParseHex(line, 4, 8, pulOffset))
+    if (!ParseHexDigits(line, 4, 8, pulOffset))
     {
         return eSRecValueBadOffset;
     }
-    if (!ParseHex(line, 12, 8, pulValue))
+    if (!ParseHexDigits(line, 12, 8, pulValue))
     {
         return eSRecValueBadValue;
     }

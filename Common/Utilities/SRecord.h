@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 
+class QByteArray;
 class QIODevice;
 
 // One record of count data bytes: S1 for 1 or 2 address bytes, S2 for 3, S3 for 4, ended by "\n".
@@ -26,6 +27,14 @@ bool WriteSRecordImage(const uint8_t* pData, size_t nSize, QIODevice& file, uint
 // the highest address written; bytes no record writes are left as the allocation found them. A
 // bad line is shown to the user with its number, and the result is false with nothing kept.
 bool ReadSRecordImage(QIODevice& file, std::unique_ptr<uint8_t[]>* ppData, size_t* pnSize);
+
+// The hexadecimal number in nDigits characters (at most 8, in either case) of a line from iPos;
+// false when the line is too short or a character is no hexadecimal digit.
+bool ParseHexDigits(const QByteArray& line, qsizetype iPos, qsizetype nDigits, uint32_t* pulValue);
+
+// The next line of a register value file, read in binary, without its line feed; a carriage return
+// before it stays and counts in the line's length. False at the end of the file.
+bool ReadValueFileLine(QIODevice& file, QByteArray* pLine);
 
 // What reading one register value line found.
 enum ESRecordValueRead

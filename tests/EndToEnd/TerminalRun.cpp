@@ -1,12 +1,12 @@
 #include "TerminalRun.h"
 
+#include "SimProcess.h"
 #include "TestSupport.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,31 +14,6 @@ namespace nvtest
 {
 namespace
 {
-std::vector<char*> ArgVector(const std::string& strProgram, const std::vector<std::string>& args)
-{
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(strProgram.c_str()));
-    for (const std::string& strArg : args)
-    {
-        argv.push_back(const_cast<char*>(strArg.c_str()));
-    }
-    argv.push_back(nullptr);
-    return argv;
-}
-
-int ExitCode(pid_t pid)
-{
-    int nStatus = 0;
-    while (::waitpid(pid, &nStatus, 0) < 0)
-    {
-        if (errno != EINTR)
-        {
-            return -1;
-        }
-    }
-    return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-}
-
 std::string OutputPath()
 {
     static int s_nCount = 0;
@@ -82,7 +57,7 @@ STerminalRun RunOnTerminal(const std::string& strProgram, const std::vector<std:
     mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
     ::tcsetattr(fdSlave, TCSANOW, &mode);
     const std::string strOutPath = OutputPath();
-    std::vector<char*> argv = ArgVector(strProgram, args);
+    std::vector<char*> argv = ArgumentVector(strProgram, args);
     const pid_t pid = ::fork();
     if (pid == 0)
     {
@@ -110,7 +85,7 @@ STerminalRun RunOnTerminal(const std::string& strProgram, const std::vector<std:
     }
     result.strTerminal = ReadToEnd(fdMaster);
     ::close(fdMaster);
-    result.nExitCode = ExitCode(pid);
+    result.nExitCode = WaitForExit(pid);
     result.strOut = ReadFile(strOutPath);
     return result;
 }
@@ -130,7 +105,7 @@ STerminalRun RunWithEnvironment(const std::string& strProgram, const std::vector
         ::close(afdOut[1]);
         return result;
     }
-    std::vector<char*> argv = ArgVector(strProgram, args);
+    std::vector<char*> argv = ArgumentVector(strProgram, args);
     std::vector<char*> envp;
     for (const std::string& strEntry : environment)
     {
@@ -190,7 +165,7 @@ STerminalRun RunWithEnvironment(const std::string& strProgram, const std::vector
     ::close(afdErr[0]);
     if (pid > 0)
     {
-        result.nExitCode = ExitCode(pid);
+        result.nExitCode = WaitForExit(pid);
     }
     return result;
 }

@@ -45,15 +45,23 @@ namespace
 {
 constexpr uint32_t kLoopback = 0x7F000001u;
 
+// Writes a simulator topology of the test's own into the scratch directory; returns its path.
+std::string WriteTopology(const char* pszName, const char* pszText)
+{
+    const std::string strPath = nvtest::ProcessTempDir() + "/" + pszName;
+    QFile topology(QString::fromStdString(strPath));
+    EXPECT_TRUE(topology.open(QIODevice::WriteOnly)) << strPath;
+    topology.write(pszText);
+    return strPath;
+}
+
 class ConnectionTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_sim.Ready()) << m_sim.ErrorOutput();
-        ReloadLinkSettings();
-        LinkSettings().wServerPort = m_sim.TcpPort();
-        LinkSettings().ulWaitMilliseconds = 3000;
+        nvguitest::PointLinkAtSimulator(m_sim.TcpPort());
         m_pFrame = std::make_unique<CMainFrame>();
         // The recorder comes after the window, which installs its own port when it is made.
         m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
@@ -331,19 +339,13 @@ TEST_F(ConnectionTest, UploadingCheckedRegistersKeepsTheBrowserAsItWasAndShowsTh
 // whose HAL opens it by writing 1 to 0x10000.
 TEST(HostInterfaceTest, ConnectingOffersToEnableTheInterfaceAndYesOpensIt)
 {
-    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.topo";
-    QFile topology(strTopology);
-    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
-    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x100003F3\n"
-                   "device host0 endpoint vendor=0x0002 device=0x0003 processor memory id=0x01 "
-                   "largeid=0x0001\n"
-                   "host host0 localports=0\n");
-    topology.close();
-    nvtest::CSimProcess sim(strTopology.toStdString());
+    nvtest::CSimProcess sim(
+        WriteTopology("interface.topo", "server version=2.8 driver=1.0 interface=0x20071021 caps=0x100003F3\n"
+                                        "device host0 endpoint vendor=0x0002 device=0x0003 processor memory "
+                                        "id=0x01 largeid=0x0001\n"
+                                        "host host0 localports=0\n"));
     ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
-    ReloadLinkSettings();
-    LinkSettings().wServerPort = sim.TcpPort();
-    LinkSettings().ulWaitMilliseconds = 3000;
+    nvguitest::PointLinkAtSimulator(sim.TcpPort());
     const QString strLog = QString::fromStdString(nvtest::ProcessTempDir()) + "/interface.log";
     ASSERT_TRUE(CreateLogFile(strLog));
     EnableLogging(true);
@@ -449,24 +451,19 @@ TEST(ServerPortTest, AnAddressWithAPortReachesAServerOffTheSettingsPort)
 // warning, its button reading "Close", until the person closes it.
 TEST(DiscoveryWindowTest, AWarningKeepsTheWindowWithItsLogUntilClosed)
 {
-    const QString strTopology = QString::fromStdString(nvtest::ProcessTempDir()) + "/twins.topo";
-    QFile topology(strTopology);
-    ASSERT_TRUE(topology.open(QIODevice::WriteOnly));
-    topology.write("server version=2.8 driver=1.0 interface=0x20071021 caps=0x3F3\n"
-                   "device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001\n"
-                   "device sw1 switch model=cps1848\n"
-                   "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
-                   "device ep2 endpoint memory id=0x05 largeid=0x0005\n"
-                   "host host0 localports=0\n"
-                   "link host0:0 sw1:0 speed=3.125 width=4\n"
-                   "link sw1:1 ep1:0 speed=3.125 width=4\n"
-                   "link sw1:2 ep2:0 speed=3.125 width=4\n");
-    topology.close();
-    nvtest::CSimProcess sim(strTopology.toStdString());
+    nvtest::CSimProcess sim(WriteTopology("twins.topo",
+                                          "server version=2.8 driver=1.0 interface=0x20071021 caps=0x3F3\n"
+                                          "device host0 endpoint device=0x0001 processor memory id=0x01 "
+                                          "largeid=0x0001\n"
+                                          "device sw1 switch model=cps1848\n"
+                                          "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+                                          "device ep2 endpoint memory id=0x05 largeid=0x0005\n"
+                                          "host host0 localports=0\n"
+                                          "link host0:0 sw1:0 speed=3.125 width=4\n"
+                                          "link sw1:1 ep1:0 speed=3.125 width=4\n"
+                                          "link sw1:2 ep2:0 speed=3.125 width=4\n"));
     ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
-    ReloadLinkSettings();
-    LinkSettings().wServerPort = sim.TcpPort();
-    LinkSettings().ulWaitMilliseconds = 3000;
+    nvguitest::PointLinkAtSimulator(sim.TcpPort());
     // The questions on the way are answered for good, so that only the working window shows.
     for (const char* pszKey : {"DiscoveryLog", "SkipUploadFromUnusedPorts", "NoOverlaps"})
     {

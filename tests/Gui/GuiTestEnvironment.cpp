@@ -1,6 +1,7 @@
 #include "GuiTestEnvironment.h"
 
 #include "DrawObjects.h"
+#include "LinkSettings.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -96,5 +97,12 @@ bool WaitFor(const std::function<bool()>& condition, int iMilliseconds)
         QThread::msleep(2);
     }
     return true;
+}
+
+void PointLinkAtSimulator(uint16_t wTcpPort)
+{
+    ReloadLinkSettings();
+    LinkSettings().wServerPort = wTcpPort;
+    LinkSettings().ulWaitMilliseconds = 3000;
 }
 } // namespace nvguitest

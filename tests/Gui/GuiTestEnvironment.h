@@ -18,4 +18,7 @@ uint32_t AddLink(CNetworkDocument& document, int iConnection, int iPE1, int iPor
                  const QString& strStatus = QStringLiteral("Up"));
 // Processes pending events until the condition holds or the time runs out.
 bool WaitFor(const std::function<bool()>& condition, int iMilliseconds = 20000);
+// Link settings afresh from the preferences, pointed at a simulator's TCP port on loopback, with
+// a wait for answers short enough for a test.
+void PointLinkAtSimulator(uint16_t wTcpPort);
 } // namespace nvguitest

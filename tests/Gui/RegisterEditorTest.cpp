@@ -8,6 +8,7 @@
 #include "FindRegisterDlg.h"
 #include "HalTestHooks.h"
 #include "MainFrame.h"
+#include "ModuleLibrary.h"
 #include "NVXLHal.h"
 #include "NetBrowserDlgBar.h"
 #include "Preferences.h"
@@ -22,7 +23,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -113,7 +113,7 @@ private:
 
 // The host's register file: a CAR, a register of four fields (one with value names) and reserved
 // bits, a byte-wide register numbered from the least significant bit, and a word in I/O space.
-const char* const kHostRegisterFile = R"(<?xml version="1.0"?>
+const QByteArray kHostRegisterFile = QByteArray(R"(<?xml version="1.0"?>
 <NorvantaMemoryMap Version="1.3">
 <RegisterBlock Name="Test Registers">
   <RegisterSets></RegisterSets>
@@ -140,18 +140,7 @@ const char* const kHostRegisterFile = R"(<?xml version="1.0"?>
     </BitFieldList></Register>
   </RegisterList>
 </RegisterBlock>
-<RegisterBlock Name="Mailbox" MemSpace="IO">
-  <RegisterSets>
-    <RegisterSetInfo><Name>Box 1</Name><Offset>0x10</Offset></RegisterSetInfo>
-  </RegisterSets>
-  <RegisterList>
-    <Register><LocalAddr>0x1000</LocalAddr><RIO_Addr>0x200000000</RIO_Addr><Name>Doorbell Word</Name>
-      <BitFieldList><BitField><Name>Word</Name><Bits>0:31</Bits><Access>RW</Access></BitField></BitFieldList>
-    </Register>
-  </RegisterList>
-</RegisterBlock>
-</NorvantaMemoryMap>
-)";
+)") + nvtest::kIOSpaceRegisterBlock + "</NorvantaMemoryMap>\n";
 
 class RegisterEditorTest : public ::testing::Test
 {
@@ -171,9 +160,7 @@ protected:
         SetShellRegisterTransport(m_pTransport.get());
 
         // A register library of the switch's file and the host's own.
-        m_strModules = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/editor-modules");
-        QDir(m_strModules).removeRecursively();
-        QDir().mkpath(m_strModules);
+        m_strModules = nvtest::UseScratchModuleDir(QStringLiteral("editor-modules"));
         const QString strLibrary = QString::fromStdString(nvtest::SourceDir()) + QStringLiteral("/Modules/");
         for (const char* pszFile : {"0_03740038.nvr", "0_03740038.nvi"})
         {
@@ -181,14 +168,10 @@ protected:
         }
         WriteModule("0_0001FFF0.nvr", kHostRegisterFile);
         WriteModule("0_0001FFF0.nvi",
-                    "<?xml version=\"1.0\"?>\n<NorvantaDeviceInfo Version=\"1.3\" EnhancedAvail=\"No\">"
-                    "<BitmapFile>ep</BitmapFile><CommonName>Test Host</CommonName><PEType>P</PEType><TOC>"
-                    "<TOCEntry Type=\"Register\">Test Registers</TOCEntry>"
-                    "<TOCEntry Type=\"Register\">Byte Registers</TOCEntry>"
-                    "<TOCEntry Type=\"Register\">Mailbox</TOCEntry>"
-                    "</TOC></NorvantaDeviceInfo>\n");
-        SetPreferenceOverride(QStringLiteral("Directories"), QStringLiteral("ModuleDir"), m_strModules);
-        GetRegisterInfoCache().Clear();
+                    nvtest::DeviceInfoText("ep", "Test Host", "P",
+                                           "<TOCEntry Type=\"Register\">Test Registers</TOCEntry>"
+                                           "<TOCEntry Type=\"Register\">Byte Registers</TOCEntry>"
+                                           "<TOCEntry Type=\"Register\">Mailbox</TOCEntry>"));
         SetQuestionState(QStringLiteral("UploadEditRegs"), eQuestionAsk);
         SetQuestionState(QStringLiteral("LoadRegisters"), eQuestionAsk);
 
@@ -219,9 +202,7 @@ protected:
 
     void WriteModule(const char* pszName, const QByteArray& text) const
     {
-        QFile file(m_strModules + "/" + pszName);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
+        nvtest::WriteModuleFile(m_strModules, QLatin1String(pszName), text);
     }
     CNetworkDocument& Document() { return m_pFrame->Core().Document(); }
     CPEPrimitive& PE(int iNode) { return *Document().pCurrentPEs->GetByNodeNumber(iNode); }

@@ -22,6 +22,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFileInfo>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -31,6 +32,7 @@
 #include <QTimer>
 #include <QTreeWidget>
 
+#include <algorithm>
 #include <functional>
 
 namespace
@@ -382,6 +384,7 @@ TEST_F(ScriptWindowsTest, SaveScriptWritesTheGeneratorsTextInEachFormat)
     Discover(true, true);
     const QString strDir = TempDir("init-scripts");
     CNetInitScriptGenDlg dialog(m_map);
+    EXPECT_EQ("Save Script", dialog.SaveButton()->text());
     dialog.PreInitBox()->setChecked(true);
     for (int iFormat : {eInitFormatScript, eInitFormatHeader})
     {
@@ -442,6 +445,7 @@ TEST_F(ScriptWindowsTest, SaveRegistersWritesThePEsCheckedValuesInTheFormatOfIts
 
     CNetInitScriptGenDlg dialog(m_map, *pSwitch);
     EXPECT_EQ("Save Register Values", dialog.windowTitle());
+    EXPECT_EQ("Save Register Values", dialog.SaveButton()->text());
     EXPECT_TRUE(dialog.SavesRegisterValues());
     EXPECT_TRUE(dialog.HostField()->isHidden()) << "the host is the PE";
     EXPECT_TRUE(dialog.FormatBox()->isHidden()) << "the file's extension gives the format";
@@ -545,7 +549,12 @@ TEST_F(ScriptWindowsTest, TheEditorSavesOnlyWhenAskedAndSaysWhatItCannotCheck)
     }
     CScriptEditorDlg editor;
     ASSERT_TRUE(editor.Load(strPath));
-    EXPECT_EQ("Script Editor - macro.vbs", editor.windowTitle());
+    EXPECT_EQ("Script Editor", editor.windowTitle());
+    const QList<QLabel*> labels = editor.findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
+                            [&strPath](const QLabel* pLabel)
+                            { return pLabel->text() == QDir::toNativeSeparators(strPath); }))
+        << "the file's path shows in the window";
     EXPECT_EQ("Sub Main()\nEnd Sub\n", editor.Editor()->toPlainText());
     EXPECT_EQ("Check For Errors", editor.CheckButton()->text());
     editor.CheckButton()->click();

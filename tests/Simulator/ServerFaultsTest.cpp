@@ -12,12 +12,7 @@ using namespace simtest;
 
 namespace
 {
-const char* const kTopology = R"(
-device host endpoint device=0x0001 processor memory id=0x01
-device sw   switch ports=4
-host host
-link host:0 sw:0
-)";
+const char* const kTopology = kHostAndSwitch;
 
 // Maintenance read of sw's Device Identity (hop 0) and the reply it should get.
 const Bytes kReadBody = Cat({B8(0), Zeros(2), B8(0), B32(0xFF), B8(0), Zeros(2), B8(0), B32(0), B32(0x00),

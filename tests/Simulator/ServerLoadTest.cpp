@@ -28,13 +28,8 @@ using namespace simtest;
 
 namespace
 {
-// A host with 16 MiB of flash, 0xFF when erased.
-const char* const kTopology = R"(
-device host endpoint device=0x0001 processor memory id=0x01
-device sw   switch ports=4
-host host
-link host:0 sw:0
-)";
+// A host with 16 MiB of flash (the default), 0xFF when erased.
+const char* const kTopology = kHostAndSwitch;
 
 constexpr uint32_t kMiB = 1024 * 1024;
 const Bytes kIdentify = Cat({B32(9), B32(0)});

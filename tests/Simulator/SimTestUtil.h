@@ -14,6 +14,14 @@ namespace simtest
 {
 using Bytes = std::vector<uint8_t>;
 
+// The smallest fabric a server serves: the host (ID 01h) and one switch on its port 0.
+inline const char* const kHostAndSwitch = R"(
+device host endpoint device=0x0001 processor memory id=0x01
+device sw   switch ports=4
+host host
+link host:0 sw:0
+)";
+
 // One big-endian field.
 Bytes B32(uint32_t ulValue);
 Bytes B16(uint16_t wValue);

@@ -23,7 +23,17 @@ namespace nvtest
 {
 namespace
 {
-std::vector<char*> ArgV(const std::string& strProgram, const std::vector<std::string>& args)
+uint16_t PortOf(const std::string& strLine, const std::string& strKey)
+{
+    const size_t nAt = strLine.find(strKey + "=");
+    return nAt == std::string::npos
+               ? 0
+               : static_cast<uint16_t>(std::stoul(strLine.substr(nAt + strKey.size() + 1)));
+}
+
+} // namespace
+
+std::vector<char*> ArgumentVector(const std::string& strProgram, const std::vector<std::string>& args)
 {
     std::vector<char*> argv;
     argv.push_back(const_cast<char*>(strProgram.c_str()));
@@ -35,23 +45,18 @@ std::vector<char*> ArgV(const std::string& strProgram, const std::vector<std::st
     return argv;
 }
 
-uint16_t PortOf(const std::string& strLine, const std::string& strKey)
-{
-    const size_t nAt = strLine.find(strKey + "=");
-    return nAt == std::string::npos
-               ? 0
-               : static_cast<uint16_t>(std::stoul(strLine.substr(nAt + strKey.size() + 1)));
-}
-
-int WaitExit(pid_t pid)
+int WaitForExit(pid_t pid)
 {
     int nStatus = 0;
-    while (::waitpid(pid, &nStatus, 0) < 0 && errno == EINTR)
+    while (::waitpid(pid, &nStatus, 0) < 0)
     {
+        if (errno != EINTR)
+        {
+            return -1;
+        }
     }
     return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
 }
-} // namespace
 
 CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::string>& extraArgs)
 {
@@ -80,7 +85,7 @@ CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_strErrorFile.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const std::string strProgram = BuiltProgram("Simulator/norvanta-sim");
-    auto argv = ArgV(strProgram, args);
+    auto argv = ArgumentVector(strProgram, args);
     const int nSpawn = posix_spawn(&m_pid, strProgram.c_str(), &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     ::close(anPipe[1]);
@@ -128,7 +133,7 @@ int CSimProcess::Stop()
         return -1;
     }
     ::kill(m_pid, SIGTERM);
-    const int nExit = WaitExit(m_pid);
+    const int nExit = WaitForExit(m_pid);
     m_pid = -1;
     return nExit;
 }
@@ -151,11 +156,11 @@ SRunResult RunProgram(const std::string& strProgram, const std::vector<std::stri
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (strBase + ".err").c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    auto argv = ArgV(strProgram, args);
+    auto argv = ArgumentVector(strProgram, args);
     pid_t pid = -1;
     if (posix_spawn(&pid, strProgram.c_str(), &actions, nullptr, argv.data(), environ) == 0)
     {
-        result.nExitCode = WaitExit(pid);
+        result.nExitCode = WaitForExit(pid);
     }
     posix_spawn_file_actions_destroy(&actions);
     result.strOut = ReadFile(strBase + ".out");

@@ -46,6 +46,14 @@ struct SRunResult
 // Runs a program with arguments to completion and captures its output.
 SRunResult RunProgram(const std::string& strProgram, const std::vector<std::string>& args);
 
+// The argument vector of a program: its path, the arguments and the closing null, pointing into
+// the strings given (which must outlive it).
+std::vector<char*> ArgumentVector(const std::string& strProgram, const std::vector<std::string>& args);
+
+// Waits for a child process to end; its exit code, or -1 when it died of a signal or could not be
+// waited for.
+int WaitForExit(pid_t pid);
+
 // A free UDP port on loopback, as the system hands it out.
 uint16_t FreeUdpPort();
 } // namespace nvtest

@@ -4,6 +4,7 @@
 // transaction and answers reads from a table, so a test sees which access a register takes.
 #pragma once
 
+#include "ModuleLibrary.h"
 #include "RecordingUserInterface.h"
 #include "TestSupport.h"
 
@@ -13,7 +14,6 @@
 #include "RegisterAccess.h"
 #include "RegisterInfoCache.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -91,7 +91,7 @@ public:
 };
 
 // The register file of the made-up device.
-inline const char* const kTestRegisterFile = R"(<?xml version="1.0"?>
+inline const QByteArray kTestRegisterFile = QByteArray(R"(<?xml version="1.0"?>
 <NorvantaMemoryMap Version="1.3">
 <RegisterBlock Name="Global">
   <RegisterSets></RegisterSets>
@@ -129,18 +129,7 @@ inline const char* const kTestRegisterFile = R"(<?xml version="1.0"?>
     </BitFieldList></Register>
   </RegisterList>
 </RegisterBlock>
-<RegisterBlock Name="Mailbox" MemSpace="IO">
-  <RegisterSets>
-    <RegisterSetInfo><Name>Box 1</Name><Offset>0x10</Offset></RegisterSetInfo>
-  </RegisterSets>
-  <RegisterList>
-    <Register><LocalAddr>0x1000</LocalAddr><RIO_Addr>0x200000000</RIO_Addr><Name>Doorbell Word</Name>
-      <BitFieldList><BitField><Name>Word</Name><Bits>0:31</Bits><Access>RW</Access></BitField></BitFieldList>
-    </Register>
-  </RegisterList>
-</RegisterBlock>
-</NorvantaMemoryMap>
-)";
+)") + kIOSpaceRegisterBlock + "</NorvantaMemoryMap>\n";
 
 class CRegisterTest : public ::testing::Test
 {
@@ -150,17 +139,13 @@ protected:
 
     void SetUp() override
     {
-        m_strModules = QString::fromStdString(ProcessTempDir()) + QStringLiteral("/regmodules");
-        QDir(m_strModules).removeRecursively();
-        QDir().mkpath(m_strModules);
+        m_strModules = UseScratchModuleDir(QStringLiteral("regmodules"));
         WriteModule(QStringLiteral("0_0500000D.nvr"), kTestRegisterFile);
         WriteDeviceInfo(QStringLiteral("0_0500000D.nvi"),
                         "<TOCEntry Type=\"Register\">Global</TOCEntry>"
                         "<TOCEntry Type=\"Register\">Port Control</TOCEntry>"
                         "<TOCEntry Type=\"I2C\">EEPROM Bytes</TOCEntry>"
                         "<TOCEntry Type=\"Register\">Mailbox</TOCEntry>");
-        SetPreferenceOverride(QStringLiteral("Directories"), QStringLiteral("ModuleDir"), m_strModules);
-        GetRegisterInfoCache().Clear();
         SetMapTransportAccess([] { return 8; }, [](int) {});
 
         m_document.ActivePEs.AddPrimitive(std::make_unique<CPEPrimitive>());
@@ -181,17 +166,11 @@ protected:
 
     void WriteModule(const QString& strName, const QByteArray& text) const
     {
-        QFile file(m_strModules + QLatin1Char('/') + strName);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
+        WriteModuleFile(m_strModules, strName, text);
     }
     void WriteDeviceInfo(const QString& strName, const QByteArray& toc) const
     {
-        WriteModule(strName,
-                    "<?xml version=\"1.0\"?>\n<NorvantaDeviceInfo Version=\"1.3\" EnhancedAvail=\"No\">"
-                    "<BitmapFile>sw</BitmapFile><CommonName>Test Switch</CommonName><PEType>S</PEType>"
-                    "<TOC>" +
-                        toc + "</TOC></NorvantaDeviceInfo>\n");
+        WriteModule(strName, DeviceInfoText("sw", "Test Switch", "S", toc));
     }
     // A file in the test's scratch directory.
     QString ScratchFile(const QString& strName, const QByteArray& contents) const

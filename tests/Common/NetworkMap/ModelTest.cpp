@@ -168,6 +168,20 @@ TEST(PrimitiveList, DestIDLookUpTriesEachPEInOrder)
     EXPECT_EQ(list.GetHostPE(0x7F000001, eConnEthernetUDP), nullptr);
 }
 
+TEST(PrimitiveList, LivePEsComeInNodeOrderWithoutTheDeleted)
+{
+    CPEList list;
+    CPEPrimitive* pThird = AddPE(list, 2, kPETypeSwitch, 3);
+    CPEPrimitive* pFirst = AddPE(list, 0, kPETypeProcessor, 1);
+    CPEPrimitive* pGone = AddPE(list, 1, kPETypeSwitch, 2);
+    CPEPrimitive* pTwinA = AddPE(list, 5, kPETypeSwitch, 5);
+    CPEPrimitive* pTwinB = AddPE(list, 5, kPETypeSwitch, 6);
+    pGone->bDeleted = true;
+    // Equal node numbers keep the order of the list.
+    EXPECT_EQ((std::vector<CPEPrimitive*>{pFirst, pThird, pTwinA, pTwinB}), list.LivePEsInNodeOrder());
+    EXPECT_TRUE(CPEList().LivePEsInNodeOrder().empty());
+}
+
 TEST(RoutingTable, SortedOneEntryPerIDAndModifiedOnRequest)
 {
     CRoutingTable table;
