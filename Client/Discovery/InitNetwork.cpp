@@ -182,8 +182,13 @@ SInitNetworkResult InitNetworkFromTemplate(const SInitNetworkRequest& request, C
     return result;
 }
 
-int32_t InitializeNetworkCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, bool bLongDestIDs)
+int32_t InitializeNetworkCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, bool bLongDestIDs,
+                                 bool* pbInitialised)
 {
+    if (pbInitialised)
+    {
+        *pbInitialised = false;
+    }
     if (!HasTemplateMap(map))
     {
         ShowMessage(QString::fromLatin1(kNoTemplateText));
@@ -204,6 +209,10 @@ int32_t InitializeNetworkCommand(CNetworkDocument& map, const CPEPrimitive* pHos
                                 GetPreference(kPreferences, QStringLiteral("DiscoveryPinned"), 0u) != 0);
     }
     const SInitNetworkResult result = InitNetworkFromTemplate(request, map, pHostPE);
+    if (pbInitialised)
+    {
+        *pbInitialised = result.nStatus == 0;
+    }
     // The window shows a problem of the new map's IDs as "Warning: %s".
     QString strWarning;
     if (result.nStatus != 0 || map.ValidateUniqueDestIDs(strWarning))

@@ -38,8 +38,10 @@ SInitNetworkResult InitNetworkFromTemplate(const SInitNetworkRequest& request, C
 // The Initialize Network command: refuses without a template map, asks "Perform network
 // initialization?" and "Enable logging?", runs the initialisation under the working window "Network
 // Initialization", and afterwards checks the map's IDs, showing a problem as "Warning: %s". Returns
-// the client status (0 also when the person said No).
-int32_t InitializeNetworkCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, bool bLongDestIDs);
+// the client status (0 also when the person said No); *pbInitialised (may be null) tells whether the
+// fabric was initialised and the active map replaced.
+int32_t InitializeNetworkCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, bool bLongDestIDs,
+                                 bool* pbInitialised = nullptr);
 
 // True when the map holds a template to initialise from: a PE that is neither deleted nor empty.
 bool HasTemplateMap(const CNetworkDocument& map);
