@@ -25,12 +25,13 @@ extern const SCliCommand g_aRouteCommands[];
 extern const SCliCommand g_aMulticastCommands[];
 extern const SCliCommand g_aScriptCommands[];
 extern const SCliCommand g_aInitScriptCommands[];
+extern const SCliCommand g_aInitCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
-    g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,      g_aDiscoveryCommands,
-    g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands};
+    g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
+    g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

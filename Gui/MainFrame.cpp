@@ -8,6 +8,7 @@
 #include "DefaultSettingsDlg.h"
 #include "EnumerationDlg.h"
 #include "FindRegisterDlg.h"
+#include "InitNetworkCommand.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
@@ -431,6 +432,7 @@ void CMainFrame::InstallHandlers()
     hooks.selection = [this] { return m_pView->RouteSelection(); };
     InstallNetworkCommands(m_core, hooks);
     InstallScriptCommands(m_core, this);
+    InstallInitNetworkCommand(m_core);
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {

@@ -190,6 +190,18 @@ extern "C"
                                      uint32_t ulHostDestID, uint32_t ulFirstDestID, uint32_t ulDestIDIncr,
                                      const NVXL_NETWORK* pOldNetwork, NVXL_NETWORK* pNewNetwork);
 
+    /* Programs the fabric to match a template: pNetwork's PEs and connections (the host first, its
+     * neighbour at node 1) are walked from the host; each device is checked against its record and
+     * given the record's destination ID, time-outs, port enables and speeds, and each switch the
+     * routing tables its record holds (pool handles). Only NVXL_DISCOVER_USE_LONG_DESTIDS,
+     * _SET_RESPONSE_TIMEOUT and _SET_LINK_TIMEOUT are read. The ID width of the HAL is the one the
+     * previous discovery or initialisation ran with. Connection states and port activity of the
+     * records are updated on the way. Returns 0; NVXL_ERR_UNSPECIFIED for a device or host that does
+     * not match its record, an untrained link or a host without a connection; NVXL_ERR_INVALID_PARAM
+     * for a network without PEs; or the HAL's status of a step that failed, reported. */
+    NVXL_STATUS NVXL_InitNetwork(uint32_t ulFlags, uint32_t ulResponseTimeout, uint32_t ulLinkTimeout,
+                                 NVXL_NETWORK* pNetwork);
+
     /* Adds the text of a failure to pszBuffer (see AddErrorText). With ulReport set, a text that
      * was stored also goes to the discovery log and to the error callback. Returns 0 for status 0,
      * else 1. */
