@@ -252,3 +252,44 @@ link host:0 sw:0 speed=2.5
     EXPECT_EQ(8, sw.RouteEntry(7, 0));                         // table 0's nibble is locked
     EXPECT_EQ(0x88888880u, ReadOk(*pFabric, kSw, 0, 0x100B0)); // port 0 up, port 1 unlinked
 }
+
+// The IDs an endpoint answers to beside its own: a secondary ID written into the vendor 0x30
+// block, and every ID once a device with accept-all is opened to the host; maintenance and data
+// requests alike, each reaching it only where the switch routes the ID.
+TEST(FamilyModels, SecondaryIdsAndAcceptAllDecideWhatAnEndpointTakes)
+{
+    auto pFabric = Fabric("device host endpoint processor id=0x01\n"
+                          "device sw   switch\n"
+                          "device ep30 endpoint model=v30dev96 accept=own id=0x05 largeid=0x0005\n"
+                          "device ep2  endpoint model=v2dev3 accept=own id=0x06\n"
+                          "host host\nlink host:0 sw:0\nlink sw:1 ep30:0\nlink sw:2 ep2:0\n"
+                          "route sw 0x01 0\nroute sw 0x05 1\nroute sw 0x21 1\nroute sw 0x22 1\n"
+                          "route sw 0x06 2\nroute sw 0x23 2\n");
+    ASSERT_TRUE(pFabric);
+    CSimFabric& fabric = *pFabric;
+    const uint32_t kBlockLo = 0x02D00000;
+    auto writeBlock = [&fabric, kBlockLo](uint32_t ulDestId, uint32_t ulOffset, uint32_t ulWord)
+    {
+        const uint8_t ab[4] = {static_cast<uint8_t>(ulWord >> 24), static_cast<uint8_t>(ulWord >> 16),
+                               static_cast<uint8_t>(ulWord >> 8), static_cast<uint8_t>(ulWord)};
+        return fabric.DataWrite(0, ulDestId, 0, kBlockLo + ulOffset, 2, ab, 4, false);
+    };
+    EXPECT_NE(0, ReadStatus(fabric, 0x21, 1, 0x00)) << "no secondary ID yet";
+    // Secondary ID 1 (small 0x21, large 0x0221) in the second of the three registers.
+    ASSERT_EQ(0, writeBlock(0x05, 0x88, 0x00210221));
+    EXPECT_EQ(0x00960030u, ReadOk(fabric, 0x21, 1, 0x00));
+    uint8_t ab[4] = {};
+    EXPECT_EQ(0, fabric.DataRead(0, 0x21, 0, kBlockLo + 0x88, ab, 4, false)) << "an NREAD to it too";
+    EXPECT_NE(0, ReadStatus(fabric, 0x22, 1, 0x00)) << "routed there, but not its ID";
+    // Host access open: device 0x96 takes every ID that reaches it.
+    ASSERT_EQ(0, writeBlock(0x05, 0x20, 0x08000000));
+    EXPECT_EQ(0x00960030u, ReadOk(fabric, 0x22, 1, 0x00));
+    ASSERT_EQ(0, writeBlock(0x05, 0x20, 0));
+    EXPECT_NE(0, ReadStatus(fabric, 0x22, 1, 0x00)) << "closed again";
+    EXPECT_EQ(0x00960030u, ReadOk(fabric, 0x21, 1, 0x00)) << "the secondary ID stays";
+
+    // Vendor 2 device 3: the same through its host access register in configuration space.
+    EXPECT_NE(0, ReadStatus(fabric, 0x23, 1, 0x00));
+    WriteOk(fabric, 0x06, 1, 0x10000, 1);
+    EXPECT_EQ(0x00030002u, ReadOk(fabric, 0x23, 1, 0x00));
+}

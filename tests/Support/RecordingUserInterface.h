@@ -16,7 +16,11 @@ public:
     CRecordingUserInterface() { SetUserInterface(this); }
     ~CRecordingUserInterface() override { SetUserInterface(nullptr); }
 
-    void ShowMessage(const QString& strText, const QString&, EMessageKind) override { messages << strText; }
+    void ShowMessage(const QString& strText, const QString& strTitle, EMessageKind) override
+    {
+        messages << strText;
+        messageTitles << strTitle;
+    }
     int Ask(const QString& strText, const QString&, bool) override
     {
         questions << strText;
@@ -72,6 +76,7 @@ public:
     void SetWorkCounts(const QString& strCounts) override { workCounts << strCounts; }
 
     QStringList messages;
+    QStringList messageTitles; // the title of each message, in step with messages
     QStringList questions;
     std::deque<int> answers;
     int nBeeps = 0;

@@ -20,6 +20,7 @@ bool CVendor2Endpoint::HostAccess() const
 
 bool CVendor2Endpoint::Accepts(uint32_t ulDestId, bool bLarge) const
 {
-    return Config().wDeviceId == 0x0012 || CStdDevice::Accepts(ulDestId, bLarge);
+    // Device 0x12 always takes every ID; device 3 does while it is open to the host.
+    return Config().wDeviceId == 0x0012 || HostAccess() || CStdDevice::Accepts(ulDestId, bLarge);
 }
 } // namespace nvsim::models

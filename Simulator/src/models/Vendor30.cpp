@@ -8,6 +8,8 @@ namespace nvsim::models
 {
 namespace
 {
+constexpr uint32_t kHostAccess = 0x20;
+constexpr uint32_t kHostAccessOpen = 0x08000000; // bit 27, counted from the least significant bit
 constexpr uint32_t kBaseIdCopy = 0x80;
 constexpr uint32_t kSecondaryIds = 0x84;
 constexpr uint32_t kUnassigned = 0x00FFFFFF;
@@ -69,6 +71,9 @@ bool CVendor30Endpoint::MapsHostMemory(uint64_t ullAddress, uint32_t ulCount) co
 bool CVendor30Endpoint::Accepts(uint32_t ulDestId, bool bLarge) const
 {
     if (CStdDevice::Accepts(ulDestId, bLarge))
+        return true;
+    // Device 0x96 opened to the host is in accept-all mode: every ID routed to it is its own.
+    if (Config().wDeviceId == 0x0096 && (BlockWord(kHostAccess) & kHostAccessOpen))
         return true;
     auto matches = [ulDestId, bLarge](uint32_t ulWord)
     { return (bLarge ? ulWord & 0xFFFF : (ulWord >> 16) & 0xFF) == ulDestId; };
