@@ -6,6 +6,7 @@
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
 #include "DefaultSettingsDlg.h"
+#include "DialogVDIDs.h"
 #include "EnumerationDlg.h"
 #include "FindRegisterDlg.h"
 #include "InitNetworkCommand.h"
@@ -433,6 +434,7 @@ void CMainFrame::InstallHandlers()
     InstallNetworkCommands(m_core, hooks);
     InstallScriptCommands(m_core, this);
     InstallInitNetworkCommand(m_core);
+    InstallVDIDCommands(m_core, this);
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {
