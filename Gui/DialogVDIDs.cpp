@@ -1,8 +1,5 @@
 #include "DialogVDIDs.h"
 
-#include "FFRoutes.h"
-#include "NetworkMap.h"
-
 #include <QButtonGroup>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -108,43 +105,11 @@ void CDialogVDIDs::accept()
     QDialog::accept();
 }
 
-void InstallVDIDCommands(CMainFrameCore& core, QWidget* pParent)
+VDIDDialogFn VDIDDialogRunner(QWidget* pParent)
 {
-    auto commandPE = [&core](const SCommandContext& context) -> CPEPrimitive*
+    return [pParent](CPEPrimitive& pe, const CPEList& PEs, bool bLong)
     {
-        CPEPrimitive* pPE = core.Document().pCurrentPEs->GetByNodeNumber(context.iNode);
-        return pPE && !pPE->bDeleted && !(pPE->uType & kPETypeNull) ? pPE : nullptr;
+        CDialogVDIDs dialog(pe, PEs, bLong, pParent);
+        return dialog.exec() == QDialog::Accepted;
     };
-    core.SetCommandHandler(eCmdConfigureVDIDs,
-                           [&core, pParent, commandPE](const SCommandContext& context)
-                           {
-                               CPEPrimitive* pPE = commandPE(context);
-                               if (!pPE)
-                               {
-                                   return;
-                               }
-                               CDialogVDIDs dialog(*pPE, *core.Document().pCurrentPEs, MapUsesLongIDs(),
-                                                   pParent);
-                               if (dialog.exec() != QDialog::Accepted)
-                               {
-                                   return;
-                               }
-                               core.SetModified();
-                               if (core.IsConnected())
-                               {
-                                   OfferPEVDIDUpdate(core.Document(), *pPE);
-                               }
-                               core.NotifyMap();
-                           });
-    core.SetCommandHandler(eCmdUpdatePE,
-                           [&core, commandPE](const SCommandContext& context)
-                           {
-                               if (CPEPrimitive* pPE = commandPE(context))
-                               {
-                                   UpdatePEVDIDs(core.Document(), *pPE);
-                                   // The tables of the map took the entries laid.
-                                   core.SetModified();
-                                   core.NotifyMap();
-                               }
-                           });
 }

@@ -4,7 +4,7 @@
 // CVDIDConfig's; this window only shows it.
 #pragma once
 
-#include "MainFrameCore.h"
+#include "VDIDCommands.h"
 #include "VDIDConfig.h"
 
 #include <QDialog>
@@ -44,6 +44,5 @@ private:
     QPushButton* m_pAuto = nullptr;
 };
 
-// The PE pop-up's Virtual Destination IDs commands: Configure VDIDs (the window; after OK the map
-// is changed and, while connected, the update is offered) and Update PE.
-void InstallVDIDCommands(CMainFrameCore& core, QWidget* pParent);
+// The way the frame's Configure VDIDs command shows this window, over pParent.
+VDIDDialogFn VDIDDialogRunner(QWidget* pParent);

@@ -434,7 +434,7 @@ void CMainFrame::InstallHandlers()
     InstallNetworkCommands(m_core, hooks);
     InstallScriptCommands(m_core, this);
     InstallInitNetworkCommand(m_core);
-    InstallVDIDCommands(m_core, this);
+    InstallVDIDCommands(m_core, VDIDDialogRunner(this));
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {
