@@ -52,6 +52,8 @@ public:
     // after pMap by MergeMaps, replaces it. Returns 0 or the walk's client status.
     int32_t PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap, const CPEPrimitive* pHostPE,
                              const LayoutFn& pfnLayout);
+    // The nodes passive discovery identified through the routes in the tables.
+    std::vector<int> PassiveIdentified;
 
     // True when the current map had no PEs or no connections.
     bool bFirstDiscovery = false;

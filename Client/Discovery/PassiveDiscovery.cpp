@@ -117,6 +117,7 @@ public:
     }
 
     void Run();
+    const std::vector<int>& Identified() const { return m_identified; }
 
 private:
     void ResolveUnknown(CPEPrimitive& pe);
@@ -132,6 +133,7 @@ private:
     bool m_bLong;
     const RouteLogFn& m_log;
     CPEPrimitive* m_pHost = nullptr;
+    std::vector<int> m_identified;
 };
 
 void CPassiveResolver::Run()
@@ -351,6 +353,7 @@ void CPassiveResolver::ResolveUnknown(CPEPrimitive& pe)
         if (IdentifyPE(m_map, iNode, existing.wDestID, static_cast<uint8_t>(way.GetHopCount()), m_log))
         {
             Log(m_log, QString::asprintf("Successfully identified node %d\n", iNode + 1));
+            m_identified.push_back(iNode);
             clear();
             return;
         }
@@ -571,9 +574,11 @@ bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchH
     return true;
 }
 
-void ResolvePassively(CNetworkDocument& map, bool bLong, const RouteLogFn& log)
+std::vector<int> ResolvePassively(CNetworkDocument& map, bool bLong, const RouteLogFn& log)
 {
-    CPassiveResolver(map, bLong, log).Run();
+    CPassiveResolver resolver(map, bLong, log);
+    resolver.Run();
+    return resolver.Identified();
 }
 
 int32_t CDiscovery::PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap, const CPEPrimitive* pHostPE,
@@ -602,7 +607,7 @@ int32_t CDiscovery::PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocum
     }
     const RouteLogFn log = bLog ? RouteLogFn([](const QString& strLine) { UI().AppendWorkLog(strLine); })
                                 : RouteLogFn();
-    ResolvePassively(newMap, bLongDestIDs, log);
+    PassiveIdentified = ResolvePassively(newMap, bLongDestIDs, log);
     UI().SetWorkProgress(QStringLiteral("Passive discovery complete."));
     MergeMaps(newMap, *pMap, pfnLayout, bLayoutBoard);
     TakeOverMap(newMap, *pMap);
@@ -644,7 +649,8 @@ void OfferSrioInterface(const CPEPrimitive* pHostPE)
 }
 } // namespace
 
-int32_t PassiveDiscoveryCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout)
+int32_t PassiveDiscoveryCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout,
+                                std::vector<int>* pIdentified)
 {
     const bool bLog = AskDontAsk(QStringLiteral("DiscoveryLog"), QStringLiteral("Enable discovery logging?"),
                                  ApplicationTitle()) == eAnswerYes;
@@ -657,6 +663,10 @@ int32_t PassiveDiscoveryCommand(CNetworkDocument& map, const CPEPrimitive* pHost
     }
     CDiscovery discovery(map);
     const int32_t nStatus = discovery.PassiveDiscovery(bLog, MapUsesLongIDs(), &map, pHostPE, pfnLayout);
+    if (pIdentified)
+    {
+        *pIdentified = discovery.PassiveIdentified;
+    }
     QString strProblem;
     if (nStatus == 0 && map.ValidateUniqueDestIDs(strProblem))
     {

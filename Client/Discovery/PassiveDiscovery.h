@@ -37,11 +37,13 @@ void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& back
 bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchHopCount, const RouteLogFn& log);
 
 // The second phase on a newly discovered map (host at node 0): resolves the unknown PEs and routes
-// the known endpoints to and from the host, logging each step when log is given.
-void ResolvePassively(CNetworkDocument& map, bool bLong, const RouteLogFn& log);
+// the known endpoints to and from the host, logging each step when log is given. Returns the node
+// numbers of the PEs it identified.
+std::vector<int> ResolvePassively(CNetworkDocument& map, bool bLong, const RouteLogFn& log);
 
 // The passive discovery command: the logging question, the working window "Passive Discovery", the
 // SRIO interface question on a board whose interface is off, the discovery, and on success the
 // check of unique IDs, shown as "Warning: %s". Returns the discovery's status; the map is replaced
-// only on success.
-int32_t PassiveDiscoveryCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout);
+// only on success. *pIdentified, when given, receives the nodes identified through the routes.
+int32_t PassiveDiscoveryCommand(CNetworkDocument& map, const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout,
+                                std::vector<int>* pIdentified = nullptr);
