@@ -169,9 +169,10 @@ void PrintPassiveResult(const CNetworkDocument& map, const std::vector<int>& ide
 }
 
 // The options that set up a standard discovery.
-const char* const kSettingOptions[] = {"--enumerate",       "--host",          "--first",         "--increment",
-                                       "--scan",            "--locks",         "--vdids",         "--try-speeds",
-                                       "--no-scan-existing", "--generate-routes", "--upload-tables", "--skip-unused"};
+const char* const kSettingOptions[] = {"--enumerate",       "--host",          "--first",
+                                       "--increment",       "--scan",          "--locks",
+                                       "--vdids",           "--try-speeds",    "--no-scan-existing",
+                                       "--generate-routes", "--upload-tables", "--skip-unused"};
 
 int RunDiscover(const SCliInvocation& invocation)
 {
@@ -187,9 +188,8 @@ int RunDiscover(const SCliInvocation& invocation)
          "--upload-tables", "--skip-unused", "--discovery-log", "--no-layout", "--passive"});
     // Passive discovery has no settings: it never enumerates, locks, scans or routes anew.
     const bool bPassive = options.Has("--passive");
-    const bool bSettings =
-        std::any_of(std::begin(kSettingOptions), std::end(kSettingOptions),
-                    [&options](const char* pszOption) { return options.Has(pszOption); });
+    const bool bSettings = std::any_of(std::begin(kSettingOptions), std::end(kSettingOptions),
+                                       [&options](const char* pszOption) { return options.Has(pszOption); });
     if (!options.Ok() || !options.Positional().empty() || !options.Has("--save") || (bPassive && bSettings))
     {
         if (!options.Ok())

@@ -50,8 +50,8 @@ public:
     // uploads the tables, then the unknown PEs resolved through the routes already in the tables
     // and the known endpoints given ways to and from the host. On success the new map, laid out
     // after pMap by MergeMaps, replaces it. Returns 0 or the walk's client status.
-    int32_t PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap, const CPEPrimitive* pHostPE,
-                             const LayoutFn& pfnLayout);
+    int32_t PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap,
+                             const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout);
     // The nodes passive discovery identified through the routes in the tables.
     std::vector<int> PassiveIdentified;
 

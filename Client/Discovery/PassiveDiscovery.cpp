@@ -93,7 +93,8 @@ bool RoutesTo(const CRoutingTable* pTable, uint16_t wDestID, uint32_t ulPort)
 
 bool OnRoute(const std::vector<ROUTEENTRY>& backward, uint32_t ulNode)
 {
-    return std::any_of(backward.begin(), backward.end(), [ulNode](const ROUTEENTRY& link)
+    return std::any_of(backward.begin(), backward.end(),
+                       [ulNode](const ROUTEENTRY& link)
                        { return link.ulToNode == ulNode || link.ulFromNode == ulNode; });
 }
 
@@ -233,7 +234,8 @@ bool CPassiveResolver::ReturnPath(const CPEPrimitive& pe, const ExistingRouteLis
 {
     const int iNode = pe.iNodeNumber;
     const uint16_t wHostID = HostID(*m_pHost, m_bLong);
-    Log(m_log, QString::asprintf("Processing %d existing routes to host\n", static_cast<int>(hostRoutes.size())));
+    Log(m_log,
+        QString::asprintf("Processing %d existing routes to host\n", static_cast<int>(hostRoutes.size())));
     if (hostRoutes.empty())
     {
         CRoute route;
@@ -245,14 +247,16 @@ bool CPassiveResolver::ReturnPath(const CPEPrimitive& pe, const ExistingRouteLis
         }
         // No table routes the host's ID towards the host: the entries this needs are unused, but
         // they are checked all the same before anything is written.
-        return TestRoute(route, m_map, wHostID, false, m_log) && ProgramRoute(route, m_map, wHostID, false, m_log);
+        return TestRoute(route, m_map, wHostID, false, m_log) &&
+               ProgramRoute(route, m_map, wHostID, false, m_log);
     }
     for (const SExistingRoute& existing : hostRoutes)
     {
         if (existing.route.GetEntry(0)->ulFromNode == static_cast<uint32_t>(iNode))
         {
-            Log(m_log, QStringLiteral("Found the following existing route from the unknown PE to the host:\n") +
-                           RouteText(existing.route));
+            Log(m_log,
+                QStringLiteral("Found the following existing route from the unknown PE to the host:\n") +
+                    RouteText(existing.route));
             return true;
         }
     }
@@ -293,16 +297,19 @@ void CPassiveResolver::ResolveUnknown(CPEPrimitive& pe)
         }
         Log(m_log, QString::asprintf("Scanning entries for port %d of node %d.\n", nTable,
                                      pSwitch->iNodeNumber + 1));
-        Log(m_log, QString::asprintf("There are %d routing entries in this table.\n", pTable->GetNumEntries()));
+        Log(m_log,
+            QString::asprintf("There are %d routing entries in this table.\n", pTable->GetNumEntries()));
         for (const SRouteEntry& entry : pTable->Entries())
         {
-            if (entry.eType != eRoutePort || entry.Port != iSwitchPort || (!m_bLong && entry.DestID >= 0x100) ||
+            if (entry.eType != eRoutePort || entry.Port != iSwitchPort ||
+                (!m_bLong && entry.DestID >= 0x100) ||
                 std::find(destIDs.begin(), destIDs.end(), entry.DestID) != destIDs.end())
             {
                 continue;
             }
             destIDs.push_back(entry.DestID);
-            Log(m_log, QString::asprintf("%Xh is a potential destination ID for node %d\n", entry.DestID, iNode + 1));
+            Log(m_log, QString::asprintf("%Xh is a potential destination ID for node %d\n", entry.DestID,
+                                         iNode + 1));
         }
     }
 
@@ -330,20 +337,23 @@ void CPassiveResolver::ResolveUnknown(CPEPrimitive& pe)
         clear();
         return;
     }
-    Log(m_log, QString::asprintf("Processing %d existing routes to target PE\n", static_cast<int>(targetRoutes.size())));
+    Log(m_log, QString::asprintf("Processing %d existing routes to target PE\n",
+                                 static_cast<int>(targetRoutes.size())));
     Log(m_log, QStringLiteral("Sorting existing routes\n"));
     // The ID that needs the fewest hops is tried first; among equals, the order of finding stands.
-    std::stable_sort(targetRoutes.begin(), targetRoutes.end(), [](const SExistingRoute& a, const SExistingRoute& b)
+    std::stable_sort(targetRoutes.begin(), targetRoutes.end(),
+                     [](const SExistingRoute& a, const SExistingRoute& b)
                      { return a.route.GetCount() < b.route.GetCount(); });
     for (const SExistingRoute& existing : targetRoutes)
     {
         CRoute way;
         if (existing.route.GetEntry(0)->ulFromNode == static_cast<uint32_t>(m_pHost->iNodeNumber))
         {
-            Log(m_log, QString::asprintf("Found the following existing route from the host to the unknown PE using "
-                                         "ID %Xh:\n",
-                                         existing.wDestID) +
-                           RouteText(existing.route));
+            Log(m_log,
+                QString::asprintf("Found the following existing route from the host to the unknown PE using "
+                                  "ID %Xh:\n",
+                                  existing.wDestID) +
+                    RouteText(existing.route));
             way = existing.route;
         }
         else if (!MakeOnramp(m_map, *m_pHost, *m_pHost, existing.wDestID, existing.route, &way, m_log))
@@ -357,7 +367,8 @@ void CPassiveResolver::ResolveUnknown(CPEPrimitive& pe)
             clear();
             return;
         }
-        Log(m_log, QString::asprintf("Unable to identify node %d using DestID %Xh\n", iNode + 1, existing.wDestID));
+        Log(m_log,
+            QString::asprintf("Unable to identify node %d using DestID %Xh\n", iNode + 1, existing.wDestID));
     }
     Log(m_log, strUnresolved);
     clear();
@@ -379,8 +390,8 @@ void CPassiveResolver::RouteKnown(const CPEPrimitive& pe)
     {
         return;
     }
-    Log(m_log, QString::asprintf("(2):Finding all existing routes to node %d using destination ID %Xh\n", iNode + 1,
-                                 wDestID));
+    Log(m_log, QString::asprintf("(2):Finding all existing routes to node %d using destination ID %Xh\n",
+                                 iNode + 1, wDestID));
     ExistingRouteList targetRoutes;
     const std::vector<ROUTEENTRY> seed{{0, static_cast<uint32_t>(iSwitchPort), static_cast<uint32_t>(iNode),
                                         static_cast<uint32_t>(pSwitch->iNodeNumber)}};
@@ -388,15 +399,16 @@ void CPassiveResolver::RouteKnown(const CPEPrimitive& pe)
     const uint16_t wHostID = HostID(*m_pHost, m_bLong);
     if (!targetRoutes.empty())
     {
-        Log(m_log,
-            QString::asprintf("Processing %d existing routes to target PE\n", static_cast<int>(targetRoutes.size())));
+        Log(m_log, QString::asprintf("Processing %d existing routes to target PE\n",
+                                     static_cast<int>(targetRoutes.size())));
         bool bRouted = false;
         for (const SExistingRoute& existing : targetRoutes)
         {
             if (existing.route.GetEntry(0)->ulFromNode == static_cast<uint32_t>(m_pHost->iNodeNumber))
             {
-                Log(m_log, QStringLiteral("Found the following existing route from the host to the unknown PE:\n") +
-                               RouteText(existing.route));
+                Log(m_log,
+                    QStringLiteral("Found the following existing route from the host to the unknown PE:\n") +
+                        RouteText(existing.route));
                 bRouted = true;
                 break;
             }
@@ -408,9 +420,10 @@ void CPassiveResolver::RouteKnown(const CPEPrimitive& pe)
         }
         if (!bRouted)
         {
-            Log(m_log, QString::asprintf("Unable to route from host to node %d without modifying existing routing "
-                                         "entries.\n",
-                                         iNode + 1));
+            Log(m_log,
+                QString::asprintf("Unable to route from host to node %d without modifying existing routing "
+                                  "entries.\n",
+                                  iNode + 1));
             return;
         }
     }
@@ -427,12 +440,14 @@ void CPassiveResolver::RouteKnown(const CPEPrimitive& pe)
         Log(m_log, QStringLiteral("Adding the following route:\n") + RouteText(route));
         // Nothing routes the PE's ID, but the host's ID is in use everywhere: both directions are
         // tested before they are written, so that a return route the system relies on stays.
-        if (!TestRoute(route, m_map, wDestID, false, m_log) || !ProgramRoute(route, m_map, wDestID, false, m_log))
+        if (!TestRoute(route, m_map, wDestID, false, m_log) ||
+            !ProgramRoute(route, m_map, wDestID, false, m_log))
         {
             Log(m_log, QStringLiteral("Unable to build forward route\n"));
             return;
         }
-        if (!TestRoute(route, m_map, wHostID, true, m_log) || !ProgramRoute(route, m_map, wHostID, true, m_log))
+        if (!TestRoute(route, m_map, wHostID, true, m_log) ||
+            !ProgramRoute(route, m_map, wHostID, true, m_log))
         {
             Log(m_log, QStringLiteral("Unable to build return route\n"));
             return;
@@ -442,8 +457,8 @@ void CPassiveResolver::RouteKnown(const CPEPrimitive& pe)
 }
 } // namespace
 
-void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& backward, const CNetworkDocument& map,
-                   const CPEPrimitive& pe, uint16_t wDestID, uint32_t ulOutPort)
+void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& backward,
+                   const CNetworkDocument& map, const CPEPrimitive& pe, uint16_t wDestID, uint32_t ulOutPort)
 {
     const bool bPerPort = pe.bHasPerPortRoutingTables;
     if (!bPerPort && !RoutesTo(pe.RoutingTables[0].get(), wDestID, ulOutPort))
@@ -500,7 +515,8 @@ void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& back
     }
     for (const SFeeder& feeder : feeders)
     {
-        if (!(feeder.pFar->uType & kPETypeSwitch) || OnRoute(backward, static_cast<uint32_t>(feeder.iFarNode)))
+        if (!(feeder.pFar->uType & kPETypeSwitch) ||
+            OnRoute(backward, static_cast<uint32_t>(feeder.iFarNode)))
         {
             continue;
         }
@@ -511,7 +527,8 @@ void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& back
     }
 }
 
-bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchHopCount, const RouteLogFn& log)
+bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchHopCount,
+                const RouteLogFn& log)
 {
     CPEPrimitive* pPE = map.pCurrentPEs->GetByNodeNumber(iNode);
     if (!pPE)
@@ -523,8 +540,9 @@ bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchH
     int32_t nStatus = HalStatusToClient(GetDeviceAndVendor(0, wDestID, uchHopCount, &wDevice, &wVendor));
     if (nStatus != 0)
     {
-        ReportRouteFailure(nStatus, QStringLiteral("attempting to read device and vendor information from the unknown PE"),
-                           log);
+        ReportRouteFailure(
+            nStatus, QStringLiteral("attempting to read device and vendor information from the unknown PE"),
+            log);
         return false;
     }
     const QString strFound = QString::asprintf("FOUND DEVICE HopCount=%02d:  DeviceID=%04Xh  VendorID=%04Xh",
@@ -535,7 +553,8 @@ bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchH
     nStatus = GetFeatures(0, wDestID, uchHopCount, &ulFeatures);
     if (nStatus != 0)
     {
-        ReportRouteFailure(nStatus, QStringLiteral("attepting to read features information from the PE"), log);
+        ReportRouteFailure(nStatus, QStringLiteral("attepting to read features information from the PE"),
+                           log);
         return false;
     }
     // A switch answers any ID once the hop count runs out: what answered may not own the ID.
@@ -581,8 +600,8 @@ std::vector<int> ResolvePassively(CNetworkDocument& map, bool bLong, const Route
     return resolver.Identified();
 }
 
-int32_t CDiscovery::PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap, const CPEPrimitive* pHostPE,
-                                     const LayoutFn& pfnLayout)
+int32_t CDiscovery::PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap,
+                                     const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout)
 {
     SDiscoveryRequest request;
     request.bLog = bLog;
@@ -605,8 +624,8 @@ int32_t CDiscovery::PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocum
     {
         return nStatus;
     }
-    const RouteLogFn log = bLog ? RouteLogFn([](const QString& strLine) { UI().AppendWorkLog(strLine); })
-                                : RouteLogFn();
+    const RouteLogFn log =
+        bLog ? RouteLogFn([](const QString& strLine) { UI().AppendWorkLog(strLine); }) : RouteLogFn();
     PassiveIdentified = ResolvePassively(newMap, bLongDestIDs, log);
     UI().SetWorkProgress(QStringLiteral("Passive discovery complete."));
     MergeMaps(newMap, *pMap, pfnLayout, bLayoutBoard);
@@ -632,7 +651,8 @@ void OfferSrioInterface(const CPEPrimitive* pHostPE)
     {
         return;
     }
-    if (UI().Ask(QStringLiteral("Do you want to enable the SRIO interface?"), ApplicationTitle(), false) != eAnswerYes ||
+    if (UI().Ask(QStringLiteral("Do you want to enable the SRIO interface?"), ApplicationTitle(), false) !=
+            eAnswerYes ||
         !pHostPE)
     {
         return;

@@ -28,13 +28,14 @@ using ExistingRouteList = std::vector<SExistingRoute>;
 // switch at the start of those links, which sends the ID out of ulOutPort. Any PE that would send
 // the ID into a switch whose table passes it on this way is the start of one; switches are looked
 // through, and no route passes a switch twice. Adds what it finds to *pList.
-void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& backward, const CNetworkDocument& map,
-                   const CPEPrimitive& pe, uint16_t wDestID, uint32_t ulOutPort);
+void FindAllRoutes(ExistingRouteList* pList, const std::vector<ROUTEENTRY>& backward,
+                   const CNetworkDocument& map, const CPEPrimitive& pe, uint16_t wDestID, uint32_t ulOutPort);
 
 // Reads the unknown PE at iNode through wDestID with uchHopCount and, unless it is a switch, fills
 // in its record: identity, type, IDs, and its link as up. Failing accesses are reported. True when
 // the PE is identified.
-bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchHopCount, const RouteLogFn& log);
+bool IdentifyPE(CNetworkDocument& map, int iNode, uint16_t wDestID, uint8_t uchHopCount,
+                const RouteLogFn& log);
 
 // The second phase on a newly discovered map (host at node 0): resolves the unknown PEs and routes
 // the known endpoints to and from the host, logging each step when log is given. Returns the node

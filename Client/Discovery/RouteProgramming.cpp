@@ -88,8 +88,9 @@ QString RouteText(const CRoute& route)
 
 void ReportRouteFailure(int32_t nStatus, const QString& strDoing, const RouteLogFn& log)
 {
-    const QString strText =
-        QStringLiteral("Error %1 (%2) encountered when %3.").arg(nStatus).arg(RioErrorText(nStatus), strDoing);
+    const QString strText = QStringLiteral("Error %1 (%2) encountered when %3.")
+                                .arg(nStatus)
+                                .arg(RioErrorText(nStatus), strDoing);
     Log(log, strText + QLatin1Char('\n'));
     ShowMessage(strText);
 }
@@ -171,11 +172,12 @@ bool TestRoute(const CRoute& route, CNetworkDocument& map, uint16_t wDestID, boo
     const bool bLong = MapUsesLongIDs();
     for (const SRouteStep& step : Steps(route, bReverse))
     {
-        Log(log, QString::asprintf(bReverse ? "Testing reverse route to port %d of PE %d for destination ID %Xh "
-                                              "to go out port %d\n"
-                                            : "Testing forward route to port %d of PE %d for destination ID %Xh "
-                                              "to go out port %d\n",
-                                   step.uchInPort, step.iNode + 1, wDestID, step.uchOutPort));
+        Log(log,
+            QString::asprintf(bReverse ? "Testing reverse route to port %d of PE %d for destination ID %Xh "
+                                         "to go out port %d\n"
+                                       : "Testing forward route to port %d of PE %d for destination ID %Xh "
+                                         "to go out port %d\n",
+                              step.uchInPort, step.iNode + 1, wDestID, step.uchOutPort));
         const CPEPrimitive* pSwitch = map.pCurrentPEs->GetByNodeNumber(step.iNode);
         if (!pSwitch || !pHost)
         {
@@ -186,18 +188,20 @@ bool TestRoute(const CRoute& route, CNetworkDocument& map, uint16_t wDestID, boo
         int32_t nStatus = ReachSwitch(map, *pHost, step.iNode, &uchHop);
         if (nStatus != 0)
         {
-            ReportRouteFailure(nStatus, SRouteStepFailure{SRouteStepFailure::eFFRoutes, step.iNode}.Doing(), log);
+            ReportRouteFailure(nStatus, SRouteStepFailure{SRouteStepFailure::eFFRoutes, step.iNode}.Doing(),
+                               log);
             return false;
         }
         NVXL_ROUTE_TYPE eType = eNVXL_RouteTypeUndefined;
         uint8_t uchPort = 0;
         uint32_t ulExtra = 0;
         nStatus = RouteGetEntry(pSwitch->ManufID, pSwitch->DeviceID, 0, AllOnes(bLong), uchHop,
-                                pSwitch->bHasPerPortRoutingTables ? step.uchInPort : kSharedTable, wDestID, &eType,
-                                &uchPort, &ulExtra);
+                                pSwitch->bHasPerPortRoutingTables ? step.uchInPort : kSharedTable, wDestID,
+                                &eType, &uchPort, &ulExtra);
         if (nStatus != 0)
         {
-            ReportRouteFailure(nStatus, SRouteStepFailure{SRouteStepFailure::eReadEntry, step.iNode}.Doing(), log);
+            ReportRouteFailure(nStatus, SRouteStepFailure{SRouteStepFailure::eReadEntry, step.iNode}.Doing(),
+                               log);
             return false;
         }
         const bool bFree = eType == eNVXL_RouteTypeUndefined || eType == eNVXL_RouteTypeUnrouted ||
@@ -209,12 +213,14 @@ bool TestRoute(const CRoute& route, CNetworkDocument& map, uint16_t wDestID, boo
         if (eType == eNVXL_RouteTypePort)
         {
             Log(log, QString::asprintf(
-                         "There is already an existing port route to port %d here, so can't modify it.\n", uchPort));
+                         "There is already an existing port route to port %d here, so can't modify it.\n",
+                         uchPort));
         }
         else
         {
-            Log(log, QString::asprintf("There is already a type %d routing table entry here, so can't modify it.\n",
-                                       static_cast<int>(eType)));
+            Log(log, QString::asprintf(
+                         "There is already a type %d routing table entry here, so can't modify it.\n",
+                         static_cast<int>(eType)));
         }
         return false;
     }

@@ -19,10 +19,10 @@ struct SRouteStepFailure
     enum EStep
     {
         eNone,
-        eLocatePE,    // no PE of that node number in the map
-        eFFRoutes,    // the temporary routes to the switch could not be laid
-        eReadEntry,   // its entry could not be read
-        eAddEntry,    // its entry could not be written
+        eLocatePE,  // no PE of that node number in the map
+        eFFRoutes,  // the temporary routes to the switch could not be laid
+        eReadEntry, // its entry could not be read
+        eAddEntry,  // its entry could not be written
     };
     EStep eStep = eNone;
     int iNode = -1; // node number of the switch (shown plus one)

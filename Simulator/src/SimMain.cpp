@@ -7,8 +7,8 @@
 #include "TextUtil.h"
 
 #include <csignal>
-#include <fstream>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <signal.h>
 #include <string>

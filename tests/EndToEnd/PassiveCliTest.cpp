@@ -23,8 +23,8 @@ std::string TempPath(const char* pszName)
 
 SRunResult Cli(const nvtest::CSimProcess& sim, std::vector<std::string> args)
 {
-    std::vector<std::string> all = {"--server", "127.0.0.1", "--wait-ms", "1500", "--port",
-                                    std::to_string(sim.TcpPort())};
+    std::vector<std::string> all = {"--server", "127.0.0.1", "--wait-ms",
+                                    "1500",     "--port",    std::to_string(sim.TcpPort())};
     all.insert(all.end(), args.begin(), args.end());
     return RunProgram(nvtest::BuiltProgram("Cli/norvanta-cli"), all);
 }
@@ -38,9 +38,10 @@ TEST(PassiveCli, AFabricInServiceIsIdentifiedThroughItsRoutesAndOnlyFreeEntriesA
     const std::string strMap = TempPath("inservice.nvm");
     const SRunResult result = Cli(sim, {"discover", "--passive", "--no-layout", "--save", strMap});
     ASSERT_EQ(0, result.nExitCode) << result.strErr << result.strOut;
-    EXPECT_NE(std::string::npos,
-              result.strOut.find("Identified through existing routes: Node 3 (destID 5h), Node 6 (destID Fh), "
-                                 "Node 7 (destID 14h)\nLeft unknown: Node 8\n"))
+    EXPECT_NE(
+        std::string::npos,
+        result.strOut.find("Identified through existing routes: Node 3 (destID 5h), Node 6 (destID Fh), "
+                           "Node 7 (destID 14h)\nLeft unknown: Node 8\n"))
         << result.strOut;
     EXPECT_NE(std::string::npos,
               result.strOut.find("Node 7: Processor with Memory device 0101h vendor FFF0h destID 14h"));
@@ -81,6 +82,7 @@ TEST(PassiveCli, DiscoverySettingsAreRefusedWithPassive)
     const SRunResult result =
         Cli(sim, {"discover", "--passive", "--enumerate", "--save", TempPath("refused.nvm")});
     EXPECT_EQ(2, result.nExitCode);
-    EXPECT_NE(std::string::npos, result.strErr.find("--passive takes no discovery settings")) << result.strErr;
+    EXPECT_NE(std::string::npos, result.strErr.find("--passive takes no discovery settings"))
+        << result.strErr;
 }
 } // namespace

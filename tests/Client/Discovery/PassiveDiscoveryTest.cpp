@@ -3,10 +3,10 @@
 // switches' tables shows that nothing the system routes was redirected; candidates are tried by
 // route length; what can't be resolved (no route leads there, a switch answered, the fabric
 // changed) stays unknown with its reason; and the route test's judgement of entries.
+#include "PassiveDiscovery.h"
 #include "ClientSimFixture.h"
 #include "Discovery.h"
 #include "FFRoutes.h"
-#include "PassiveDiscovery.h"
 #include "RouteProgramming.h"
 #include "TestSupport.h"
 
@@ -99,8 +99,10 @@ protected:
     // The log lines of one PE's turn: from its first line up to the next PE's.
     QStringList Section(int iNode) const
     {
-        const QString strUnknown = QStringLiteral("Attempting to identify unknown PE at node %1\n").arg(iNode + 1);
-        const QString strKnown = QStringLiteral("Adding on-ramp route to known PE at node %1\n").arg(iNode + 1);
+        const QString strUnknown =
+            QStringLiteral("Attempting to identify unknown PE at node %1\n").arg(iNode + 1);
+        const QString strKnown =
+            QStringLiteral("Adding on-ramp route to known PE at node %1\n").arg(iNode + 1);
         QStringList lines;
         bool bIn = false;
         for (const QString& strLine : m_log)
@@ -165,20 +167,23 @@ TEST_F(CPassiveDiscoveryTest, AFabricInServiceIsResolvedThroughItsOwnRoutesWithN
     }
     // Nothing routes the spare board's ID: it stays unknown and says why.
     EXPECT_TRUE(PE(iSpare).uType & kPETypeUnknown);
-    EXPECT_TRUE(m_log.contains(QStringLiteral("No existing routes found.  Unable to determine ID of node %1 using "
-                                              "routing table information.\n")
-                                   .arg(iSpare + 1)));
+    EXPECT_TRUE(
+        m_log.contains(QStringLiteral("No existing routes found.  Unable to determine ID of node %1 using "
+                                      "routing table information.\n")
+                           .arg(iSpare + 1)));
 
     // The host's own route to dsp1 is used as it stands; dsp3, reached only from io1, needs an
     // on-ramp at sw1's port from the host.
     const QStringList dsp1 = Section(iDsp1);
-    EXPECT_GE(IndexOf(dsp1, QStringLiteral("Found the following existing route from the host to the unknown PE "
-                                           "using ID 5h:\n")),
-              0)
+    EXPECT_GE(
+        IndexOf(dsp1, QStringLiteral("Found the following existing route from the host to the unknown PE "
+                                     "using ID 5h:\n")),
+        0)
         << dsp1.join(QString()).toStdString();
     EXPECT_EQ(-1, IndexOf(dsp1, QStringLiteral("MakeOnramp:")));
     const QStringList dsp3 = Section(iDsp3);
-    EXPECT_GE(IndexOf(dsp3, QStringLiteral("The following route is good.  Using it to make on-ramp routes.\n")), 0)
+    EXPECT_GE(
+        IndexOf(dsp3, QStringLiteral("The following route is good.  Using it to make on-ramp routes.\n")), 0)
         << dsp3.join(QString()).toStdString();
     EXPECT_NE(0u, IdentityAt(0x14, 1)) << "the on-ramp stays: the host reaches dsp3 by its ID";
     uint8_t uchPort = 0;
@@ -212,8 +217,8 @@ TEST_F(CPassiveDiscoveryTest, AFabricInServiceIsResolvedThroughItsOwnRoutesWithN
     {
         if (uchBefore < 18)
         {
-            EXPECT_EQ(uchBefore, after.at(key)) << std::get<0>(key) << " table " << std::get<1>(key) << " ID "
-                                                << std::get<2>(key);
+            EXPECT_EQ(uchBefore, after.at(key))
+                << std::get<0>(key) << " table " << std::get<1>(key) << " ID " << std::get<2>(key);
         }
     }
 }
@@ -252,8 +257,9 @@ TEST_F(CPassiveDiscoveryTest, TheCandidateWithTheShortestRouteIsTriedFirstAnd8Bi
     EXPECT_EQ(-1, IndexOf(lines, QStringLiteral("130h is a potential destination ID")));
     const int iSorted = IndexOf(lines, QStringLiteral("Sorting existing routes"));
     ASSERT_GE(iSorted, 0);
-    EXPECT_EQ(iSorted + 1, IndexOf(lines, QStringLiteral("Found the following existing route from the host to the "
-                                                         "unknown PE using ID 30h:")))
+    EXPECT_EQ(iSorted + 1,
+              IndexOf(lines, QStringLiteral("Found the following existing route from the host to the "
+                                            "unknown PE using ID 30h:")))
         << lines.join(QString()).toStdString();
     EXPECT_EQ(-1, IndexOf(lines, QStringLiteral("MakeOnramp:"))) << "the longer route was never needed";
     EXPECT_EQ(-1, IndexOf(lines, QStringLiteral("Unable to identify")));
@@ -279,8 +285,9 @@ TEST_F(CPassiveDiscoveryTest, AnUnknownThatAnswersAsASwitchStaysUnknown)
     EXPECT_GE(IndexOf(lines, QStringLiteral("FOUND DEVICE HopCount=01:  DeviceID=0374h  VendorID=0038h")), 0)
         << lines.join(QString()).toStdString();
     EXPECT_GE(IndexOf(lines, QStringLiteral("Unable to identify node %1 using DestID 60h").arg(iSw3 + 1)), 0);
-    EXPECT_TRUE(lines.contains(
-        QStringLiteral("Unable to determine ID of node %1 using routing table information.\n").arg(iSw3 + 1)));
+    EXPECT_TRUE(
+        lines.contains(QStringLiteral("Unable to determine ID of node %1 using routing table information.\n")
+                           .arg(iSw3 + 1)));
     EXPECT_TRUE(PE(iSw3).uType & kPETypeUnknown);
     EXPECT_FALSE(PE(iSw3).bUsesDestID);
 }
@@ -297,10 +304,11 @@ TEST_F(CPassiveDiscoveryTest, AFabricThatChangesAfterTheWalkLeavesThatPEUnknownA
     EXPECT_FALSE(PE(iDsp2).uType & kPETypeUnknown);
     EXPECT_TRUE(PE(iDsp3).uType & kPETypeUnknown);
     ASSERT_FALSE(m_ui.messages.isEmpty());
-    EXPECT_TRUE(m_ui.messages.back().endsWith(
-        QStringLiteral("encountered when attempting to read device and vendor information from the unknown PE.")))
+    EXPECT_TRUE(m_ui.messages.back().endsWith(QStringLiteral(
+        "encountered when attempting to read device and vendor information from the unknown PE.")))
         << m_ui.messages.back().toStdString();
-    EXPECT_TRUE(m_log.contains(QStringLiteral("Unable to identify node %1 using DestID 14h\n").arg(iDsp3 + 1)));
+    EXPECT_TRUE(
+        m_log.contains(QStringLiteral("Unable to identify node %1 using DestID 14h\n").arg(iDsp3 + 1)));
 }
 
 TEST_F(CPassiveDiscoveryTest, BehindAHostPortThatIsNotTrainedThereIsNothingToResolveAndNothingIsWritten)
@@ -341,9 +349,10 @@ TEST_F(CPassiveDiscoveryTest, ARouteTestFreesUnusedAndDefaultEntriesForwardButNo
     // 0x33 is routed nowhere: every entry for it still holds the reset value, "use the default port".
     EXPECT_TRUE(test(0x33, false));
     EXPECT_EQ(QStringLiteral("No conflicts found.\n"), m_log.back());
-    EXPECT_EQ(QStringLiteral("Testing forward route to port 0 of PE %1 for destination ID 33h to go out port 3\n")
-                  .arg(iSw1 + 1),
-              m_log.front());
+    EXPECT_EQ(
+        QStringLiteral("Testing forward route to port 0 of PE %1 for destination ID 33h to go out port 3\n")
+            .arg(iSw1 + 1),
+        m_log.front());
     EXPECT_FALSE(test(0x33, true));
     EXPECT_EQ(QStringLiteral("There is already a type 2 routing table entry here, so can't modify it.\n"),
               m_log.back());
