@@ -7,11 +7,14 @@
 #include "AutoLayout.h"
 #include "Discovery.h"
 #include "NetworkMap.h"
+#include "PassiveDiscovery.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
+
+#include <algorithm>
 
 #include <arpa/inet.h>
 #include <cstdio>
@@ -141,22 +144,61 @@ void PrintMap(const CNetworkDocument& map)
                 nSwitches, nEndpoints, nUnknown, nEmpty, nConnections);
 }
 
+// What the routes in the tables resolved, and what stays unknown.
+void PrintPassiveResult(const CNetworkDocument& map, const std::vector<int>& identified)
+{
+    QStringList found, unknown;
+    for (int iNode : identified)
+    {
+        if (const CPEPrimitive* pPE = map.ActivePEs.GetByNodeNumber(iNode))
+        {
+            found << QString::asprintf("Node %d (destID %Xh)", iNode + 1, pPE->GetDestID());
+        }
+    }
+    for (const auto& pPE : map.ActivePEs)
+    {
+        if (!pPE->bDeleted && pPE->uType == kPETypeUnknown)
+        {
+            unknown << QString::asprintf("Node %d", pPE->iNodeNumber + 1);
+        }
+    }
+    std::printf("Identified through existing routes: %s\n",
+                found.isEmpty() ? "none" : found.join(QStringLiteral(", ")).toLocal8Bit().constData());
+    std::printf("Left unknown: %s\n",
+                unknown.isEmpty() ? "none" : unknown.join(QStringLiteral(", ")).toLocal8Bit().constData());
+}
+
+// The options that set up a standard discovery.
+const char* const kSettingOptions[] = {"--enumerate",       "--host",          "--first",
+                                       "--increment",       "--scan",          "--locks",
+                                       "--vdids",           "--try-speeds",    "--no-scan-existing",
+                                       "--generate-routes", "--upload-tables", "--skip-unused"};
+
 int RunDiscover(const SCliInvocation& invocation)
 {
     const char* const pszUsage =
         "discover [--enumerate] [--host ID] [--first ID] [--increment N] [--scan IDS] [--locks] [--vdids]\n"
         "                    [--try-speeds] [--no-scan-existing] [--generate-routes] [--upload-tables] "
         "[--skip-unused]\n"
-        "                    [--discovery-log] [--map OLD] [--no-layout] --save MAP";
+        "                    [--discovery-log] [--map OLD] [--no-layout] --save MAP\n"
+        "       discover --passive [--discovery-log] [--map OLD] [--no-layout] --save MAP";
     const CCliOptions options(
         invocation.args, {"--host", "--first", "--increment", "--scan", "--map", "--save"},
         {"--enumerate", "--locks", "--vdids", "--try-speeds", "--no-scan-existing", "--generate-routes",
-         "--upload-tables", "--skip-unused", "--discovery-log", "--no-layout"});
-    if (!options.Ok() || !options.Positional().empty() || !options.Has("--save"))
+         "--upload-tables", "--skip-unused", "--discovery-log", "--no-layout", "--passive"});
+    // Passive discovery has no settings: it never enumerates, locks, scans or routes anew.
+    const bool bPassive = options.Has("--passive");
+    const bool bSettings = std::any_of(std::begin(kSettingOptions), std::end(kSettingOptions),
+                                       [&options](const char* pszOption) { return options.Has(pszOption); });
+    if (!options.Ok() || !options.Positional().empty() || !options.Has("--save") || (bPassive && bSettings))
     {
         if (!options.Ok())
         {
             std::fprintf(stderr, "%s\n", options.Error().c_str());
+        }
+        else if (bPassive && bSettings)
+        {
+            std::fprintf(stderr, "--passive takes no discovery settings\n");
         }
         return CliUsage(pszUsage);
     }
@@ -211,13 +253,19 @@ int RunDiscover(const SCliInvocation& invocation)
         options.Has("--no-layout")
             ? LayoutFn()
             : LayoutFn([](CNetworkDocument& document) { return CAutoLayout::Run(document, false); });
-    const int32_t nStatus = StandardDiscoveryCommand(settings, map, &host, true, layout);
+    std::vector<int> identified;
+    const int32_t nStatus = bPassive ? PassiveDiscoveryCommand(map, &host, layout, &identified)
+                                     : StandardDiscoveryCommand(settings, map, &host, true, layout);
     if (nStatus != 0)
     {
         std::fprintf(stderr, "The discovery failed; nothing was saved.\n");
         return 1;
     }
     PrintMap(map);
+    if (bPassive)
+    {
+        PrintPassiveResult(map, identified);
+    }
     const QString strPath = QString::fromStdString(options.Value("--save"));
     if (!map.SaveAs(strPath))
     {
@@ -240,7 +288,7 @@ extern const SCliCommand g_aDiscoveryCommands[] = {
      "[--enumerate] [--host ID] [--first ID] [--increment N] [--scan IDS] [--locks] [--vdids] [--try-speeds] "
      "[--no-scan-existing] [--generate-routes] [--upload-tables] [--skip-unused] [--discovery-log] [--map "
      "OLD] [--no-layout] "
-     "--save MAP",
+     "--save MAP; or --passive [--discovery-log] [--map OLD] [--no-layout] --save MAP",
      RunDiscover},
     {nullptr, nullptr, nullptr},
 };

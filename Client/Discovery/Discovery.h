@@ -46,6 +46,15 @@ public:
     int32_t Discover(const SDiscoveryRequest& request, CNetworkDocument* pNewMap,
                      const CPEPrimitive* pHostPE);
 
+    // Passive discovery (PassiveDiscovery.cpp): a walk that changes no ID and breaks no lock and
+    // uploads the tables, then the unknown PEs resolved through the routes already in the tables
+    // and the known endpoints given ways to and from the host. On success the new map, laid out
+    // after pMap by MergeMaps, replaces it. Returns 0 or the walk's client status.
+    int32_t PassiveDiscovery(bool bLog, bool bLongDestIDs, CNetworkDocument* pMap,
+                             const CPEPrimitive* pHostPE, const LayoutFn& pfnLayout);
+    // The nodes passive discovery identified through the routes in the tables.
+    std::vector<int> PassiveIdentified;
+
     // True when the current map had no PEs or no connections.
     bool bFirstDiscovery = false;
     // The target is a board whose map is laid out anew when it has two real PEs.

@@ -5,6 +5,7 @@
 #include "NVXLTypes.h"
 #include "NetworkMap.h"
 #include "NumberText.h"
+#include "RouteProgramming.h"
 #include "RouteSearch.h"
 #include "StatusText.h"
 #include "UserInterface.h"
@@ -19,8 +20,6 @@ namespace
 const QString kInputError = QStringLiteral("Input Error");
 // The typed list is read no further than this many IDs; more than the mode allows are dropped.
 constexpr int kTokensLooked = 3;
-// The shared table of a switch without per-port tables, as the HAL names it.
-constexpr uint8_t kSharedTable = 255;
 
 uint16_t PrimaryID(const CPEPrimitive& pe, bool bLong)
 {
@@ -318,58 +317,6 @@ bool CVDIDConfig::Accept(const QString& strIDs)
         }
     }
     return true;
-}
-
-int32_t ProgramRoute(const CRoute& route, CNetworkDocument& map, uint16_t wDestID, bool bReverse,
-                     QString* pstrFailure)
-{
-    CRoute path = route;
-    if (bReverse)
-    {
-        path.Reverse();
-    }
-    const CPEPrimitive* pHost = MapHostPE(map);
-    const bool bLong = MapUsesLongIDs();
-    for (int i = 0; i + 1 < path.GetCount(); ++i)
-    {
-        const ROUTEENTRY& arrival = *path.GetEntry(i);
-        const ROUTEENTRY& departure = *path.GetEntry(i + 1);
-        const int iNode = static_cast<int>(arrival.ulToNode);
-        CPEPrimitive* pSwitch = map.pCurrentPEs->GetByNodeNumber(iNode);
-        if (!pSwitch || !pHost)
-        {
-            *pstrFailure = QStringLiteral("locating the PE structure for node %1").arg(iNode + 1);
-            return kNoRouteStatus;
-        }
-        uint8_t uchHop = 0;
-        int32_t nStatus =
-            ConfigureFFRoutes(*map.pCurrentConnections, static_cast<uint32_t>(pHost->iNodeNumber),
-                              static_cast<uint32_t>(iNode), bLong, &uchHop);
-        if (nStatus != 0)
-        {
-            *pstrFailure = QStringLiteral("configuring FF routing tables to get to node %1").arg(iNode + 1);
-            return nStatus;
-        }
-        const bool bPerPort = pSwitch->bHasPerPortRoutingTables;
-        const uint8_t uchInPort = static_cast<uint8_t>(arrival.ulToPort);
-        const uint8_t uchOutPort = static_cast<uint8_t>(departure.ulFromPort);
-        nStatus =
-            RouteAddEntry(pSwitch->ManufID, pSwitch->DeviceID, 0, AllOnes(bLong), uchHop,
-                          bPerPort ? uchInPort : kSharedTable, wDestID, uchOutPort, eNVXL_RouteTypePort, 0);
-        if (nStatus != 0)
-        {
-            *pstrFailure = QStringLiteral("adding routing table entry to switch at node %1").arg(iNode + 1);
-            return nStatus;
-        }
-        std::unique_ptr<CRoutingTable>& pTable = pSwitch->RoutingTables[bPerPort ? uchInPort : 0];
-        if (!pTable)
-        {
-            pTable = std::make_unique<CRoutingTable>();
-        }
-        // The switch holds the entry now too: the copy stays as true to the hardware as it was.
-        pTable->AddEntry(wDestID, uchOutPort, eNVXL_RouteTypePort, 0, false);
-    }
-    return 0;
 }
 
 int32_t UpdatePEVDIDs(CNetworkDocument& map, CPEPrimitive& pe)

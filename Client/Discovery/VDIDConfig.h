@@ -103,15 +103,6 @@ private:
 // wrong and returns its status; an update that ends leaves the hardware partly changed.
 int32_t UpdatePEVDIDs(CNetworkDocument& map, CPEPrimitive& pe);
 
-// Lays a route for wDestID along route (links in travel order; with bReverse the other way):
-// every switch it passes gets a port entry for the ID, in the table of the port the packet
-// arrives at (the shared table without per-port tables), towards the next link; the map's tables
-// get the same entries. Each switch is reached by the all-ones ID along routes laid to it. On a
-// failure *pstrFailure says which step ("adding routing table entry to switch at node %d") and the
-// status is returned.
-int32_t ProgramRoute(const CRoute& route, CNetworkDocument& map, uint16_t wDestID, bool bReverse,
-                     QString* pstrFailure);
-
 // After a PE's VDIDs changed on a map connected to a target: asks "Do you want to update the PE and
 // routing tables based upon your changes to the VDID configuration?" and on Yes updates the PE.
 // True when the update ran and succeeded.

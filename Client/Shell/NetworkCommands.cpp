@@ -7,6 +7,7 @@
 #include "LinkCommands.h"
 #include "MainFrameCore.h"
 #include "NetBrowser.h"
+#include "PassiveDiscovery.h"
 #include "RouteSearch.h"
 #include "TableTransfer.h"
 #include "UserInterface.h"
@@ -132,6 +133,22 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
     };
     frame.SetCommandHandler(eCmdStandardDiscovery, discovery);
     frame.SetCommandHandler(eCmdPEStandardDiscovery, discovery);
+
+    // Passive discovery has no settings: it never enumerates, and the ID width is the map's.
+    auto passiveDiscovery = [&frame, hooks](const SCommandContext&)
+    {
+        if (!NeedTarget(frame))
+        {
+            return;
+        }
+        if (PassiveDiscoveryCommand(frame.Document(), frame.HostPE(), hooks.layout) == 0)
+        {
+            AutosizeMap(frame.Document());
+            MapChanged(frame);
+        }
+    };
+    frame.SetCommandHandler(eCmdPassiveDiscovery, passiveDiscovery);
+    frame.SetCommandHandler(eCmdPEPassiveDiscovery, passiveDiscovery);
 
     frame.SetCommandHandler(eCmdGenerateAllTables,
                             [&frame](const SCommandContext&)

@@ -532,6 +532,7 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
         pTarget = travel.pDevice;
         access = SRegAccess{travel.uchIngress, false};
     }
+    const std::vector<uint8_t> tablesBefore = m_routeJournal.Snapshot(*pTarget);
     for (uint32_t i = 0; i < ulCount; ++i)
     {
         const uint32_t ulAt = ulOffset + i * ulStride;
@@ -539,6 +540,7 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
         const uint32_t ulLanes = ulWordSize == 4 ? 0xFFFFFFFF : ((1u << (8 * ulWordSize)) - 1) << ulShift;
         pTarget->WriteRegister(ulAt & ~0x3u, pWords[i] << ulShift, ulLanes, access);
     }
+    m_routeJournal.Record(*pTarget, tablesBefore);
     if (!access.bLocal &&
         (!pTarget->AnswersAs(ulId, bLarge) ||
          !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel)))

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <signal.h>
 #include <string>
@@ -18,14 +19,15 @@ namespace
 constexpr const char* kUsage =
     "usage: norvanta-sim [--bind ADDR] [--tcp-port N] [--udp-port N] [--broadcast-port N]\n"
     "                    [--reply-port N] [--no-udp] [--no-broadcast] [--fault SPEC]...\n"
-    "                    [--verbose] TOPOLOGY\n"
+    "                    [--route-journal FILE] [--verbose] TOPOLOGY\n"
     "Ports default to 15000 (TCP and UDP), 15001 (broadcast) and 15002 (broadcast replies);\n"
     "port 0 takes any free port. --bind (default 127.0.0.1) is the address of every socket;\n"
     "searches are heard there and at the broadcast address of its network, and 0.0.0.0\n"
     "serves every address (and hears searches sent to 255.255.255.255).\n"
     "Once the sockets are bound it prints\n"
     "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
-    "and serves until SIGINT or SIGTERM. Fault specs and the topology format are described in\n"
+    "and serves until SIGINT or SIGTERM. --route-journal writes the routing table changes\n"
+    "made while serving to FILE when it stops. Fault specs and the topology format are described in\n"
     "Simulator/README.md.\n";
 
 int Usage(const std::string& strProblem)
@@ -50,6 +52,7 @@ int main(int argc, char** argv)
     std::vector<std::string> faults;
     std::string strTopology;
     bool bVerbose = false;
+    std::string strJournal;
 
     const std::vector<std::string> args(argv + 1, argv + argc);
     for (size_t i = 0; i < args.size(); ++i)
@@ -93,6 +96,11 @@ int main(int argc, char** argv)
                 return Usage("--fault needs a fault spec");
             faults.push_back(strValue);
         }
+        else if (strArg == "--route-journal")
+        {
+            if (!value(&strJournal))
+                return Usage("--route-journal needs a file name");
+        }
         else if (strArg == "--verbose")
             bVerbose = true;
         else if (!strArg.empty() && strArg[0] == '-')
@@ -112,6 +120,7 @@ int main(int argc, char** argv)
         std::cerr << "norvanta-sim: " << strError << "\n";
         return 1;
     }
+    pFabric->RouteJournal().Enable(!strJournal.empty());
     if (bVerbose)
         options.fnLog = [](const std::string& strLine) { std::cerr << "norvanta-sim: " + strLine + "\n"; };
 
@@ -155,5 +164,15 @@ int main(int argc, char** argv)
     if (bVerbose)
         std::cerr << "norvanta-sim: signal " << nSignal << ", stopping\n";
     server.Stop();
+    if (!strJournal.empty())
+    {
+        std::ofstream journal(strJournal);
+        journal << pFabric->RouteJournal().Text();
+        if (!journal.flush())
+        {
+            std::cerr << "norvanta-sim: cannot write the route journal to " << strJournal << "\n";
+            return 1;
+        }
+    }
     return 0;
 }

@@ -235,15 +235,15 @@ TEST_F(MapWindowTest, DraggingANodeMovesItInTheMapAndItsLinksFollow)
 
 TEST_F(MapWindowTest, CommandsNotYetThereSayIt)
 {
-    m_pFrame->RunCommand(eCmdPassiveDiscovery);
+    m_pFrame->RunCommand(eCmdCheckForUpdates);
     m_pFrame->RunCommand(eCmdHealthMonitoring);
-    EXPECT_EQ(QStringList({"\"Passive Discovery\" is not available in this version of Norvanta yet.",
+    EXPECT_EQ(QStringList({"\"Check for Updates\" is not available in this version of Norvanta yet.",
                            "\"System Health Monitoring\" is not available in this version of Norvanta yet."}),
               m_pUI->messages);
     // A subsystem hooks in with one call.
     int nRuns = 0;
-    m_pFrame->Core().SetCommandHandler(eCmdPassiveDiscovery, [&nRuns](const SCommandContext&) { ++nRuns; });
-    QAction* pAction = m_pFrame->Action(eCmdPassiveDiscovery);
+    m_pFrame->Core().SetCommandHandler(eCmdCheckForUpdates, [&nRuns](const SCommandContext&) { ++nRuns; });
+    QAction* pAction = m_pFrame->Action(eCmdCheckForUpdates);
     ASSERT_NE(nullptr, pAction);
     pAction->trigger();
     EXPECT_EQ(1, nRuns);

@@ -16,6 +16,7 @@
 
 #include "nvsim/Device.h"
 #include "nvsim/Memory.h"
+#include "nvsim/RouteJournal.h"
 
 #include <cstdint>
 #include <memory>
@@ -203,6 +204,10 @@ public:
     std::vector<SRioError> GetRioErrors();
     void AddRioError(uint32_t ulCode, std::string strText);
 
+    // --- The journal of routing table changes made by maintenance writes (off until enabled).
+    CRouteJournal& RouteJournal() { return m_routeJournal; }
+    const CRouteJournal& RouteJournal() const { return m_routeJournal; }
+
     // The fabric's lock, for code that inspects devices while a server runs.
     std::unique_lock<std::recursive_mutex> Lock() const { return std::unique_lock(m_mutex); }
     std::recursive_mutex& Mutex() const { return m_mutex; }
@@ -239,5 +244,6 @@ private:
     CSparseMemory m_hostMemory{0x00};
     CSparseMemory m_flash{0xFF};
     std::vector<SRioError> m_errors;
+    CRouteJournal m_routeJournal;
 };
 } // namespace nvsim
