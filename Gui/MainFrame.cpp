@@ -8,6 +8,7 @@
 #include "DefaultSettingsDlg.h"
 #include "EnumerationDlg.h"
 #include "FindRegisterDlg.h"
+#include "HealthMonitor.h"
 #include "InitNetworkCommand.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
@@ -95,6 +96,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
 CMainFrame::~CMainFrame()
 {
     m_core.onMapChanged = m_core.onStatusChanged = nullptr;
+    m_pHealth.reset();
     // The windows that refer to the core go before it does.
     delete m_pView;
     delete m_pBrowser;
@@ -461,6 +463,8 @@ void CMainFrame::InstallHandlers()
            ShowRoutingTable(this, *pSwitch, iTable);
        });
     InstallRegisterHandlers();
+    m_pHealth = std::make_unique<CHealthMonitor>(m_core, *m_pView, *statusBar());
+    m_pHealth->Install(Action(eCmdHealthMonitoring));
 }
 
 CRegisterDlg& CMainFrame::OpenRegisterEditor()
@@ -572,6 +576,7 @@ void CMainFrame::InstallRegisterHandlers()
 void CMainFrame::OnMapChanged()
 {
     m_pView->Rebuild();
+    m_pHealth->MapChanged();
     m_pBrowser->Rebuild(m_core.Document());
     if (m_pRegisterDlg)
     {
@@ -584,6 +589,7 @@ void CMainFrame::OnMapChanged()
 void CMainFrame::OnStatusChanged()
 {
     setWindowTitle(m_core.TitleText());
+    m_pHealth->ConnectionChanged(m_core.IsConnected());
     if (m_pRegisterDlg)
     {
         m_pRegisterDlg->UpdateActions();
