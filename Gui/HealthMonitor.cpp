@@ -97,10 +97,18 @@ void CHealthMonitor::RefreshPE(const CPEPrimitive& pe)
 
 void CHealthMonitor::RefreshConnection(const CConnectionPrimitive& connection)
 {
-    if (!m_core.Document().bShowTemplate)
+    const CNetworkDocument& document = m_core.Document();
+    if (document.bShowTemplate)
     {
-        m_view.MapScene()->RefreshHealth(connection, m_view.Options());
+        return;
     }
+    bool bToNothing = false;
+    for (const int iNode : {connection.iPE1, connection.iPE2})
+    {
+        const CPEPrimitive* pEnd = document.ActivePEs.GetByNodeNumber(iNode);
+        bToNothing = bToNothing || (pEnd && (pEnd->uType & kPETypeNull));
+    }
+    m_view.MapScene()->RefreshHealth(connection, m_view.Options(), bToNothing);
 }
 
 void CHealthMonitor::Repaint()

@@ -1178,7 +1178,9 @@ QString PortLabel(const CPEPrimitive* pPE, int iPort, const SMapOptions& options
     return parts.join(QLatin1Char(' '));
 }
 
-QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& options)
+// bToNothing: the link ends at a Null PE, a port with nothing behind it. That one being down is
+// how it should be, and is drawn pale rather than as a fault, so real faults stand out.
+QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& options, bool bToNothing)
 {
     if (pConnection && options[eOptFaultIndicators] && !pConnection->GetStatus().isEmpty())
     {
@@ -1188,10 +1190,21 @@ QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& op
         }
         if (pConnection->eStatus != eConnectionUp)
         {
-            return Qt::red;
+            return bToNothing ? QColor(190, 190, 190) : QColor(Qt::red);
         }
     }
     return QColor(60, 60, 60);
+}
+
+bool LeadsNowhere(const CConnectionPrimitive* pConnection, const QHash<int, const CPEPrimitive*>& pes)
+{
+    if (!pConnection)
+    {
+        return false;
+    }
+    const CPEPrimitive* pEnd1 = pes.value(pConnection->iPE1);
+    const CPEPrimitive* pEnd2 = pes.value(pConnection->iPE2);
+    return (pEnd1 && (pEnd1->uType & kPETypeNull)) || (pEnd2 && (pEnd2->uType & kPETypeNull));
 }
 
 // The frame of a PE the health monitor found at fault: red when it doesn't answer, magenta when
@@ -1377,8 +1390,8 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
                 strEnd = PortLabel(pes.value(pEnd->Object()->iAssociatedPrimitive), iEndPort, options);
             }
         }
-        auto* pItem =
-            new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd, LinkColour(pConnection, options));
+        auto* pItem = new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd,
+                                    LinkColour(pConnection, options, LeadsNowhere(pConnection, pes)));
         pItem->setFlag(QGraphicsItem::ItemHasNoContents, m_bBatched);
         pItem->setSelected(edge.bSelected && !bPrinting);
         pItem->setParentItem(pLinks);
@@ -1444,13 +1457,14 @@ void CMapScene::RefreshHealth(const CPEPrimitive& pe, const SMapOptions& options
     }
 }
 
-void CMapScene::RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options)
+void CMapScene::RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options,
+                              bool bToNothing)
 {
     for (CEdgeItem* pEdge : m_Edges)
     {
         if (pEdge->Object()->iAssociatedPrimitive == connection.iNodeNumber)
         {
-            pEdge->SetColour(LinkColour(&connection, options));
+            pEdge->SetColour(LinkColour(&connection, options, bToNothing));
         }
     }
 }

@@ -252,7 +252,8 @@ public:
     // The health monitor changed a PE's state or a connection's status: their items take the
     // colours of it, and only where they are drawn is painted again.
     void RefreshHealth(const CPEPrimitive& pe, const SMapOptions& options);
-    void RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options);
+    // bToNothing: the connection ends at a Null PE.
+    void RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options, bool bToNothing);
 
     // An item's drawing changed: where it is, or whether it is selected.
     void Refresh(const CNodeItem* pNode, int iSlot);

@@ -108,6 +108,12 @@ TEST_F(HealthMapTest, AFailedPEAndADownLinkTakeTheirColours)
     EXPECT_FALSE(NodeOf(Document().ActivePEs.GetHostPE())->Fault().isValid());
     EXPECT_EQ(QColor(Qt::red), LinkOf(m_pEp1)->Colour());
     EXPECT_EQ(QColor(60, 60, 60), LinkOf(m_pEp2)->Colour()) << "the muted endpoint's link still trains";
+    // A port with nothing behind it is down as it should be: pale, not a fault.
+    const CPEPrimitive* pNull = nullptr;
+    for (const auto& pPE : Document().ActivePEs)
+        pNull = pNull ? pNull : (pPE->uType & kPETypeNull ? pPE.get() : nullptr);
+    ASSERT_TRUE(pNull);
+    EXPECT_EQ(QColor(190, 190, 190), LinkOf(pNull)->Colour());
     // Far out, the mark of the failed PE is the fault's colour.
     EXPECT_EQ(QColor(Qt::red).rgb(), NodeOf(m_pEp2)->Mark().rgb);
 
