@@ -661,6 +661,15 @@ void CMainFrame::ShowPEInfo(int iNode)
         << QString::asprintf("Vendor ID:\t%04Xh", pPE->ManufID)
         << QString::asprintf("Ports:\t%d", pPE->iNumLocalPorts)
         << QStringLiteral("Status:\t%1").arg(pPE->GetStatusString());
+    // What the health monitor found on the ports, where it found something to say.
+    for (int iPort = 0; iPort < std::min(pPE->iNumLocalPorts, static_cast<int>(kMaxPorts)); ++iPort)
+    {
+        const QString& strReason = pPE->PortHealth[static_cast<size_t>(iPort)].Reason;
+        if (!strReason.isEmpty())
+        {
+            lines << QStringLiteral("Port %1:\t%2").arg(iPort).arg(strReason);
+        }
+    }
     if (pPE->bUsesDestID)
     {
         lines << QString::asprintf("Destination ID:\t%Xh", pPE->GetDestID());

@@ -114,6 +114,18 @@ TEST_F(HealthMapTest, AFailedPEAndADownLinkTakeTheirColours)
         pNull = pNull ? pNull : (pPE->uType & kPETypeNull ? pPE.get() : nullptr);
     ASSERT_TRUE(pNull);
     EXPECT_EQ(QColor(190, 190, 190), LinkOf(pNull)->Colour());
+    // The PE's information gives its state and what its ports showed: sw1 (node 2) lost the
+    // link on its port 2.
+    m_pUI->messages.clear();
+    SCommandContext context;
+    context.iNode = 1;
+    ASSERT_EQ(0x0374, Document().ActivePEs.GetByNodeNumber(1)->DeviceID);
+    m_pFrame->RunCommand(eCmdDisplayPEInfo, context);
+    ASSERT_EQ(1, m_pUI->messages.size());
+    EXPECT_TRUE(
+        m_pUI->messages[0].contains(QStringLiteral("\nStatus:\tOK\nPort 2:\tPort not trained.\nPort 3:\tPort "
+                                                   "not trained.\n")))
+        << m_pUI->messages[0].toStdString();
     // Far out, the mark of the failed PE is the fault's colour.
     EXPECT_EQ(QColor(Qt::red).rgb(), NodeOf(m_pEp2)->Mark().rgb);
 
