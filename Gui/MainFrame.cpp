@@ -9,6 +9,7 @@
 #include "DialogVDIDs.h"
 #include "EnumerationDlg.h"
 #include "FindRegisterDlg.h"
+#include "HealthMonitor.h"
 #include "InitNetworkCommand.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
@@ -96,6 +97,7 @@ CMainFrame::CMainFrame(QWidget* pParent)
 CMainFrame::~CMainFrame()
 {
     m_core.onMapChanged = m_core.onStatusChanged = nullptr;
+    m_pHealth.reset();
     // The windows that refer to the core go before it does.
     delete m_pView;
     delete m_pBrowser;
@@ -463,6 +465,8 @@ void CMainFrame::InstallHandlers()
            ShowRoutingTable(this, *pSwitch, iTable);
        });
     InstallRegisterHandlers();
+    m_pHealth = std::make_unique<CHealthMonitor>(m_core, *m_pView, *statusBar());
+    m_pHealth->Install(Action(eCmdHealthMonitoring));
 }
 
 CRegisterDlg& CMainFrame::OpenRegisterEditor()
@@ -574,6 +578,7 @@ void CMainFrame::InstallRegisterHandlers()
 void CMainFrame::OnMapChanged()
 {
     m_pView->Rebuild();
+    m_pHealth->MapChanged();
     m_pBrowser->Rebuild(m_core.Document());
     if (m_pRegisterDlg)
     {
@@ -586,6 +591,7 @@ void CMainFrame::OnMapChanged()
 void CMainFrame::OnStatusChanged()
 {
     setWindowTitle(m_core.TitleText());
+    m_pHealth->ConnectionChanged(m_core.IsConnected());
     if (m_pRegisterDlg)
     {
         m_pRegisterDlg->UpdateActions();
@@ -657,6 +663,15 @@ void CMainFrame::ShowPEInfo(int iNode)
         << QString::asprintf("Vendor ID:\t%04Xh", pPE->ManufID)
         << QString::asprintf("Ports:\t%d", pPE->iNumLocalPorts)
         << QStringLiteral("Status:\t%1").arg(pPE->GetStatusString());
+    // What the health monitor found on the ports, where it found something to say.
+    for (int iPort = 0; iPort < std::min(pPE->iNumLocalPorts, static_cast<int>(kMaxPorts)); ++iPort)
+    {
+        const QString& strReason = pPE->PortHealth[static_cast<size_t>(iPort)].Reason;
+        if (!strReason.isEmpty())
+        {
+            lines << QStringLiteral("Port %1:\t%2").arg(iPort).arg(strReason);
+        }
+    }
     if (pPE->bUsesDestID)
     {
         lines << QString::asprintf("Destination ID:\t%Xh", pPE->GetDestID());

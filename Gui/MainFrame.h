@@ -14,6 +14,7 @@
 #include <memory>
 
 class CChildView;
+class CHealthMonitor;
 class CNetBrowserDlgBar;
 class CQtUserInterface;
 class QLabel;
@@ -31,6 +32,8 @@ public:
     CMainFrameCore& Core() { return m_core; }
     CChildView* MapWindow() const { return m_pView; }
     CNetBrowserDlgBar* Browser() const { return m_pBrowser; }
+    // The system health monitor and its commands.
+    CHealthMonitor* HealthMonitor() const { return m_pHealth.get(); }
     QLabel* ConnectionStatus() const { return m_pConnectionStatus; }
     QLabel* TransportStatus() const { return m_pTransportStatus; }
     // The register editor and the find dialog, made when first asked for (null before).
@@ -84,4 +87,5 @@ private:
     DiscoverySettingsChooser m_settingsChooser;
     QPointer<CRegisterDlg> m_pRegisterDlg;
     QPointer<CFindRegisterDlg> m_pFindDlg;
+    std::unique_ptr<CHealthMonitor> m_pHealth;
 };

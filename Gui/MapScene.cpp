@@ -702,7 +702,8 @@ SNodeRoom CNodeItem::Room(const QStringList& lines)
 
 SNodeMark CNodeItem::Mark() const
 {
-    return SNodeMark{IconRect(), m_Mark.rgb(), isSelected()};
+    // Far out a PE at fault shows in its fault's colour rather than its icon's.
+    return SNodeMark{IconRect(), m_Fault.isValid() ? m_Fault.rgb() : m_Mark.rgb(), isSelected()};
 }
 
 int CNodeItem::Kind() const
@@ -710,11 +711,25 @@ int CNodeItem::Kind() const
     return m_pObject->eKind;
 }
 
-void CNodeItem::SetMarks(bool bFault, const QColor& halo)
+void CNodeItem::SetMarks(const QColor& fault, const QColor& halo)
 {
-    m_bFault = bFault;
+    m_Fault = fault;
     m_Halo = halo;
     update();
+}
+
+void CNodeItem::SetFault(const QColor& fault)
+{
+    if (fault == m_Fault)
+    {
+        return;
+    }
+    m_Fault = fault;
+    update();
+    if (m_iSlot >= 0 && scene())
+    {
+        static_cast<CMapScene*>(scene())->Refresh(this, m_iSlot);
+    }
 }
 
 QRectF CNodeItem::IconRect() const
@@ -752,7 +767,9 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
         const auto* pScene = static_cast<const CMapScene*>(scene());
         if (!pScene || !pScene->BatchedLinks())
         {
-            pPainter->fillRect(iconRect, bSelected ? QColor::fromRgb(kSelectedLink) : m_Mark);
+            pPainter->fillRect(iconRect, bSelected           ? QColor::fromRgb(kSelectedLink)
+                                         : m_Fault.isValid() ? m_Fault
+                                                             : m_Mark);
         }
         return;
     }
@@ -767,9 +784,9 @@ void CNodeItem::paint(QPainter* pPainter, const QStyleOptionGraphicsItem* pOptio
     const QPixmap& icon = CIconCache::Icon(bSelected ? m_strSelected : m_strNormal, iPixels);
     pPainter->setRenderHint(QPainter::SmoothPixmapTransform, icon.width() != iPixels);
     pPainter->drawPixmap(iconRect, icon, QRectF(icon.rect()));
-    if (m_bFault)
+    if (m_Fault.isValid())
     {
-        pPainter->setPen(QPen(Qt::red, 3));
+        pPainter->setPen(QPen(m_Fault, 3));
         pPainter->setBrush(Qt::NoBrush);
         pPainter->drawRect(iconRect.adjusted(-2, -2, 2, 2));
     }
@@ -981,6 +998,16 @@ QVariant CEdgeItem::itemChange(GraphicsItemChange eChange, const QVariant& value
     return QGraphicsItem::itemChange(eChange, value);
 }
 
+void CEdgeItem::SetColour(const QColor& colour)
+{
+    if (colour == m_Colour)
+    {
+        return;
+    }
+    m_Colour = colour;
+    RepaintArea();
+}
+
 void CEdgeItem::RepaintArea() const
 {
     if (m_iSlot < 0 || !scene())
@@ -1151,7 +1178,9 @@ QString PortLabel(const CPEPrimitive* pPE, int iPort, const SMapOptions& options
     return parts.join(QLatin1Char(' '));
 }
 
-QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& options)
+// bToNothing: the link ends at a Null PE, a port with nothing behind it. That one being down is
+// how it should be, and is drawn pale rather than as a fault, so real faults stand out.
+QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& options, bool bToNothing)
 {
     if (pConnection && options[eOptFaultIndicators] && !pConnection->GetStatus().isEmpty())
     {
@@ -1161,10 +1190,40 @@ QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& op
         }
         if (pConnection->eStatus != eConnectionUp)
         {
-            return Qt::red;
+            return bToNothing ? QColor(190, 190, 190) : QColor(Qt::red);
         }
     }
     return QColor(60, 60, 60);
+}
+
+bool LeadsNowhere(const CConnectionPrimitive* pConnection, const QHash<int, const CPEPrimitive*>& pes)
+{
+    if (!pConnection)
+    {
+        return false;
+    }
+    const CPEPrimitive* pEnd1 = pes.value(pConnection->iPE1);
+    const CPEPrimitive* pEnd2 = pes.value(pConnection->iPE2);
+    return (pEnd1 && (pEnd1->uType & kPETypeNull)) || (pEnd2 && (pEnd2->uType & kPETypeNull));
+}
+
+// The frame of a PE the health monitor found at fault: red when it doesn't answer, magenta when
+// another device answers in its place; none while it is OK, unchecked or fault marks are off.
+QColor HealthColour(const CPEPrimitive& pe, const SMapOptions& options)
+{
+    if (!options[eOptFaultIndicators])
+    {
+        return QColor();
+    }
+    switch (pe.Health.eStatus)
+    {
+    case eValidationNotResponding:
+        return QColor(Qt::red);
+    case eValidationIDsNotMatching:
+        return QColor(200, 0, 200);
+    default:
+        return QColor();
+    }
 }
 
 QString BadgeTip(const CPEPrimitive& pe)
@@ -1274,9 +1333,6 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
         if (pPE)
         {
             const auto& pe = static_cast<const CDrawPE&>(node);
-            const bool bFault =
-                options[eOptFaultIndicators] && (pPE->Health.eStatus == eValidationNotResponding ||
-                                                 pPE->Health.eStatus == eValidationIDsNotMatching);
             QColor halo;
             if (pe.bHighlighted)
             {
@@ -1286,7 +1342,7 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
             {
                 halo = pe.bTrafficSource ? QColor(0, 200, 0, 120) : QColor(0, 120, 255, 120);
             }
-            pItem->SetMarks(bFault, halo);
+            pItem->SetMarks(HealthColour(*pPE, options), halo);
             if (!bInLibrary)
             {
                 pItem->setToolTip(BadgeTip(*pPE));
@@ -1334,8 +1390,8 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
                 strEnd = PortLabel(pes.value(pEnd->Object()->iAssociatedPrimitive), iEndPort, options);
             }
         }
-        auto* pItem =
-            new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd, LinkColour(pConnection, options));
+        auto* pItem = new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd,
+                                    LinkColour(pConnection, options, LeadsNowhere(pConnection, pes)));
         pItem->setFlag(QGraphicsItem::ItemHasNoContents, m_bBatched);
         pItem->setSelected(edge.bSelected && !bPrinting);
         pItem->setParentItem(pLinks);
@@ -1386,6 +1442,29 @@ void CMapScene::drawBackground(QPainter* pPainter, const QRectF& rect)
         if (mark.icon.intersects(exposed) && !(pixels.IsValid() && pixels.Fill(mark.icon, rgb)))
         {
             pPainter->fillRect(mark.icon, QColor::fromRgb(rgb));
+        }
+    }
+}
+
+void CMapScene::RefreshHealth(const CPEPrimitive& pe, const SMapOptions& options)
+{
+    for (CNodeItem* pNode : std::as_const(m_Nodes))
+    {
+        if (pNode->Kind() == eDrawKindPE && pNode->Object()->iAssociatedPrimitive == pe.iNodeNumber)
+        {
+            pNode->SetFault(HealthColour(pe, options));
+        }
+    }
+}
+
+void CMapScene::RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options,
+                              bool bToNothing)
+{
+    for (CEdgeItem* pEdge : m_Edges)
+    {
+        if (pEdge->Object()->iAssociatedPrimitive == connection.iNodeNumber)
+        {
+            pEdge->SetColour(LinkColour(&connection, options, bToNothing));
         }
     }
 }

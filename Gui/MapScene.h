@@ -24,6 +24,7 @@ class CNetworkDocument;
 class CDrawPrimitive;
 class CPEPrimitive;
 class CEdgeItem;
+class CConnectionPrimitive;
 
 // Icons by file, rendered once at the size the map draws them.
 class CIconCache
@@ -108,7 +109,11 @@ public:
     CDrawPrimitive* Object() const { return m_pObject; }
     int Kind() const;
     void AddEdge(CEdgeItem* pEdge) { m_Edges.push_back(pEdge); }
-    void SetMarks(bool bFault, const QColor& halo);
+    // The fault frame (invalid: none) and the halo (invalid: none) around the icon.
+    void SetMarks(const QColor& fault, const QColor& halo);
+    // The fault frame alone, as the health monitor changes it.
+    void SetFault(const QColor& fault);
+    QColor Fault() const { return m_Fault; }
     const QStringList& Lines() const { return m_Lines; }
     // The icon file drawn.
     QString IconFile() const { return m_strNormal; }
@@ -138,7 +143,7 @@ private:
     QRectF m_Label; // item coordinates
     QRectF m_Bounds;
     std::vector<CEdgeItem*> m_Edges;
-    bool m_bFault = false;
+    QColor m_Fault;
     QColor m_Halo;
     QColor m_Mark; // the icon's average colour, drawn in its place when the map is far out
     int m_iSlot = -1;
@@ -160,6 +165,8 @@ public:
     void Adjust();
     CDrawPrimitive* Object() const { return m_pObject; }
     QColor Colour() const { return m_Colour; }
+    // A new colour for the link, as the health monitor changes its state.
+    void SetColour(const QColor& colour);
     // The straight line between the two end nodes.
     QLineF Line() const { return QLineF(m_pStart->pos(), m_pEnd->pos()); }
     CNodeItem* EndNode(int iEnd) const { return iEnd == 0 ? m_pStart : m_pEnd; }
@@ -241,6 +248,12 @@ public:
     // What the automatic layout must know of this drawing's sizes for a document with these
     // options: the room of each node and the longest link label.
     static SLayoutRoom LayoutRoom(const CNetworkDocument& document, const SMapOptions& options);
+
+    // The health monitor changed a PE's state or a connection's status: their items take the
+    // colours of it, and only where they are drawn is painted again.
+    void RefreshHealth(const CPEPrimitive& pe, const SMapOptions& options);
+    // bToNothing: the connection ends at a Null PE.
+    void RefreshHealth(const CConnectionPrimitive& connection, const SMapOptions& options, bool bToNothing);
 
     // An item's drawing changed: where it is, or whether it is selected.
     void Refresh(const CNodeItem* pNode, int iSlot);
