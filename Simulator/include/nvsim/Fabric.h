@@ -60,8 +60,20 @@ public:
     // Every packet that crosses takes ulMs milliseconds longer.
     void SetDelayMs(uint32_t ulMs);
     uint32_t DelayMs() const { return m_ulDelayMs; }
-    // Undoes LoseResponses and SetDelayMs.
+    // Fault injection: of the transmissions that try to cross (either way), the fraction
+    // dCrcRate arrives with a bad CRC (the receiver answers packet-not-accepted and the packet is
+    // sent again, up to kCrcLimit times) and the fraction dRetryRate is refused with packet-retry
+    // (and sent again). Rates from 0 to 1, spread evenly rather than at random (every 1/rate-th
+    // transmission), so that a count of errors is exact.
+    void SetErrorRates(double dCrcRate, double dRetryRate);
+    double CrcRate() const { return m_dCrcRate; }
+    double RetryRate() const { return m_dRetryRate; }
+    // Undoes LoseResponses, SetDelayMs and SetErrorRates.
     void ClearFaults();
+
+    // Transmissions of one packet that may fail with a bad CRC before the sender gives up and
+    // drops it (the simulator's limit; RapidIO leaves it to the implementation).
+    static constexpr uint32_t kCrcLimit = 8;
 
 private:
     friend class CSimFabric;
@@ -74,6 +86,8 @@ private:
     bool m_bLoseAllResponses = false;
     uint32_t m_ulResponsesToLose = 0;
     uint32_t m_ulDelayMs = 0;
+    double m_dCrcRate = 0, m_dRetryRate = 0;
+    double m_dCrcDue = 0, m_dRetryDue = 0; // errors owed so far, spread evenly
 };
 
 // An entry of the RapidIO error list (message pair 19/20).
@@ -166,20 +180,22 @@ public:
     // --- Transactions, as the server carries them out. Each returns a client status: 0, -310
     // when the request or its response is lost, -105 for an ERROR response, -304 for a request
     // the server cannot make. Words and data are in host order. pulLatencyMs, when given,
-    // receives the time the packets spent on slow links.
+    // receives the time the packets spent on slow links. ulPriority is the request's priority
+    // (0..2; its response goes one higher), which the ports on the way count it by.
     int32_t MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                       uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride, bool bLarge,
-                      uint32_t* pulLatencyMs = nullptr);
+                      uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     int32_t MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                        const uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride,
-                       bool bLarge, uint32_t* pulLatencyMs = nullptr);
+                       bool bLarge, uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     // NREAD of ulCount bytes at the RapidIO address (ulAddressHi:ulAddressLo).
     int32_t DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
-                     uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
+                     uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr,
+                     uint32_t ulPriority = 0);
     // ulXferType 0 SWRITE, 1 NWRITE (both without response), 2 NWRITE_R.
     int32_t DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
                       uint32_t ulXferType, const uint8_t* p, uint32_t ulCount, bool bLarge,
-                      uint32_t* pulLatencyMs = nullptr);
+                      uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     // A message of up to 4096 bytes to a mailbox 0..3.
     int32_t SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint32_t ulMailbox,
                         const uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
