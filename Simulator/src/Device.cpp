@@ -205,7 +205,7 @@ void CSimDevice::CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo
     (bTransmit ? counters.ullTxPayloadBytes : counters.ullRxPayloadBytes) += ullPayloadBytes;
 }
 
-void CSimDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount)
+void CSimDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount, const SPacketInfo&)
 {
     if (uchPort < m_counters.size())
         m_counters[uchPort].events[static_cast<size_t>(eEvent)] += ulCount;

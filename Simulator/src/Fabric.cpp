@@ -316,7 +316,7 @@ bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse,
     CSimDevice& tx = *from.pDevice;
     if (!PortTrained(tx, from.uchPort))
     {
-        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount);
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount, travel.packet);
         return false;
     }
     const SLinkEnd& to = *link.Other(from.pDevice, from.uchPort);
@@ -337,10 +337,10 @@ bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse,
         // RapidIO Part 6); both ports note the transmission error and the packet is gone.
         txState.ulErrorStatus |= errstat::kOutputErrorEncountered;
         rxState.ulErrorStatus |= errstat::kInputErrorEncountered;
-        rx.CountLinkEvent(to.uchPort, ELinkEvent::UnexpectedAckId, 1);
-        rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, 1);
-        tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, 1);
-        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount);
+        rx.CountLinkEvent(to.uchPort, ELinkEvent::UnexpectedAckId, 1, travel.packet);
+        rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, 1, travel.packet);
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, 1, travel.packet);
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount, travel.packet);
         return false;
     }
 
@@ -378,22 +378,22 @@ bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse,
         }
         if (ulRetries > 0)
         {
-            rx.CountLinkEvent(to.uchPort, ELinkEvent::RetrySent, ulRetries);
-            tx.CountLinkEvent(from.uchPort, ELinkEvent::RetryReceived, ulRetries);
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::RetrySent, ulRetries, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::RetryReceived, ulRetries, travel.packet);
             txState.ulErrorStatus |= errstat::kOutputRetryEncountered;
         }
         if (ulCrcErrors > 0)
         {
-            rx.CountLinkEvent(to.uchPort, ELinkEvent::CrcError, ulCrcErrors);
-            rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, ulCrcErrors);
-            tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, ulCrcErrors);
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::CrcError, ulCrcErrors, travel.packet);
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, ulCrcErrors, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, ulCrcErrors, travel.packet);
             rxState.ulErrorStatus |= errstat::kInputErrorEncountered;
             txState.ulErrorStatus |= errstat::kOutputErrorEncountered;
         }
         if (ulDropped > 0)
         {
-            tx.CountLinkEvent(from.uchPort, ELinkEvent::CrcLimitDrop, ulDropped);
-            tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, ulDropped);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::CrcLimitDrop, ulDropped, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, ulDropped, travel.packet);
             txState.ulErrorStatus |= errstat::kOutputPacketDropped;
         }
         ulAccepted -= ulDropped;
@@ -405,8 +405,8 @@ bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse,
     const uint64_t ullBytes = travel.ullBytes * ulAccepted / travel.ulCount;
     tx.CountPackets(from.uchPort, true, travel.packet, ulAccepted, ullBytes);
     rx.CountPackets(to.uchPort, false, travel.packet, ulAccepted, ullBytes);
-    rx.CountLinkEvent(to.uchPort, ELinkEvent::AckSent, ulAccepted);
-    tx.CountLinkEvent(from.uchPort, ELinkEvent::AckReceived, ulAccepted);
+    rx.CountLinkEvent(to.uchPort, ELinkEvent::AckSent, ulAccepted, travel.packet);
+    tx.CountLinkEvent(from.uchPort, ELinkEvent::AckReceived, ulAccepted, travel.packet);
     txState.uchOutboundAckId = (txState.uchOutboundAckId + ulAccepted) & 0x1F;
     txState.uchOutstandingAckId = txState.uchOutboundAckId;
     rxState.uchInboundAckId = (rxState.uchInboundAckId + ulAccepted) & 0x1F;
@@ -435,7 +435,8 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
                 return true;
             if (!pDevice->IsSwitch() || !pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
             {
-                pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount);
+                pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount,
+                                        travel.packet);
                 return false;
             }
             continue;
@@ -444,7 +445,7 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
         {
             if (pDevice->Accepts(ulDestId, bLarge))
                 return true;
-            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount);
+            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount, travel.packet);
             return false;
         }
         if (pDevice->ConsumesOwnId() && ulDestId == pDevice->BaseDeviceId(bLarge))
@@ -462,7 +463,7 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
         if (!pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
         {
             // A switch drops what its table does not route, and counts it at the ingress port.
-            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount);
+            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount, travel.packet);
             return false;
         }
     }

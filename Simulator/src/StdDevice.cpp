@@ -509,9 +509,10 @@ void CStdDevice::DetectError(uint8_t uchPort, uint32_t ulBit, uint32_t ulErrorTy
         Port(uchPort).ulErrorStatus |= errstat::kOutputFailed;
 }
 
-void CStdDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount)
+void CStdDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet)
 {
-    CSimDevice::CountLinkEvent(uchPort, eEvent, ulCount);
+    CSimDevice::CountLinkEvent(uchPort, eEvent, ulCount, packet);
     if (uchPort >= PortCount() || ulCount == 0)
         return;
     switch (eEvent)

@@ -254,8 +254,9 @@ public:
     // counters of their part; they must call the base, which keeps the simulator's own totals.
     virtual void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
                               uint64_t ullPayloadBytes);
-    // ulCount link-level events at a port.
-    virtual void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount);
+    // ulCount link-level events at a port, about packets of the kind given.
+    virtual void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet);
     // The simulator's own totals of what crossed a port (not the device's registers).
     SPortCounters Counters(uint8_t uchPort) const;
     // Sets the simulator's totals of every port back to 0 (the device's registers keep theirs).

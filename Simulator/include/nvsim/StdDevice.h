@@ -121,7 +121,8 @@ public:
     bool PortEnabled(uint8_t uchPort) const override;
     // The standard's error management of a port: errors of the link set their Port n Error
     // Detect bits and, where enabled, count in Port n Error Rate.
-    void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount) override;
+    void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                        const SPacketInfo& packet) override;
     // The rates Port n Control 2 has enabled, of those the port supports.
     uint32_t PortSpeeds(uint8_t uchPort) const override;
 

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace nvsim
@@ -80,10 +81,10 @@ struct SPortCounters
     std::array<uint64_t, 4> rxPackets{};                   // packets received, by physical priority
     uint64_t ullTxRequests = 0, ullRxRequests = 0;         // of those, requests
     uint64_t ullTxPayloadBytes = 0, ullRxPayloadBytes = 0; // data bytes the packets carried
-    std::array<uint64_t, static_cast<size_t>(ELinkEvent::Count)> events{};
+    std::array<uint64_t, static_cast<std::size_t>(ELinkEvent::Count)> events{};
 
     uint64_t TxPackets() const { return txPackets[0] + txPackets[1] + txPackets[2] + txPackets[3]; }
     uint64_t RxPackets() const { return rxPackets[0] + rxPackets[1] + rxPackets[2] + rxPackets[3]; }
-    uint64_t Events(ELinkEvent eEvent) const { return events[static_cast<size_t>(eEvent)]; }
+    uint64_t Events(ELinkEvent eEvent) const { return events[static_cast<std::size_t>(eEvent)]; }
 };
 } // namespace nvsim
