@@ -881,6 +881,68 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
     return kStatusOk;
 }
 
+uint64_t CSimFabric::SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what,
+                                   uint64_t ullTransactions)
+{
+    auto lock = Lock();
+    if (ullTransactions == 0)
+        return 0;
+    const bool bData = what.eKind != EPacketKind::Doorbell;
+    const bool bCarries = what.eKind != EPacketKind::Read && what.eKind != EPacketKind::Doorbell;
+    const uint32_t ulPacketsEach = bData ? PacketsFor(what.ulBytes) : 1;
+    const uint32_t ulDestId = CutDestId(what.ulDestId, what.bLarge);
+    STravel travel;
+    travel.pHome = &source;
+    travel.Carry(what.eKind, what.uchPriority, static_cast<uint32_t>(ullTransactions * ulPacketsEach),
+                 bCarries ? ullTransactions * what.ulBytes : 0);
+    if (!SendRequest(uchPort, ulDestId, what.bLarge, false, 0, travel))
+        return 0;
+    CSimDevice& target = *travel.pDevice;
+    const uint8_t uchIngress = travel.uchIngress;
+    const uint32_t ulSourceId = source.BaseDeviceId(what.bLarge);
+    for (const auto& [pCopy, uchIn] : Reached(travel))
+    {
+        if (pCopy->IsMute())
+            continue;
+        if (what.eKind == EPacketKind::Doorbell || what.eKind == EPacketKind::Message)
+        {
+            // A queue holds kQueueDepth entries; what arrives beyond them is dropped and flagged.
+            const uint64_t ullEntries = std::min<uint64_t>(ullTransactions, CSimDevice::kQueueDepth + 1);
+            for (uint64_t n = 0; n < ullEntries; ++n)
+            {
+                if (what.eKind == EPacketKind::Doorbell)
+                    pCopy->DeliverDoorbell({ulSourceId, what.bLarge, static_cast<uint16_t>(what.ullOffset + n)});
+                else
+                    pCopy->DeliverMessage({ulSourceId, what.bLarge, what.uchPriority, 0,
+                                           std::vector<uint8_t>(std::min(what.ulBytes, kMaxMessageBytes), 0x5A)});
+            }
+        }
+        else if (what.eKind != EPacketKind::Read && what.ulBufferBytes > 0)
+        {
+            // Writes go round the buffer; what lands there is the generator's pattern, so each
+            // byte of the buffer needs writing once however many times the stream went round.
+            const uint64_t ullBytes = std::min<uint64_t>(ullTransactions * what.ulBytes, what.ulBufferBytes);
+            const std::vector<uint8_t> pattern(std::min<uint64_t>(ullBytes, 1u << 16), 0x5A);
+            uint64_t ullAt = what.ullOffset % what.ulBufferBytes;
+            for (uint64_t ullDone = 0; ullDone < ullBytes;)
+            {
+                const uint64_t ullChunk =
+                    std::min<uint64_t>({ullBytes - ullDone, what.ulBufferBytes - ullAt, pattern.size()});
+                pCopy->DataWrite(what.ullAddress + ullAt, pattern.data(), static_cast<uint32_t>(ullChunk));
+                ullDone += ullChunk;
+                ullAt = (ullAt + ullChunk) % what.ulBufferBytes;
+            }
+        }
+    }
+    if (what.eKind != EPacketKind::Write && what.eKind != EPacketKind::StreamWrite)
+    {
+        travel.Carry(EPacketKind::Response, what.uchPriority + 1, static_cast<uint32_t>(ullTransactions * ulPacketsEach),
+                     what.eKind == EPacketKind::Read ? ullTransactions * what.ulBytes : 0);
+        SendResponse(target, uchIngress, ulSourceId, what.bLarge, travel);
+    }
+    return ullTransactions;
+}
+
 // ---------------------------------------------------------------------------------------------
 // The host's queues, memory and flash
 

@@ -433,7 +433,7 @@ std::vector<uint8_t> IdentityRecord(CSimFabric& fabric, bool bUdp)
 }
 
 SOutcome Handle(CSimFabric& fabric, uint32_t ulMessageId, const std::vector<uint8_t>& body, bool bUdp,
-                uint64_t ullNowUs)
+                uint64_t ullNowUs, CTrafficGenerators* pGenerators, uint64_t ullGenNowUs)
 {
     if (body.size() < FixedSize(ulMessageId))
         return Ignore(
@@ -456,9 +456,23 @@ SOutcome Handle(CSimFabric& fabric, uint32_t ulMessageId, const std::vector<uint
         return Reply(std::move(reply), "IDENTIFY");
     }
     case kDataGen:
-        // There is no traffic generator behind this server.
-        return Reply(Echo(kDataGenResp, body, 212, 228, 212, kStatusNoDataGen, -1),
-                     "DATAGEN -> not supported");
+    {
+        if (!pGenerators)
+            return Reply(Echo(kDataGenResp, body, 212, 228, 212, kStatusNoDataGen, -1),
+                         "DATAGEN -> not supported");
+        SDataGenRequest request;
+        DecodeDataGen(body, &request);
+        const SDataGenReply answer = pGenerators->Command(request, ullGenNowUs);
+        SReply reply = Echo(kDataGenResp, body, 212, 228, 212, answer.nStatus, -1);
+        Put32(reply.body, 216, answer.ulCurrentStep);
+        Put32(reply.body, 220, answer.bLagging ? 1 : 0);
+        Put32(reply.body, 224, answer.bFinished ? 1 : 0);
+        return Reply(std::move(reply),
+                     Format("DATAGEN command %u kind %u generator 0x%x dest 0x%x -> %d step %u%s%s",
+                            request.ulCommand, request.ulKind, request.wRemoteDestId, request.wDestId,
+                            answer.nStatus, answer.ulCurrentStep, answer.bLagging ? " lagging" : "",
+                            answer.bFinished ? " finished" : ""));
+    }
     case kDataRead:
         return DataRead(fabric, body);
     case kDataWrite:

@@ -98,6 +98,9 @@ struct SDeviceConfig
     // its 7-bit I2C address.
     uint32_t ulEepromBytes = 0;
     uint8_t uchEepromAddress = 0x50;
+    // An endpoint with a traffic generator of its own: the address of its control structure,
+    // which NVT_DATAGEN names to reach it.
+    std::optional<uint32_t> oDataGenControl;
 };
 
 // Context of one maintenance access.

@@ -202,6 +202,22 @@ public:
     int32_t SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint16_t wInfo,
                          bool bLarge, uint32_t* pulLatencyMs = nullptr);
 
+    // --- Generated traffic (the traffic generators, TrafficGen.h): ullTransactions transactions of
+    // one kind from a device's port, counted by every port they cross like any other packets.
+    struct SGenerated
+    {
+        EPacketKind eKind = EPacketKind::Write; // Read, Write, WriteWithResponse, StreamWrite, Doorbell, Message
+        uint8_t uchPriority = 0;
+        uint32_t ulDestId = 0;
+        bool bLarge = false;
+        uint64_t ullAddress = 0;    // start of the destination buffer
+        uint32_t ulBufferBytes = 0; // its size; writes go round it
+        uint64_t ullOffset = 0;     // where in it the first of these transactions goes
+        uint32_t ulBytes = 0;       // payload of each transaction (data kinds, messages)
+    };
+    // Returns the transactions that reached their destination.
+    uint64_t SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what, uint64_t ullTransactions);
+
     // --- The host's inbound queues (message queue k holds mailbox k; doorbells go to queue 0).
     // *pbValid says whether an entry came; the overflow flag is reported once.
     int32_t FetchMessage(uint32_t ulQueue, SMessage* pMessage, bool* pbValid, bool* pbOverflow);
