@@ -911,10 +911,12 @@ uint64_t CSimFabric::SendGenerated(CSimDevice& source, uint8_t uchPort, const SG
             for (uint64_t n = 0; n < ullEntries; ++n)
             {
                 if (what.eKind == EPacketKind::Doorbell)
-                    pCopy->DeliverDoorbell({ulSourceId, what.bLarge, static_cast<uint16_t>(what.ullOffset + n)});
+                    pCopy->DeliverDoorbell(
+                        {ulSourceId, what.bLarge, static_cast<uint16_t>(what.ullOffset + n)});
                 else
-                    pCopy->DeliverMessage({ulSourceId, what.bLarge, what.uchPriority, 0,
-                                           std::vector<uint8_t>(std::min(what.ulBytes, kMaxMessageBytes), 0x5A)});
+                    pCopy->DeliverMessage(
+                        {ulSourceId, what.bLarge, what.uchPriority, 0,
+                         std::vector<uint8_t>(std::min(what.ulBytes, kMaxMessageBytes), 0x5A)});
             }
         }
         else if (what.eKind != EPacketKind::Read && what.ulBufferBytes > 0)
@@ -936,7 +938,8 @@ uint64_t CSimFabric::SendGenerated(CSimDevice& source, uint8_t uchPort, const SG
     }
     if (what.eKind != EPacketKind::Write && what.eKind != EPacketKind::StreamWrite)
     {
-        travel.Carry(EPacketKind::Response, what.uchPriority + 1, static_cast<uint32_t>(ullTransactions * ulPacketsEach),
+        travel.Carry(EPacketKind::Response, what.uchPriority + 1,
+                     static_cast<uint32_t>(ullTransactions * ulPacketsEach),
                      what.eKind == EPacketKind::Read ? ullTransactions * what.ulBytes : 0);
         SendResponse(target, uchIngress, ulSourceId, what.bLarge, travel);
     }

@@ -430,8 +430,8 @@ uint64_t CSimServer::CImpl::NowUs() const
 CSimServer::CImpl::SPlan CSimServer::CImpl::Plan(uint32_t ulMessageId, const std::vector<uint8_t>& body,
                                                  bool bUdp, const std::string& strPeer)
 {
-    codec::SOutcome outcome = codec::Handle(m_fabric, ulMessageId, body, bUdp, NowUs(), &m_generators,
-                                            GeneratorNowUs());
+    codec::SOutcome outcome =
+        codec::Handle(m_fabric, ulMessageId, body, bUdp, NowUs(), &m_generators, GeneratorNowUs());
     Log((bUdp ? "udp " : "tcp ") + strPeer + " " + outcome.strSummary);
     SPlan plan;
     plan.ulDelayMs = outcome.ulLatencyMs;

@@ -31,7 +31,8 @@ constexpr const char* kUsage =
     "a line (\"help\" lists them), to change faults and look at the counters. Fault specs and the\n"
     "topology format are described in Simulator/README.md.\n";
 
-constexpr const char* kControlHelp = "commands: fault SPEC | faults clear | counters DEVICE PORT | generators | help";
+constexpr const char* kControlHelp =
+    "commands: fault SPEC | faults clear | counters DEVICE PORT | generators | help";
 
 // One line of the control on standard input; the answer is one line.
 std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim::CSimServer& server)
@@ -46,7 +47,8 @@ std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim
     if (strCommand == "fault" && words >> strArg)
     {
         std::string strError;
-        return nvsim::ApplyFaultSpec(strArg, fabric, server.Faults(), &strError) ? "ok" : "error: " + strError;
+        return nvsim::ApplyFaultSpec(strArg, fabric, server.Faults(), &strError) ? "ok"
+                                                                                 : "error: " + strError;
     }
     if (strCommand == "faults" && words >> strArg && strArg == "clear")
     {
@@ -200,19 +202,20 @@ int main(int argc, char** argv)
 
     // The control: commands on standard input until it ends (a closed or empty input leaves the
     // server running as before).
-    std::thread([&pFabric, &server]
+    std::thread(
+        [&pFabric, &server]
+        {
+            std::string strLine;
+            while (std::getline(std::cin, strLine))
+            {
+                const std::string strAnswer = Control(strLine, *pFabric, server);
+                if (!strAnswer.empty())
                 {
-                    std::string strLine;
-                    while (std::getline(std::cin, strLine))
-                    {
-                        const std::string strAnswer = Control(strLine, *pFabric, server);
-                        if (!strAnswer.empty())
-                        {
-                            std::printf("%s\n", strAnswer.c_str());
-                            std::fflush(stdout);
-                        }
-                    }
-                })
+                    std::printf("%s\n", strAnswer.c_str());
+                    std::fflush(stdout);
+                }
+            }
+        })
         .detach();
 
     int nSignal = 0;

@@ -17,7 +17,8 @@ constexpr uint32_t kCapRemoteGenerator = 1u << 3;
 
 uint32_t Get32(const std::vector<uint8_t>& body, size_t n)
 {
-    return (uint32_t{body[n]} << 24) | (uint32_t{body[n + 1]} << 16) | (uint32_t{body[n + 2]} << 8) | body[n + 3];
+    return (uint32_t{body[n]} << 24) | (uint32_t{body[n + 1]} << 16) | (uint32_t{body[n + 2]} << 8) |
+           body[n + 3];
 }
 
 bool DataKind(uint32_t ulKind)
@@ -169,8 +170,9 @@ SDataGenReply CTrafficGenerators::Command(const SDataGenRequest& request, uint64
     }
     case 2: // start
     {
-        const bool bSized = request.ulKind == 10 || (request.ulTransferSize > 0 &&
-                                                      (request.ulKind != 11 || request.ulTransferSize <= 4096));
+        const bool bSized =
+            request.ulKind == 10 ||
+            (request.ulTransferSize > 0 && (request.ulKind != 11 || request.ulTransferSize <= 4096));
         if (!ValidKind(request.ulKind) || !bSized || request.steps.empty() ||
             (DataKind(request.ulKind) && request.ulKind != 3 && request.ulDestBufferSize == 0))
         {
@@ -203,7 +205,8 @@ SDataGenReply CTrafficGenerators::Command(const SDataGenRequest& request, uint64
 bool CTrafficGenerators::AnyRunning() const
 {
     auto lock = m_fabric.Lock();
-    return std::any_of(m_generators.begin(), m_generators.end(), [](const auto& entry) { return entry.second.bRunning; });
+    return std::any_of(m_generators.begin(), m_generators.end(),
+                       [](const auto& entry) { return entry.second.bRunning; });
 }
 
 uint64_t CTrafficGenerators::Sent(uint16_t wGenerator) const
@@ -235,30 +238,46 @@ void CTrafficGenerators::Run(uint16_t wGenerator, SGenerator& generator, uint64_
     if (ullNowUs <= generator.ullLastUs)
         return;
     const SDataGenRequest& config = generator.config;
-    // The step the profile is at: durations in seconds (a duration of 0 counts as 1).
-    uint64_t ullTotalUs = 0;
-    for (const auto& [ulSeconds, ulRate] : config.steps)
-        ullTotalUs += uint64_t{std::max(ulSeconds, 1u)} * 1000000;
-    uint64_t ullInto = ullNowUs - generator.ullStartUs;
-    if (ullInto >= ullTotalUs)
+    // The profile: durations in seconds (a duration of 0 counts as 1), one cycle of them, run
+    // once or for ever. What is owed between two times is the rate's integral over the profile,
+    // so a tick that spans a step's end owes each step its share.
+    auto stepUs = [](const std::pair<uint32_t, uint32_t>& step)
+    { return uint64_t{std::max(step.first, 1u)} * 1000000; };
+    uint64_t ullCycleUs = 0;
+    double dCycleAmount = 0;
+    for (const auto& step : config.steps)
+    {
+        ullCycleUs += stepUs(step);
+        dCycleAmount += static_cast<double>(step.second) * static_cast<double>(stepUs(step)) / 1e6;
+    }
+    auto amount = [&](uint64_t ullInto)
     {
         if (!config.bRepeat)
+            ullInto = std::min(ullInto, ullCycleUs);
+        double dAmount = static_cast<double>(ullInto / ullCycleUs) * dCycleAmount;
+        uint64_t ullRest = ullInto % ullCycleUs;
+        for (const auto& step : config.steps)
         {
-            generator.bRunning = false;
-            generator.bFinished = true;
-            return;
+            const uint64_t ullPart = std::min(ullRest, stepUs(step));
+            dAmount += static_cast<double>(step.second) * static_cast<double>(ullPart) / 1e6;
+            ullRest -= ullPart;
         }
-        ullInto %= ullTotalUs;
-    }
+        return dAmount;
+    };
+    const uint64_t ullInto = ullNowUs - generator.ullStartUs;
+    const uint64_t ullWasInto = generator.ullLastUs - generator.ullStartUs;
+    const bool bDone = !config.bRepeat && ullInto >= ullCycleUs;
+    uint64_t ullAt = bDone ? ullCycleUs - 1 : ullInto % ullCycleUs;
     uint32_t ulStep = 0;
-    for (; ulStep + 1 < config.steps.size(); ++ulStep)
-    {
-        const uint64_t ullStepUs = uint64_t{std::max(config.steps[ulStep].first, 1u)} * 1000000;
-        if (ullInto < ullStepUs)
-            break;
-        ullInto -= ullStepUs;
-    }
+    for (; ulStep + 1 < config.steps.size() && ullAt >= stepUs(config.steps[ulStep]); ++ulStep)
+        ullAt -= stepUs(config.steps[ulStep]);
     generator.ulStep = ulStep;
+    generator.dOwed += amount(ullInto) - amount(ullWasInto);
+    if (bDone)
+    {
+        generator.bRunning = false;
+        generator.bFinished = true;
+    }
 
     uint8_t uchPort = 0;
     int32_t nStatus = 0;
@@ -271,7 +290,6 @@ void CTrafficGenerators::Run(uint16_t wGenerator, SGenerator& generator, uint64_
     const double dCapacity = Capacity(generator, *pSource, uchPort);
     // What is owed is in bytes for the data kinds, in transactions for doorbells and messages.
     const double dUnit = DataKind(config.ulKind) ? config.ulTransferSize : 1.0;
-    generator.dOwed += dRate * dSeconds;
     const double dMost = std::min(dCapacity * dSeconds, static_cast<double>(kMaxPerAdvance) * dUnit);
     generator.bLagging = dRate > dCapacity || generator.dOwed > dMost + dUnit;
     if (generator.dOwed > dMost)

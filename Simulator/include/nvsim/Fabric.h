@@ -206,7 +206,8 @@ public:
     // one kind from a device's port, counted by every port they cross like any other packets.
     struct SGenerated
     {
-        EPacketKind eKind = EPacketKind::Write; // Read, Write, WriteWithResponse, StreamWrite, Doorbell, Message
+        EPacketKind eKind =
+            EPacketKind::Write; // Read, Write, WriteWithResponse, StreamWrite, Doorbell, Message
         uint8_t uchPriority = 0;
         uint32_t ulDestId = 0;
         bool bLarge = false;
@@ -216,7 +217,8 @@ public:
         uint32_t ulBytes = 0;       // payload of each transaction (data kinds, messages)
     };
     // Returns the transactions that reached their destination.
-    uint64_t SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what, uint64_t ullTransactions);
+    uint64_t SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what,
+                           uint64_t ullTransactions);
 
     // --- The host's inbound queues (message queue k holds mailbox k; doorbells go to queue 0).
     // *pbValid says whether an entry came; the overflow flag is reported once.

@@ -23,12 +23,12 @@ namespace nvsim
 // The body of NVT_DATAGEN as the generator reads it (big-endian fields decoded).
 struct SDataGenRequest
 {
-    uint32_t ulCommand = 0;      // 0 stop, 1 change the rate, 2 start, 3 status, 4 check control
-    uint32_t ulKind = 0;         // 0 SWRITE, 1 NWRITE, 2 NWRITE_R, 3 NREAD, 10 doorbell, 11 message
-    uint32_t ulTransferSize = 0; // bytes per transaction (data kinds and messages)
-    bool bRepeat = false;        // run the profile for ever
-    bool bLarge = false;         // 16-bit destination IDs
-    uint16_t wDestId = 0;        // where the stream goes (offset 24 of the message)
+    uint32_t ulCommand = 0;          // 0 stop, 1 change the rate, 2 start, 3 status, 4 check control
+    uint32_t ulKind = 0;             // 0 SWRITE, 1 NWRITE, 2 NWRITE_R, 3 NREAD, 10 doorbell, 11 message
+    uint32_t ulTransferSize = 0;     // bytes per transaction (data kinds and messages)
+    bool bRepeat = false;            // run the profile for ever
+    bool bLarge = false;             // 16-bit destination IDs
+    uint16_t wDestId = 0;            // where the stream goes (offset 24 of the message)
     uint16_t wRemoteDestId = 0xFFFF; // the generator: 0xFFFF the server's own, else a remote one
     uint64_t ullDestAddress = 0;
     uint32_t ulDestBufferSize = 0;
