@@ -190,3 +190,27 @@ TEST(TrafficGenerator, StartStatusAndStopOverTheServerProtocol)
     EXPECT_FALSE(rig.Server().Generators().Running(0xFFFF));
     EXPECT_EQ(1953u, rig.Fabric().Device("ep").Counters(0).RxPackets());
 }
+
+TEST(TrafficGenerator, ShippedTrafficTopologyCarriesTheStreamsOfBothGenerators)
+{
+    auto pFabric = ShippedFabric("traffic.topo");
+    ASSERT_TRUE(pFabric);
+    CTrafficGenerators generators(*pFabric);
+    // The host's stream to epB crosses sw0 and sw1 and no other link.
+    ASSERT_EQ(0, generators.Command(Start(1, 0x0B, {{1, 100000000}}), 0).nStatus);
+    generators.Advance(kSecondUs / 100);
+    EXPECT_FALSE(generators.Command(Ask(3), kSecondUs / 100).bLagging);
+    EXPECT_EQ(3906u, pFabric->Device("sw1").Counters(5).TxPackets()) << "1 MB in 10 ms towards epB";
+    EXPECT_EQ(3906u, pFabric->Device("sw0").Counters(2).TxPackets());
+    EXPECT_EQ(0u, pFabric->Device("sw0").Counters(1).TxPackets()) << "nothing towards ep5";
+
+    // The remote generator on its x4 link towards the host keeps up with 100 MB/s too.
+    SDataGenRequest remote = Start(3, 0x01, {{1, 100000000}});
+    remote.wRemoteDestId = 0x07;
+    remote.ulControlLo = 0x00400000;
+    ASSERT_EQ(0, generators.Command(remote, kSecondUs).nStatus);
+    generators.Advance(kSecondUs + kSecondUs / 100);
+    EXPECT_EQ(3906u, generators.Sent(0x07));
+    EXPECT_EQ(3906u, pFabric->Device("sw0").Counters(3).RxPackets()) << "NREAD requests from gen7";
+    EXPECT_EQ(3906u, pFabric->Device("sw0").Counters(3).TxPackets()) << "and their responses";
+}
