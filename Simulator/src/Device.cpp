@@ -64,7 +64,8 @@ std::string Text(uint32_t ulSet)
 } // namespace speeds
 
 CSimDevice::CSimDevice(std::string strName, SDeviceConfig config)
-    : m_strName(std::move(strName)), m_config(std::move(config)), m_ports(m_config.uchPortCount)
+    : m_strName(std::move(strName)), m_config(std::move(config)), m_ports(m_config.uchPortCount),
+      m_counters(m_config.uchPortCount)
 {
 }
 
@@ -190,6 +191,36 @@ bool CSimDevice::ConsumesOwnId() const
 bool CSimDevice::MapsHostMemory(uint64_t, uint32_t) const
 {
     return false;
+}
+
+void CSimDevice::CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                              uint64_t ullPayloadBytes)
+{
+    if (uchPort >= m_counters.size())
+        return;
+    SPortCounters& counters = m_counters[uchPort];
+    (bTransmit ? counters.txPackets : counters.rxPackets)[packet.uchPriority & 3] += ulCount;
+    if (packet.IsRequest())
+        (bTransmit ? counters.ullTxRequests : counters.ullRxRequests) += ulCount;
+    (bTransmit ? counters.ullTxPayloadBytes : counters.ullRxPayloadBytes) += ullPayloadBytes;
+}
+
+void CSimDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount, const SPacketInfo&)
+{
+    if (uchPort < m_counters.size())
+        m_counters[uchPort].events[static_cast<size_t>(eEvent)] += ulCount;
+}
+
+SPortCounters CSimDevice::Counters(uint8_t uchPort) const
+{
+    auto lock = Guard();
+    return uchPort < m_counters.size() ? m_counters[uchPort] : SPortCounters{};
+}
+
+void CSimDevice::ClearCounters()
+{
+    auto lock = Guard();
+    m_counters.assign(m_counters.size(), SPortCounters{});
 }
 
 void CSimDevice::ResetPort(uint8_t uchPort)

@@ -44,6 +44,21 @@ struct CSimFabric::STravel
     // Every endpoint a multicast request reached, with the port it came in on, first copy first;
     // empty for a request that was not copied (pDevice and uchIngress tell where it went).
     std::vector<std::pair<CSimDevice*, uint8_t>> copies;
+    // What travels: ulCount packets of one kind with ullBytes of payload in all. Each link
+    // crossed counts them at both its ends.
+    SPacketInfo packet;
+    uint32_t ulCount = 1;
+    uint64_t ullBytes = 0;
+    // Where responses end: the device that sent the request (the host when null).
+    CSimDevice* pHome = nullptr;
+
+    // Sets what travels next (a request, or the response after it).
+    void Carry(EPacketKind eKind, uint8_t uchPriority, uint32_t ulPackets, uint64_t ullPayload)
+    {
+        packet = SPacketInfo{eKind, static_cast<uint8_t>(std::min<uint32_t>(uchPriority, 3)), false};
+        ulCount = ulPackets;
+        ullBytes = ullPayload;
+    }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -84,12 +99,22 @@ void CSimLink::SetDelayMs(uint32_t ulMs)
     m_ulDelayMs = ulMs;
 }
 
+void CSimLink::SetErrorRates(double dCrcRate, double dRetryRate)
+{
+    auto lock = LockOf(m_pFabric);
+    m_dCrcRate = std::clamp(dCrcRate, 0.0, 1.0);
+    m_dRetryRate = std::clamp(dRetryRate, 0.0, 1.0);
+    m_dCrcDue = m_dRetryDue = 0;
+}
+
 void CSimLink::ClearFaults()
 {
     auto lock = LockOf(m_pFabric);
     m_bLoseAllResponses = false;
     m_ulResponsesToLose = 0;
     m_ulDelayMs = 0;
+    m_dCrcRate = m_dRetryRate = 0;
+    m_dCrcDue = m_dRetryDue = 0;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -288,29 +313,105 @@ uint32_t CSimFabric::CutDestId(uint32_t ulDestId, bool bLarge) const
 
 bool CSimFabric::CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse, STravel& travel)
 {
-    if (!PortTrained(*from.pDevice, from.uchPort))
-        return false;
-    if (bResponse && (link.m_bLoseAllResponses || link.m_ulResponsesToLose > 0))
+    CSimDevice& tx = *from.pDevice;
+    if (!PortTrained(tx, from.uchPort))
     {
-        if (!link.m_bLoseAllResponses)
-            --link.m_ulResponsesToLose;
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount, travel.packet);
         return false;
     }
     const SLinkEnd& to = *link.Other(from.pDevice, from.uchPort);
-    SPortState& tx = from.pDevice->Port(from.uchPort);
-    SPortState& rx = to.pDevice->Port(to.uchPort);
-    if (tx.uchOutboundAckId != rx.uchInboundAckId)
+    CSimDevice& rx = *to.pDevice;
+    SPortState& txState = tx.Port(from.uchPort);
+    SPortState& rxState = rx.Port(to.uchPort);
+    if (bResponse && (link.m_bLoseAllResponses || link.m_ulResponsesToLose > 0))
+    {
+        // Lost on the wire: sent, never received.
+        if (!link.m_bLoseAllResponses)
+            --link.m_ulResponsesToLose;
+        tx.CountPackets(from.uchPort, true, travel.packet, travel.ulCount, travel.ullBytes);
+        return false;
+    }
+    if (txState.uchOutboundAckId != rxState.uchInboundAckId)
     {
         // The receiver refuses a packet whose ackID it does not expect (packet-not-accepted,
         // RapidIO Part 6); both ports note the transmission error and the packet is gone.
-        tx.ulErrorStatus |= errstat::kOutputErrorEncountered;
-        rx.ulErrorStatus |= errstat::kInputErrorEncountered;
+        txState.ulErrorStatus |= errstat::kOutputErrorEncountered;
+        rxState.ulErrorStatus |= errstat::kInputErrorEncountered;
+        rx.CountLinkEvent(to.uchPort, ELinkEvent::UnexpectedAckId, 1, travel.packet);
+        rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, 1, travel.packet);
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, 1, travel.packet);
+        tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, travel.ulCount, travel.packet);
         return false;
     }
-    // Accepted and acknowledged at once: nothing stays outstanding.
-    tx.uchOutboundAckId = (tx.uchOutboundAckId + 1) & 0x1F;
-    tx.uchOutstandingAckId = tx.uchOutboundAckId;
-    rx.uchInboundAckId = (rx.uchInboundAckId + 1) & 0x1F;
+
+    // Injected errors: each transmission may be refused with a retry or arrive with a bad CRC;
+    // either way the sender sends the packet again (RapidIO Part 6, 5.10: the receiver answers
+    // packet-retry or packet-not-accepted, the sender's output port recovers and retransmits).
+    uint32_t ulAccepted = travel.ulCount;
+    if (link.m_dCrcRate > 0 || link.m_dRetryRate > 0)
+    {
+        uint32_t ulRetries = 0, ulCrcErrors = 0, ulDropped = 0;
+        for (uint32_t n = 0; n < travel.ulCount; ++n)
+        {
+            uint32_t ulBadCrc = 0, ulRefused = 0;
+            for (;;)
+            {
+                link.m_dRetryDue += link.m_dRetryRate;
+                if (link.m_dRetryDue >= 1.0 && ulRefused < CSimLink::kCrcLimit)
+                {
+                    link.m_dRetryDue -= 1.0;
+                    ++ulRefused;
+                    continue;
+                }
+                link.m_dCrcDue += link.m_dCrcRate;
+                if (link.m_dCrcDue >= 1.0)
+                {
+                    link.m_dCrcDue -= 1.0;
+                    if (++ulBadCrc < CSimLink::kCrcLimit)
+                        continue;
+                    ++ulDropped;
+                }
+                break;
+            }
+            ulRetries += ulRefused;
+            ulCrcErrors += ulBadCrc;
+        }
+        if (ulRetries > 0)
+        {
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::RetrySent, ulRetries, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::RetryReceived, ulRetries, travel.packet);
+            txState.ulErrorStatus |= errstat::kOutputRetryEncountered;
+        }
+        if (ulCrcErrors > 0)
+        {
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::CrcError, ulCrcErrors, travel.packet);
+            rx.CountLinkEvent(to.uchPort, ELinkEvent::NackSent, ulCrcErrors, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::NackReceived, ulCrcErrors, travel.packet);
+            rxState.ulErrorStatus |= errstat::kInputErrorEncountered;
+            txState.ulErrorStatus |= errstat::kOutputErrorEncountered;
+        }
+        if (ulDropped > 0)
+        {
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::CrcLimitDrop, ulDropped, travel.packet);
+            tx.CountLinkEvent(from.uchPort, ELinkEvent::DroppedTx, ulDropped, travel.packet);
+            txState.ulErrorStatus |= errstat::kOutputPacketDropped;
+        }
+        ulAccepted -= ulDropped;
+    }
+    if (ulAccepted == 0)
+        return false;
+
+    // Accepted and acknowledged at once: nothing stays outstanding. Each packet takes an ackID.
+    const uint64_t ullBytes = travel.ullBytes * ulAccepted / travel.ulCount;
+    tx.CountPackets(from.uchPort, true, travel.packet, ulAccepted, ullBytes);
+    rx.CountPackets(to.uchPort, false, travel.packet, ulAccepted, ullBytes);
+    rx.CountLinkEvent(to.uchPort, ELinkEvent::AckSent, ulAccepted, travel.packet);
+    tx.CountLinkEvent(from.uchPort, ELinkEvent::AckReceived, ulAccepted, travel.packet);
+    txState.uchOutboundAckId = (txState.uchOutboundAckId + ulAccepted) & 0x1F;
+    txState.uchOutstandingAckId = txState.uchOutboundAckId;
+    rxState.uchInboundAckId = (rxState.uchInboundAckId + ulAccepted) & 0x1F;
+    travel.ulCount = ulAccepted;
+    travel.ullBytes = ullBytes;
     travel.ulLatencyMs += link.m_ulDelayMs;
     travel.pDevice = to.pDevice;
     travel.uchIngress = to.uchPort;
@@ -328,15 +429,25 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
         pDevice = travel.pDevice;
         if (bResponse)
         {
-            // A response is meant for the host; any other endpoint drops it.
-            if (pDevice == m_pHost)
+            // A response is meant for the device that sent the request; any other endpoint
+            // drops it.
+            if (pDevice == (travel.pHome ? travel.pHome : m_pHost))
                 return true;
             if (!pDevice->IsSwitch() || !pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
+            {
+                pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount,
+                                        travel.packet);
                 return false;
+            }
             continue;
         }
         if (!pDevice->IsSwitch())
-            return pDevice->Accepts(ulDestId, bLarge);
+        {
+            if (pDevice->Accepts(ulDestId, bLarge))
+                return true;
+            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount, travel.packet);
+            return false;
+        }
         if (pDevice->ConsumesOwnId() && ulDestId == pDevice->BaseDeviceId(bLarge))
             return true;
         if (bMaintenance)
@@ -350,7 +461,11 @@ bool CSimFabric::Forward(CSimDevice* pDevice, uint8_t uchEgress, uint32_t ulDest
         else if (const auto oPorts = pDevice->MulticastPorts(ulDestId, bLarge, travel.uchIngress))
             return Replicate(pDevice, *oPorts, ulDestId, bLarge, travel);
         if (!pDevice->Route(ulDestId, bLarge, travel.uchIngress, &uchEgress))
+        {
+            // A switch drops what its table does not route, and counts it at the ingress port.
+            pDevice->CountLinkEvent(travel.uchIngress, ELinkEvent::DroppedRx, travel.ulCount, travel.packet);
             return false;
+        }
     }
     return false; // caught in a loop
 }
@@ -384,6 +499,10 @@ bool CSimFabric::Replicate(CSimDevice* pSwitch, const std::vector<uint8_t>& port
         CSimLink* pLink = LinkAt(*copy.pFrom, copy.uchEgress);
         STravel hop;
         hop.ulLatencyMs = copy.ulLatencyMs;
+        hop.packet = travel.packet;
+        hop.packet.bMulticast = true;
+        hop.ulCount = travel.ulCount;
+        hop.ullBytes = travel.ullBytes;
         if (!pLink || !CrossLink(*pLink, {copy.pFrom, copy.uchEgress}, false, hop))
             continue;
         CSimDevice* pAt = hop.pDevice;
@@ -430,8 +549,11 @@ std::vector<std::pair<CSimDevice*, uint8_t>> CSimFabric::Reached(const STravel& 
 bool CSimFabric::SendRequest(uint8_t uchHostPort, uint32_t ulDestId, bool bLarge, bool bMaintenance,
                              uint8_t uchHop, STravel& travel)
 {
-    return Forward(m_pHost, uchHostPort, ulDestId, bLarge, false, bMaintenance, uchHop, travel) &&
-           !travel.pDevice->IsMute();
+    // Packets lost on the way (a CRC limit drop of one of them) lose the whole transaction.
+    const uint32_t ulSent = travel.ulCount;
+    CSimDevice* pSource = travel.pHome ? travel.pHome : m_pHost;
+    return Forward(pSource, uchHostPort, ulDestId, bLarge, false, bMaintenance, uchHop, travel) &&
+           travel.ulCount == ulSent && !travel.pDevice->IsMute();
 }
 
 bool CSimFabric::SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulDestId, bool bLarge,
@@ -444,7 +566,8 @@ bool CSimFabric::SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t
     if (from.IsSwitch() && from.Config().bResponseByTable &&
         !from.Route(ulDestId, bLarge, uchIngressPort, &uchEgress))
         return false;
-    return Forward(&from, uchEgress, ulDestId, bLarge, true, false, 0, travel);
+    const uint32_t ulSent = travel.ulCount;
+    return Forward(&from, uchEgress, ulDestId, bLarge, true, false, 0, travel) && travel.ulCount == ulSent;
 }
 
 bool CSimFabric::EchoToSender(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulSenderId, bool bLarge,
@@ -459,7 +582,7 @@ bool CSimFabric::EchoToSender(CSimDevice& from, uint8_t uchIngressPort, uint32_t
 
 int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                               uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride,
-                              bool bLarge, uint32_t* pulLatencyMs)
+                              bool bLarge, uint32_t* pulLatencyMs, uint32_t ulPriority)
 {
     auto lock = Lock();
     std::fill_n(pWords, ulCount, 0u);
@@ -480,6 +603,10 @@ int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t u
     SRegAccess access{uchHostPort, true};
     if (ulId != kHostDestId)
     {
+        // The server carries out a read or write of several words word by word: a request and a
+        // response each. Responses go one priority up (RapidIO Part 6, 5.5.2).
+        travel.Carry(EPacketKind::MaintRequest, static_cast<uint8_t>(std::min(ulPriority, 3u)),
+                     std::max(ulCount, 1u), 0);
         if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
             return lost();
         pTarget = travel.pDevice;
@@ -493,6 +620,8 @@ int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t u
         const uint32_t ulShift = ulWordSize == 4 ? 0 : 8 * (4 - ulWordSize - (ulAt & (4 - ulWordSize)));
         pWords[i] = ulWordSize == 4 ? ulWord : (ulWord >> ulShift) & ((1u << (8 * ulWordSize)) - 1);
     }
+    travel.Carry(EPacketKind::MaintResponse, travel.packet.uchPriority + 1, travel.ulCount,
+                 uint64_t{travel.ulCount} * ulWordSize);
     if (!access.bLocal &&
         (!pTarget->AnswersAs(ulId, bLarge) ||
          !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel)))
@@ -507,7 +636,7 @@ int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t u
 
 int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                                const uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize,
-                               uint32_t ulStride, bool bLarge, uint32_t* pulLatencyMs)
+                               uint32_t ulStride, bool bLarge, uint32_t* pulLatencyMs, uint32_t ulPriority)
 {
     auto lock = Lock();
     uint8_t uchHostPort = 0;
@@ -527,6 +656,10 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
     SRegAccess access{uchHostPort, true};
     if (ulId != kHostDestId)
     {
+        // The server carries out a read or write of several words word by word: a request and a
+        // response each. Responses go one priority up (RapidIO Part 6, 5.5.2).
+        travel.Carry(EPacketKind::MaintRequest, static_cast<uint8_t>(std::min(ulPriority, 3u)),
+                     std::max(ulCount, 1u), uint64_t{ulCount} * ulWordSize);
         if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
             return lost();
         pTarget = travel.pDevice;
@@ -541,6 +674,7 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
         pTarget->WriteRegister(ulAt & ~0x3u, pWords[i] << ulShift, ulLanes, access);
     }
     m_routeJournal.Record(*pTarget, tablesBefore);
+    travel.Carry(EPacketKind::MaintResponse, travel.packet.uchPriority + 1, travel.ulCount, 0);
     if (!access.bLocal &&
         (!pTarget->AnswersAs(ulId, bLarge) ||
          !SendResponse(*pTarget, access.uchIngressPort, m_pHost->BaseDeviceId(bLarge), bLarge, travel)))
@@ -552,7 +686,7 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
 
 int32_t CSimFabric::DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi,
                              uint32_t ulAddressLo, uint8_t* p, uint32_t ulCount, bool bLarge,
-                             uint32_t* pulLatencyMs)
+                             uint32_t* pulLatencyMs, uint32_t ulPriority)
 {
     auto lock = Lock();
     std::fill_n(p, ulCount, uint8_t{0});
@@ -567,9 +701,13 @@ int32_t CSimFabric::DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t u
     STravel travel;
     std::vector<uint8_t> data(ulCount);
     int32_t nStatus = kStatusTimeout;
+    const uint8_t uchPriority = static_cast<uint8_t>(std::min(ulPriority, 3u));
+    travel.Carry(EPacketKind::Read, uchPriority, PacketsFor(ulCount), 0);
     if (SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
     {
         nStatus = travel.pDevice->DataRead(ullAddress, data.data(), ulCount);
+        travel.Carry(EPacketKind::Response, uchPriority + 1, PacketsFor(ulCount),
+                     nStatus == kStatusOk ? ulCount : 0);
         if (!SendResponse(*travel.pDevice, travel.uchIngress, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
             nStatus = kStatusTimeout;
     }
@@ -588,7 +726,7 @@ int32_t CSimFabric::DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t u
 
 int32_t CSimFabric::DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi,
                               uint32_t ulAddressLo, uint32_t ulXferType, const uint8_t* p, uint32_t ulCount,
-                              bool bLarge, uint32_t* pulLatencyMs)
+                              bool bLarge, uint32_t* pulLatencyMs, uint32_t ulPriority)
 {
     auto lock = Lock();
     uint8_t uchHostPort = 0;
@@ -603,6 +741,11 @@ int32_t CSimFabric::DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t 
     const bool bResponse = ulXferType == 2;
     STravel travel;
     int32_t nStatus = kStatusTimeout;
+    const uint8_t uchPriority = static_cast<uint8_t>(std::min(ulPriority, 3u));
+    const EPacketKind eKind = ulXferType == 0   ? EPacketKind::StreamWrite
+                              : ulXferType == 1 ? EPacketKind::Write
+                                                : EPacketKind::WriteWithResponse;
+    travel.Carry(eKind, uchPriority, PacketsFor(ulCount), ulCount);
     if (SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
     {
         // Every copy of a multicast write lands; the host hears the first copy's response.
@@ -612,6 +755,7 @@ int32_t CSimFabric::DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t 
             if (pCopy == travel.pDevice)
                 nStatus = nCopy;
         }
+        travel.Carry(EPacketKind::Response, uchPriority + 1, PacketsFor(ulCount), 0);
         if (bResponse &&
             !SendResponse(*travel.pDevice, travel.uchIngress, m_pHost->BaseDeviceId(bLarge), bLarge, travel))
             nStatus = kStatusTimeout;
@@ -647,7 +791,10 @@ int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_
         return kStatusOk;
     }
 
+    // A message goes in segments of up to 256 bytes, each answered (RapidIO Part 2).
+    const uint8_t uchPriority = static_cast<uint8_t>(std::min(ulPriority, 3u));
     STravel travel;
+    travel.Carry(EPacketKind::Message, uchPriority, PacketsFor(ulCount), ulCount);
     if (!SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
     {
         AddRioError(kRioErrorResponseTimeout,
@@ -661,6 +808,7 @@ int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_
         SMessage echo = message;
         echo.ulSourceId = target.BaseDeviceId(bLarge);
         STravel echoTravel;
+        echoTravel.Carry(EPacketKind::Message, uchPriority, PacketsFor(ulCount), ulCount);
         if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
             m_pHost->DeliverMessage(std::move(echo));
     }
@@ -672,6 +820,7 @@ int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_
             pCopy->DeliverMessage(message);
     }
     target.DeliverMessage(std::move(message));
+    travel.Carry(EPacketKind::Response, uchPriority + 1, PacketsFor(ulCount), 0);
     if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))
     {
         AddRioError(kRioErrorResponseTimeout,
@@ -683,7 +832,7 @@ int32_t CSimFabric::SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_
     return kStatusOk;
 }
 
-int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t, uint16_t wInfo,
+int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint16_t wInfo,
                                  bool bLarge, uint32_t* pulLatencyMs)
 {
     auto lock = Lock();
@@ -698,7 +847,9 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
         return kStatusOk;
     }
 
+    const uint8_t uchPriority = static_cast<uint8_t>(std::min(ulPriority, 3u));
     STravel travel;
+    travel.Carry(EPacketKind::Doorbell, uchPriority, 1, 0);
     if (!SendRequest(uchHostPort, ulId, bLarge, false, 0, travel))
     {
         AddRioError(kRioErrorResponseTimeout,
@@ -710,6 +861,7 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
     if (target.Config().bEcho)
     {
         STravel echoTravel;
+        echoTravel.Carry(EPacketKind::Doorbell, uchPriority, 1, 0);
         if (EchoToSender(target, uchIngress, ulHostId, bLarge, echoTravel))
             m_pHost->DeliverDoorbell({target.BaseDeviceId(bLarge), bLarge, wInfo});
     }
@@ -719,6 +871,7 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
             pCopy->DeliverDoorbell({ulHostId, bLarge, wInfo});
     }
     target.DeliverDoorbell({ulHostId, bLarge, wInfo});
+    travel.Carry(EPacketKind::Response, uchPriority + 1, 1, 0);
     if (!SendResponse(target, uchIngress, ulHostId, bLarge, travel))
     {
         AddRioError(kRioErrorResponseTimeout,
@@ -728,6 +881,71 @@ int32_t CSimFabric::SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32
     if (pulLatencyMs)
         *pulLatencyMs = travel.ulLatencyMs;
     return kStatusOk;
+}
+
+uint64_t CSimFabric::SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what,
+                                   uint64_t ullTransactions)
+{
+    auto lock = Lock();
+    if (ullTransactions == 0)
+        return 0;
+    const bool bData = what.eKind != EPacketKind::Doorbell;
+    const bool bCarries = what.eKind != EPacketKind::Read && what.eKind != EPacketKind::Doorbell;
+    const uint32_t ulPacketsEach = bData ? PacketsFor(what.ulBytes) : 1;
+    const uint32_t ulDestId = CutDestId(what.ulDestId, what.bLarge);
+    STravel travel;
+    travel.pHome = &source;
+    travel.Carry(what.eKind, what.uchPriority, static_cast<uint32_t>(ullTransactions * ulPacketsEach),
+                 bCarries ? ullTransactions * what.ulBytes : 0);
+    if (!SendRequest(uchPort, ulDestId, what.bLarge, false, 0, travel))
+        return 0;
+    CSimDevice& target = *travel.pDevice;
+    const uint8_t uchIngress = travel.uchIngress;
+    const uint32_t ulSourceId = source.BaseDeviceId(what.bLarge);
+    for (const auto& [pCopy, uchIn] : Reached(travel))
+    {
+        if (pCopy->IsMute())
+            continue;
+        if (what.eKind == EPacketKind::Doorbell || what.eKind == EPacketKind::Message)
+        {
+            // A queue holds kQueueDepth entries; what arrives beyond them is dropped and flagged.
+            const uint64_t ullEntries = std::min<uint64_t>(ullTransactions, CSimDevice::kQueueDepth + 1);
+            for (uint64_t n = 0; n < ullEntries; ++n)
+            {
+                if (what.eKind == EPacketKind::Doorbell)
+                    pCopy->DeliverDoorbell(
+                        {ulSourceId, what.bLarge, static_cast<uint16_t>(what.ullOffset + n)});
+                else
+                    pCopy->DeliverMessage(
+                        {ulSourceId, what.bLarge, what.uchPriority, 0,
+                         std::vector<uint8_t>(std::min(what.ulBytes, kMaxMessageBytes), 0x5A)});
+            }
+        }
+        else if (what.eKind != EPacketKind::Read && what.ulBufferBytes > 0)
+        {
+            // Writes go round the buffer; what lands there is the generator's pattern, so each
+            // byte of the buffer needs writing once however many times the stream went round.
+            const uint64_t ullBytes = std::min<uint64_t>(ullTransactions * what.ulBytes, what.ulBufferBytes);
+            const std::vector<uint8_t> pattern(std::min<uint64_t>(ullBytes, 1u << 16), 0x5A);
+            uint64_t ullAt = what.ullOffset % what.ulBufferBytes;
+            for (uint64_t ullDone = 0; ullDone < ullBytes;)
+            {
+                const uint64_t ullChunk =
+                    std::min<uint64_t>({ullBytes - ullDone, what.ulBufferBytes - ullAt, pattern.size()});
+                pCopy->DataWrite(what.ullAddress + ullAt, pattern.data(), static_cast<uint32_t>(ullChunk));
+                ullDone += ullChunk;
+                ullAt = (ullAt + ullChunk) % what.ulBufferBytes;
+            }
+        }
+    }
+    if (what.eKind != EPacketKind::Write && what.eKind != EPacketKind::StreamWrite)
+    {
+        travel.Carry(EPacketKind::Response, what.uchPriority + 1,
+                     static_cast<uint32_t>(ullTransactions * ulPacketsEach),
+                     what.eKind == EPacketKind::Read ? ullTransactions * what.ulBytes : 0);
+        SendResponse(target, uchIngress, ulSourceId, what.bLarge, travel);
+    }
+    return ullTransactions;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include "TextUtil.h"
 #include "nvsim/StdDevice.h"
 
+#include <cstdlib>
 #include <map>
 
 namespace nvsim
@@ -114,6 +115,22 @@ public:
         if (bRequired && !m_spec.values.count(pszAlias))
             return Fail(std::string("needs ") + pszAlias + "= (or value=)");
         return Number(pszAlias, llMin, llMax, pValue);
+    }
+
+    // A fraction from 0 to 1 under strKey ("0.25", "1"), 0 if not given.
+    bool Rate(const char* pszKey, double* pdValue)
+    {
+        *pdValue = 0;
+        const auto it = m_spec.values.find(pszKey);
+        if (it == m_spec.values.end())
+            return true;
+        char* pEnd = nullptr;
+        const double dValue = std::strtod(it->second.c_str(), &pEnd);
+        if (pEnd == it->second.c_str() || *pEnd != '\0' || !(dValue >= 0 && dValue <= 1))
+            return Fail(std::string(pszKey) + " must be a fraction from 0 to 1");
+        *pdValue = dValue;
+        m_spec.values.erase(it);
+        return true;
     }
 
     bool Text(const char* pszKey, std::string* pValue)
@@ -245,7 +262,8 @@ bool ApplyFabricFault(const std::string& strSpec, CSimFabric& fabric, std::strin
     const std::string strKind = spec.strKind;
     auto lock = fabric.Lock();
 
-    if (strKind == "linkdown" || strKind == "loseresp" || strKind == "slow")
+    if (strKind == "linkdown" || strKind == "loseresp" || strKind == "slow" || strKind == "linkerrors" ||
+        strKind == "clear")
     {
         std::string strEnd;
         if (!reader.Text("link", &strEnd))
@@ -258,9 +276,19 @@ bool ApplyFabricFault(const std::string& strSpec, CSimFabric& fabric, std::strin
             return false;
         if (strKind == "slow" && !reader.Number("ms", 0, 600000, &llValue, true))
             return false;
+        double dCrc = 0, dRetry = 0;
+        if (strKind == "linkerrors" && (!reader.Rate("crc", &dCrc) || !reader.Rate("retry", &dRetry)))
+            return false;
         if (!reader.Done())
             return false;
-        if (strKind == "linkdown")
+        if (strKind == "linkerrors")
+            pLink->SetErrorRates(dCrc, dRetry);
+        else if (strKind == "clear")
+        {
+            pLink->ClearFaults();
+            pLink->SetTrained(true);
+        }
+        else if (strKind == "linkdown")
             pLink->SetTrained(false);
         else if (strKind == "loseresp")
             pLink->LoseResponses(static_cast<uint32_t>(llValue));

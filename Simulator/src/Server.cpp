@@ -40,6 +40,8 @@ constexpr size_t kMaxQueuedDatagramBytes = 16 * 1024 * 1024;
 // Datagrams read from one socket in one round of the loop, so a flood on one carrier does not
 // shut out the others.
 constexpr int kDatagramsPerRound = 256;
+// How often running traffic generators are advanced.
+constexpr std::chrono::milliseconds kGeneratorPeriod{5};
 // How long the server stops accepting when it runs out of descriptors.
 constexpr std::chrono::milliseconds kAcceptPause{100};
 
@@ -144,7 +146,10 @@ in_addr_t DirectedBroadcast(in_addr_t ulAddress)
 class CSimServer::CImpl
 {
 public:
-    CImpl(CSimFabric& fabric, SServerOptions options) : m_fabric(fabric), m_options(std::move(options)) {}
+    CImpl(CSimFabric& fabric, SServerOptions options)
+        : m_generators(fabric), m_fabric(fabric), m_options(std::move(options))
+    {
+    }
     ~CImpl() { Stop(); }
 
     bool Start(std::string* pError);
@@ -154,6 +159,7 @@ public:
 
     uint16_t m_wTcpPort = 0, m_wUdpPort = 0, m_wBroadcastPort = 0;
     CFaults m_faults;
+    CTrafficGenerators m_generators;
 
 private:
     enum class EOut
@@ -225,6 +231,13 @@ private:
     void Log(const std::string& strLine) const;
     Clock::time_point Now() const { return m_options.fnClock ? m_options.fnClock() : Clock::now(); }
     uint64_t NowUs() const;
+    // The traffic generators' clock: the server's clock in microseconds, not restarted with the
+    // server, so that a generator runs on across a restart.
+    uint64_t GeneratorNowUs() const
+    {
+        return static_cast<uint64_t>(
+            std::chrono::duration_cast<std::chrono::microseconds>(Now().time_since_epoch()).count());
+    }
     SPlan Plan(uint32_t ulMessageId, const std::vector<uint8_t>& body, bool bUdp, const std::string& strPeer);
     void Accept();
     void ReadConnection(SConnection& connection, bool bHungUp);
@@ -417,7 +430,8 @@ uint64_t CSimServer::CImpl::NowUs() const
 CSimServer::CImpl::SPlan CSimServer::CImpl::Plan(uint32_t ulMessageId, const std::vector<uint8_t>& body,
                                                  bool bUdp, const std::string& strPeer)
 {
-    codec::SOutcome outcome = codec::Handle(m_fabric, ulMessageId, body, bUdp, NowUs());
+    codec::SOutcome outcome =
+        codec::Handle(m_fabric, ulMessageId, body, bUdp, NowUs(), &m_generators, GeneratorNowUs());
     Log((bUdp ? "udp " : "tcp ") + strPeer + " " + outcome.strSummary);
     SPlan plan;
     plan.ulDelayMs = outcome.ulLatencyMs;
@@ -804,6 +818,9 @@ int CSimServer::CImpl::PollTimeoutMs(Clock::time_point now) const
         consider(partial.since + kUdpRequestExpiry);
     if (m_oAcceptResume)
         consider(*m_oAcceptResume);
+    // Running traffic generators send what they owe every few milliseconds.
+    if (m_generators.AnyRunning())
+        consider(now + kGeneratorPeriod);
     if (!next)
         return -1;
     if (*next <= now)
@@ -817,6 +834,7 @@ void CSimServer::CImpl::Loop()
     while (!m_bStop)
     {
         const Clock::time_point now = Now();
+        m_generators.Advance(GeneratorNowUs());
         if (m_oAcceptResume && *m_oAcceptResume <= now)
             m_oAcceptResume.reset();
         fds.assign(kFixedSlots, pollfd{-1, POLLIN, 0});
@@ -956,6 +974,11 @@ uint16_t CSimServer::BroadcastPort() const
 CFaults& CSimServer::Faults()
 {
     return m_pImpl->m_faults;
+}
+
+CTrafficGenerators& CSimServer::Generators()
+{
+    return m_pImpl->m_generators;
 }
 SServerStats CSimServer::Stats() const
 {

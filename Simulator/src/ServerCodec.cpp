@@ -98,7 +98,7 @@ SOutcome MaintRead(CSimFabric& fabric, const std::vector<uint8_t>& body, uint64_
     {
         words.resize(ulCount);
         nStatus = fabric.MaintRead(uchPort, ulDestId, uchHop, ulOffset, words.data(), ulCount, ulSize,
-                                   ulStride, bLarge, &ulLatency);
+                                   ulStride, bLarge, &ulLatency, Get32(body, 32));
     }
     SReply reply = Echo(kMaintReadResp, body, 36, 48, 44, nStatus, 4);
     if (bTimed)
@@ -145,7 +145,7 @@ SOutcome MaintWrite(CSimFabric& fabric, const std::vector<uint8_t>& body)
                 words[i] = (words[i] << 8) | body[32 + i * ulSize + b];
         }
         nStatus = fabric.MaintWrite(uchPort, ulDestId, uchHop, ulOffset, words.data(), ulCount, ulSize,
-                                    ulStride, bLarge, &ulLatency);
+                                    ulStride, bLarge, &ulLatency, Get32(body, 28));
     }
     return Reply(Echo(kMaintWriteResp, body, 32, 36, 32, nStatus, 4),
                  Format("MAINTWRITE port %u dest 0x%x hop %u offset 0x%x count %u size %u stride %u%s -> %d",
@@ -169,7 +169,8 @@ SOutcome DataRead(CSimFabric& fabric, const std::vector<uint8_t>& body)
     if (ulCount <= kMaxPayload)
     {
         data.resize(ulCount);
-        nStatus = fabric.DataRead(uchPort, ulDestId, ulHi, ulLo, data.data(), ulCount, bLarge, &ulLatency);
+        nStatus = fabric.DataRead(uchPort, ulDestId, ulHi, ulLo, data.data(), ulCount, bLarge, &ulLatency,
+                                  Get32(body, 12));
     }
     SReply reply = Echo(kDataReadResp, body, 32, 36, 32, nStatus, 4);
     // A failed read carries no data.
@@ -195,7 +196,7 @@ SOutcome DataWrite(CSimFabric& fabric, const std::vector<uint8_t>& body)
     uint32_t ulLatency = 0;
     if (Payload(body, 32, ulCount))
         nStatus = fabric.DataWrite(uchPort, ulDestId, ulHi, ulLo, ulType, body.data() + 32, ulCount, bLarge,
-                                   &ulLatency);
+                                   &ulLatency, Get32(body, 12));
     return Reply(Echo(kDataWriteResp, body, 32, 36, 32, nStatus, 4),
                  Format("DATAWRITE port %u dest 0x%x type %u address 0x%x%08x count %u%s -> %d", uchPort,
                         ulDestId, ulType, ulHi, ulLo, ulCount, bLarge ? " large" : "", nStatus),
@@ -432,7 +433,7 @@ std::vector<uint8_t> IdentityRecord(CSimFabric& fabric, bool bUdp)
 }
 
 SOutcome Handle(CSimFabric& fabric, uint32_t ulMessageId, const std::vector<uint8_t>& body, bool bUdp,
-                uint64_t ullNowUs)
+                uint64_t ullNowUs, CTrafficGenerators* pGenerators, uint64_t ullGenNowUs)
 {
     if (body.size() < FixedSize(ulMessageId))
         return Ignore(
@@ -455,9 +456,23 @@ SOutcome Handle(CSimFabric& fabric, uint32_t ulMessageId, const std::vector<uint
         return Reply(std::move(reply), "IDENTIFY");
     }
     case kDataGen:
-        // There is no traffic generator behind this server.
-        return Reply(Echo(kDataGenResp, body, 212, 228, 212, kStatusNoDataGen, -1),
-                     "DATAGEN -> not supported");
+    {
+        if (!pGenerators)
+            return Reply(Echo(kDataGenResp, body, 212, 228, 212, kStatusNoDataGen, -1),
+                         "DATAGEN -> not supported");
+        SDataGenRequest request;
+        DecodeDataGen(body, &request);
+        const SDataGenReply answer = pGenerators->Command(request, ullGenNowUs);
+        SReply reply = Echo(kDataGenResp, body, 212, 228, 212, answer.nStatus, -1);
+        Put32(reply.body, 216, answer.ulCurrentStep);
+        Put32(reply.body, 220, answer.bLagging ? 1 : 0);
+        Put32(reply.body, 224, answer.bFinished ? 1 : 0);
+        return Reply(std::move(reply),
+                     Format("DATAGEN command %u kind %u generator 0x%x dest 0x%x -> %d step %u%s%s",
+                            request.ulCommand, request.ulKind, request.wRemoteDestId, request.wDestId,
+                            answer.nStatus, answer.ulCurrentStep, answer.bLagging ? " lagging" : "",
+                            answer.bFinished ? " finished" : ""));
+    }
     case kDataRead:
         return DataRead(fabric, body);
     case kDataWrite:

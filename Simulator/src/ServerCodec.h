@@ -5,6 +5,7 @@
 #pragma once
 
 #include "nvsim/Fabric.h"
+#include "nvsim/TrafficGen.h"
 
 #include <cstdint>
 #include <optional>
@@ -86,8 +87,10 @@ struct SOutcome
 
 // Carries out one request whose body (the Length bytes after the header) is given. bUdp says
 // which carrier it came by (the identity record tells); ullNowUs is the server's clock.
+// pGenerators, when given, carries out NVT_DATAGEN (at ullGenNowUs, the generators' clock);
+// without it the server has no traffic generator.
 SOutcome Handle(CSimFabric& fabric, uint32_t ulMessageId, const std::vector<uint8_t>& body, bool bUdp,
-                uint64_t ullNowUs);
+                uint64_t ullNowUs, CTrafficGenerators* pGenerators = nullptr, uint64_t ullGenNowUs = 0);
 
 // The identity record (NVT_IDENTIFYRESP body) of the fabric's host.
 std::vector<uint8_t> IdentityRecord(CSimFabric& fabric, bool bUdp);

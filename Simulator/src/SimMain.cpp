@@ -11,7 +11,9 @@
 #include <fstream>
 #include <iostream>
 #include <signal.h>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -27,8 +29,56 @@ constexpr const char* kUsage =
     "Once the sockets are bound it prints\n"
     "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
     "and serves until SIGINT or SIGTERM. --route-journal writes the routing table changes\n"
-    "made while serving to FILE when it stops. Fault specs and the topology format are described in\n"
-    "Simulator/README.md.\n";
+    "made while serving to FILE when it stops. While it runs it takes commands on standard input,\n"
+    "one a line (\"help\" lists them), to change faults and look at the counters. Fault specs and\n"
+    "the topology format are described in Simulator/README.md.\n";
+
+constexpr const char* kControlHelp =
+    "commands: fault SPEC | faults clear | counters DEVICE PORT | generators | help";
+
+// One line of the control on standard input; the answer is one line.
+std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim::CSimServer& server)
+{
+    std::istringstream words(strLine);
+    std::string strCommand, strArg;
+    words >> strCommand;
+    if (strCommand.empty())
+        return "";
+    if (strCommand == "help")
+        return kControlHelp;
+    if (strCommand == "fault" && words >> strArg)
+    {
+        std::string strError;
+        return nvsim::ApplyFaultSpec(strArg, fabric, server.Faults(), &strError) ? "ok"
+                                                                                 : "error: " + strError;
+    }
+    if (strCommand == "faults" && words >> strArg && strArg == "clear")
+    {
+        server.Faults().Clear();
+        for (nvsim::CSimLink* pLink : fabric.Links())
+            pLink->ClearFaults();
+        return "ok";
+    }
+    if (strCommand == "counters" && words >> strArg)
+    {
+        unsigned uPort = 0;
+        nvsim::CSimDevice* pDevice = fabric.FindDevice(strArg);
+        if (!pDevice || !(words >> uPort) || uPort >= pDevice->PortCount())
+            return "error: counters needs a device and one of its ports";
+        const nvsim::SPortCounters c = pDevice->Counters(static_cast<uint8_t>(uPort));
+        using nvsim::ELinkEvent;
+        std::ostringstream out;
+        out << "tx " << c.TxPackets() << " rx " << c.RxPackets() << " txbytes " << c.ullTxPayloadBytes
+            << " rxbytes " << c.ullRxPayloadBytes << " crc " << c.Events(ELinkEvent::CrcError) << " retries "
+            << c.Events(ELinkEvent::RetrySent) << " nacks " << c.Events(ELinkEvent::NackSent) << " dropped "
+            << c.Events(ELinkEvent::DroppedRx) + c.Events(ELinkEvent::DroppedTx);
+        return out.str();
+    }
+    if (strCommand == "generators")
+        return std::string("local ") + (server.Generators().Running(0xFFFF) ? "running" : "idle") + " sent " +
+               std::to_string(server.Generators().Sent(0xFFFF));
+    return std::string("error: unknown command; ") + kControlHelp;
+}
 
 int Usage(const std::string& strProblem)
 {
@@ -158,6 +208,24 @@ int main(int argc, char** argv)
             strWhere += (strWhere.empty() ? "" : " and ") + strSocket;
         std::cerr << "norvanta-sim: searches heard on " << strWhere << "\n";
     }
+
+    // The control: commands on standard input until it ends (a closed or empty input leaves the
+    // server running as before).
+    std::thread(
+        [&pFabric, &server]
+        {
+            std::string strLine;
+            while (std::getline(std::cin, strLine))
+            {
+                const std::string strAnswer = Control(strLine, *pFabric, server);
+                if (!strAnswer.empty())
+                {
+                    std::printf("%s\n", strAnswer.c_str());
+                    std::fflush(stdout);
+                }
+            }
+        })
+        .detach();
 
     int nSignal = 0;
     sigwait(&signals, &nSignal);

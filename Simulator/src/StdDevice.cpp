@@ -11,6 +11,10 @@ namespace
 // software assisted error recovery. Both carry the link maintenance and ackID registers.
 constexpr uint32_t kEfIdEndpoint = 0x0002;
 constexpr uint32_t kEfIdSwitch = 0x0009;
+constexpr uint32_t kEfIdErrorManagement = 0x0007;
+// The Port n Error Detect bits a port of this simulator can detect: RapidIO bits 8..17, 26..31
+// and the implementation-specific bit 0.
+constexpr uint32_t kErrorDetectBits = 0x80FFC03F;
 
 // Port Link and Response Time-out CSRs: a 24-bit value in bits 31..8, all ones at reset
 // (RapidIO Part 6, 6.6.2 and 6.6.3).
@@ -113,6 +117,7 @@ CStdDevice::CStdDevice(std::string strName, SDeviceConfig config)
             InstallMulticastRegisters();
     }
     InstallLpSerialBlock();
+    InstallErrorManagementBlock();
 }
 
 void CStdDevice::InstallCapabilityRegisters()
@@ -449,13 +454,81 @@ std::optional<std::vector<uint8_t>> CStdDevice::MulticastPorts(uint32_t ulDestId
 
 void CStdDevice::InstallLpSerialBlock()
 {
-    // LP-Serial Register Block Header (RapidIO Part 6, 6.6.1): no further block, and the block ID.
-    SetReadOnly(reg::kLpSerialBlock, IsSwitch() ? kEfIdSwitch : kEfIdEndpoint);
+    // LP-Serial Register Block Header (RapidIO Part 6, 6.6.1): the error management block next,
+    // and the block ID.
+    SetReadOnly(reg::kLpSerialBlock, (reg::kErrorBlock << 16) | (IsSwitch() ? kEfIdSwitch : kEfIdEndpoint));
     SetMasked(reg::kLpSerialBlock + reg::kLinkTimeout, kTimeoutMask, kTimeoutMask);
     SetMasked(reg::kLpSerialBlock + reg::kResponseTimeout, kTimeoutMask, kTimeoutMask);
     SetMasked(reg::kLpSerialBlock + reg::kGeneralControl, 0, kGeneralControlMask);
     for (uint8_t n = 0; n < PortCount(); ++n)
         InstallPortRegisters(n);
+}
+
+void CStdDevice::InstallErrorManagementBlock()
+{
+    // Error Management Extensions Block Header (RapidIO Part 8, 2.3.2.1): EF_ID 0x0007, the last
+    // block. Per port (2.3.2.10 to 2.3.2.18): Error Detect, whose bits software clears by writing;
+    // Error Rate Enable; Attributes Capture, valid in bit 0, which holds the first error until
+    // software clears it; Error Rate, the counter in bits 7..0 (saturating at 0xFF), the peak in
+    // 15..8, the recovery in 17..16 and the bias in 31..24 (0x80 at reset); Error Rate Threshold,
+    // the failed trigger in 31..24 and the degraded one in 23..16 (0: off). Assumption: the
+    // counter does not leak down by the bias; software resets it.
+    SetReadOnly(reg::kErrorBlock, kEfIdErrorManagement);
+    for (uint8_t n = 0; n < PortCount(); ++n)
+    {
+        const uint32_t ulPort = reg::kErrorBlock + reg::kErrorPortStride * n;
+        SetMasked(ulPort + reg::kErrorDetect, 0, kErrorDetectBits);
+        SetMasked(ulPort + reg::kErrorRateEnable, 0, kErrorDetectBits);
+        SetMasked(ulPort + reg::kErrorCapture, 0, 0xFFFFFFF1);
+        SetMasked(ulPort + reg::kErrorRate, 0x80000000, 0xFF03FFFF);
+        SetMasked(ulPort + reg::kErrorThreshold, 0, 0xFFFF0000);
+    }
+}
+
+void CStdDevice::DetectError(uint8_t uchPort, uint32_t ulBit, uint32_t ulErrorType, uint32_t ulCount)
+{
+    const uint32_t ulPort = reg::kErrorBlock + reg::kErrorPortStride * uchPort;
+    SetReg(ulPort + reg::kErrorDetect, Reg(ulPort + reg::kErrorDetect) | ulBit);
+    if (!(Reg(ulPort + reg::kErrorRateEnable) & ulBit))
+        return;
+    // Info type 0 (a packet) or 1 (a control symbol) in 31..29, the error's bit number in 28..24.
+    if (!(Reg(ulPort + reg::kErrorCapture) & 1))
+        SetReg(ulPort + reg::kErrorCapture,
+               ((ulBit == errdetect::kNackReceived ? 1u : 0u) << 29) | (ulErrorType << 24) | 1);
+    const uint32_t ulRate = Reg(ulPort + reg::kErrorRate);
+    const uint32_t ulCounter = std::min<uint32_t>((ulRate & 0xFF) + ulCount, 0xFF);
+    const uint32_t ulPeak = std::max(ulCounter, (ulRate >> 8) & 0xFF);
+    SetReg(ulPort + reg::kErrorRate, (ulRate & 0xFFFF0000) | (ulPeak << 8) | ulCounter);
+    // Thresholds reached: Port n Error and Status tells of a degraded or failed output port
+    // (RapidIO Part 8, 2.2: Output Degraded-encountered, Output Failed-encountered).
+    const uint32_t ulThreshold = Reg(ulPort + reg::kErrorThreshold);
+    const uint32_t ulFailed = ulThreshold >> 24, ulDegraded = (ulThreshold >> 16) & 0xFF;
+    if (ulDegraded != 0 && ulCounter >= ulDegraded)
+        Port(uchPort).ulErrorStatus |= errstat::kOutputDegraded;
+    if (ulFailed != 0 && ulCounter >= ulFailed)
+        Port(uchPort).ulErrorStatus |= errstat::kOutputFailed;
+}
+
+void CStdDevice::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet)
+{
+    CSimDevice::CountLinkEvent(uchPort, eEvent, ulCount, packet);
+    if (uchPort >= PortCount() || ulCount == 0)
+        return;
+    switch (eEvent)
+    {
+    case ELinkEvent::CrcError:
+        DetectError(uchPort, errdetect::kBadCrc, 13, ulCount);
+        break;
+    case ELinkEvent::UnexpectedAckId:
+        DetectError(uchPort, errdetect::kUnexpectedAckId, 12, ulCount);
+        break;
+    case ELinkEvent::NackReceived:
+        DetectError(uchPort, errdetect::kNackReceived, 11, ulCount);
+        break;
+    default:
+        break;
+    }
 }
 
 void CStdDevice::InstallPortRegisters(uint8_t n)

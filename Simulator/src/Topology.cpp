@@ -246,7 +246,7 @@ private:
         static const char* const kSwitchOnly[] = {"routetable",   "routelimit", "perport",     "multicast",
                                                   "masks",        "assoc",      "simpleassoc", "blockassoc",
                                                   "perportassoc", "response",   "quadcfg"};
-        static const char* const kEndpointOnly[] = {"memory", "echo", "accept"};
+        static const char* const kEndpointOnly[] = {"memory", "echo", "accept", "datagen"};
         for (const char* pszKey : kSwitchOnly)
         {
             if (strKey == pszKey && !c.bSwitch)
@@ -400,6 +400,12 @@ private:
             if (!Number(strKey, strValue, 0x7F, &ullValue))
                 return false;
             c.uchEepromAddress = static_cast<uint8_t>(ullValue);
+        }
+        else if (strKey == "datagen")
+        {
+            if (!Number(strKey, strValue, UINT32_MAX, &ullValue))
+                return false;
+            c.oDataGenControl = static_cast<uint32_t>(ullValue);
         }
         else
             return Fail("unknown device option '" + strWord + "'");

@@ -183,3 +183,79 @@ TEST(SimProgram, RefusesBadTopologiesBusyPortsAndBadOptions)
     EXPECT_EQ(2, result.nExitCode);
     EXPECT_EQ(0u, result.strErr.find("norvanta-sim: no topology file given\n"));
 }
+
+TEST(SimProgram, FaultsChangeWhileItRunsThroughCommandsOnStandardInput)
+{
+    // Standard input and output are pipes of the test's.
+    int anIn[2], anOut[2];
+    ASSERT_EQ(0, pipe(anIn));
+    ASSERT_EQ(0, pipe(anOut));
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, anIn[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, anOut[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, anIn[1]);
+    posix_spawn_file_actions_addclose(&actions, anOut[0]);
+    const std::string strProgram = Sim();
+    const std::string strDemo = Demo();
+    const char* const argv[] = {strProgram.c_str(), "--tcp-port",    "0",    "--no-udp",
+                                "--no-broadcast",   strDemo.c_str(), nullptr};
+    pid_t pid = -1;
+    ASSERT_EQ(
+        0, posix_spawn(&pid, strProgram.c_str(), &actions, nullptr, const_cast<char* const*>(argv), environ));
+    posix_spawn_file_actions_destroy(&actions);
+    close(anIn[0]);
+    close(anOut[1]);
+    auto line = [&]
+    {
+        std::string strLine;
+        for (const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+             std::chrono::steady_clock::now() < deadline;)
+        {
+            pollfd fd{anOut[0], POLLIN, 0};
+            char ch = 0;
+            if (poll(&fd, 1, 200) <= 0)
+                continue;
+            if (read(anOut[0], &ch, 1) != 1 || ch == '\n')
+                break;
+            strLine += ch;
+        }
+        return strLine;
+    };
+    auto command = [&](const std::string& strCommand)
+    {
+        const std::string strLine = strCommand + "\n";
+        EXPECT_EQ(static_cast<ssize_t>(strLine.size()), write(anIn[1], strLine.data(), strLine.size()));
+        return line();
+    };
+    std::smatch match;
+    const std::string strReady = line();
+    ASSERT_TRUE(std::regex_search(strReady, match, std::regex("tcp=([0-9]+)"))) << strReady;
+    CTcpClient client(static_cast<uint16_t>(std::stoi(match[1])));
+    // A maintenance read of ep3's identity (ID 0x0F: the request goes by sw1:4 to sw2, the
+    // response comes back by sw2:5), status at 8 + 44.
+    auto readEp3 = [&]
+    {
+        const Bytes body = Cat({B8(0), Zeros(2), B8(0), B32(0x0F), B8(0xFF), Zeros(3), B32(0), B32(0), B32(1),
+                                B32(4), B32(4), B32(2)});
+        EXPECT_TRUE(client.Send(Cat({B32(3), B32(36), body})));
+        const Bytes reply = client.Receive(60);
+        return reply.size() == 60 ? static_cast<int32_t>(Word(reply, 8 + 44)) : 1;
+    };
+    EXPECT_EQ(0, readEp3());
+
+    EXPECT_EQ("ok", command("fault linkerrors:link=sw1:4,crc=1"));
+    EXPECT_EQ(-310, readEp3()) << "every packet over sw1:4 arrives corrupted";
+    EXPECT_EQ("tx 0 rx 1 txbytes 0 rxbytes 0 crc 8 retries 0 nacks 8 dropped 0", command("counters sw2 4"))
+        << "sw2 took the first request, then refused eight bad copies of the second";
+    EXPECT_EQ("ok", command("fault clear:link=sw1:4"));
+    EXPECT_EQ(0, readEp3());
+    EXPECT_EQ(0, command("fault linkerrors:link=sw1:9").rfind("error: ", 0)) << "no link there";
+    EXPECT_EQ(0, command("frobnicate").rfind("error: unknown command", 0));
+
+    close(anIn[1]); // the input ends; the server serves on
+    EXPECT_EQ(0, readEp3());
+    kill(pid, SIGTERM);
+    EXPECT_EQ(0, ExitStatus(pid));
+    close(anOut[0]);
+}

@@ -108,7 +108,7 @@ TEST(StandardRegisters, CapabilityRegistersDescribeTheDeviceAndAreReadOnly)
     EXPECT_EQ(0x0010FFF0u, ReadOk(f, kSw, 0, 0x00));
     EXPECT_EQ(0x10000119u, ReadOk(f, kSw, 0, 0x10));
     EXPECT_EQ(0x0100u, ReadOk(f, kSw, 0, 0x0C) & 0xFFFF);
-    EXPECT_EQ(0x00000009u, ReadOk(f, kSw, 0, 0x100));
+    EXPECT_EQ(0x10000009u, ReadOk(f, kSw, 0, 0x100));
     EXPECT_EQ(0xFFu, ReadOk(f, kSw, 0, 0x34));
     EXPECT_EQ(0x00000004u, ReadOk(f, kSw, 0, 0x18)) << "a switch issues port-writes";
     WriteOk(f, kSw, 0, 0x10, 0);
@@ -119,7 +119,7 @@ TEST(StandardRegisters, CapabilityRegistersDescribeTheDeviceAndAreReadOnly)
     // Host endpoint: processor and memory, the endpoint block ID, NREAD/NWRITE/messages.
     EXPECT_EQ(0x0001FFF0u, ReadOk(f, 0xFFFFFFFF, 0, 0x00));
     EXPECT_EQ(0x60000019u, ReadOk(f, 0xFFFFFFFF, 0, 0x10));
-    EXPECT_EQ(0x00000002u, ReadOk(f, 0xFFFFFFFF, 0, 0x100));
+    EXPECT_EQ(0x10000002u, ReadOk(f, 0xFFFFFFFF, 0, 0x100));
     EXPECT_EQ(0x0000FC04u, ReadOk(f, 0xFFFFFFFF, 0, 0x18));
     EXPECT_EQ(0x0000FC04u, ReadOk(f, 0xFFFFFFFF, 0, 0x1C));
     EXPECT_EQ(0x0u, ReadOk(f, 0xFFFFFFFF, 0, 0x34)) << "no route table on an endpoint";

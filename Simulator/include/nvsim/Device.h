@@ -8,6 +8,7 @@
 #pragma once
 
 #include "nvsim/Memory.h"
+#include "nvsim/Traffic.h"
 
 #include <cstdint>
 #include <deque>
@@ -97,6 +98,9 @@ struct SDeviceConfig
     // its 7-bit I2C address.
     uint32_t ulEepromBytes = 0;
     uint8_t uchEepromAddress = 0x50;
+    // An endpoint with a traffic generator of its own: the address of its control structure,
+    // which NVT_DATAGEN names to reach it.
+    std::optional<uint32_t> oDataGenControl;
 };
 
 // Context of one maintenance access.
@@ -248,6 +252,19 @@ public:
     void SetMute(bool bMute);
     bool IsMute() const;
 
+    // --- Traffic. The fabric calls these as packets cross the port's link: ulCount packets of
+    // one kind carrying ullPayloadBytes of data in all, transmitted or received. Models add the
+    // counters of their part; they must call the base, which keeps the simulator's own totals.
+    virtual void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                              uint64_t ullPayloadBytes);
+    // ulCount link-level events at a port, about packets of the kind given.
+    virtual void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet);
+    // The simulator's own totals of what crossed a port (not the device's registers).
+    SPortCounters Counters(uint8_t uchPort) const;
+    // Sets the simulator's totals of every port back to 0 (the device's registers keep theirs).
+    void ClearCounters();
+
 protected:
     // Installs the behaviour of one register. fnRead empty: reads return the stored word.
     // fnWrite empty: writes are ignored.
@@ -276,6 +293,7 @@ private:
     std::unordered_map<uint32_t, uint32_t> m_regs;
     std::unordered_map<uint32_t, SRegHook> m_hooks;
     std::vector<SPortState> m_ports;
+    std::vector<SPortCounters> m_counters; // one per port
     CSparseMemory m_memory;
     std::map<uint32_t, SInboundQueue<SMessage>> m_messageQueues;
     std::map<uint32_t, SInboundQueue<SDoorbell>> m_doorbellQueues;

@@ -61,8 +61,20 @@ public:
     // Every packet that crosses takes ulMs milliseconds longer.
     void SetDelayMs(uint32_t ulMs);
     uint32_t DelayMs() const { return m_ulDelayMs; }
-    // Undoes LoseResponses and SetDelayMs.
+    // Fault injection: of the transmissions that try to cross (either way), the fraction
+    // dCrcRate arrives with a bad CRC (the receiver answers packet-not-accepted and the packet is
+    // sent again, up to kCrcLimit times) and the fraction dRetryRate is refused with packet-retry
+    // (and sent again). Rates from 0 to 1, spread evenly rather than at random (every 1/rate-th
+    // transmission), so that a count of errors is exact.
+    void SetErrorRates(double dCrcRate, double dRetryRate);
+    double CrcRate() const { return m_dCrcRate; }
+    double RetryRate() const { return m_dRetryRate; }
+    // Undoes LoseResponses, SetDelayMs and SetErrorRates.
     void ClearFaults();
+
+    // Transmissions of one packet that may fail with a bad CRC before the sender gives up and
+    // drops it (the simulator's limit; RapidIO leaves it to the implementation).
+    static constexpr uint32_t kCrcLimit = 8;
 
 private:
     friend class CSimFabric;
@@ -75,6 +87,8 @@ private:
     bool m_bLoseAllResponses = false;
     uint32_t m_ulResponsesToLose = 0;
     uint32_t m_ulDelayMs = 0;
+    double m_dCrcRate = 0, m_dRetryRate = 0;
+    double m_dCrcDue = 0, m_dRetryDue = 0; // errors owed so far, spread evenly
 };
 
 // An entry of the RapidIO error list (message pair 19/20).
@@ -167,25 +181,45 @@ public:
     // --- Transactions, as the server carries them out. Each returns a client status: 0, -310
     // when the request or its response is lost, -105 for an ERROR response, -304 for a request
     // the server cannot make. Words and data are in host order. pulLatencyMs, when given,
-    // receives the time the packets spent on slow links.
+    // receives the time the packets spent on slow links. ulPriority is the request's priority
+    // (0..2; its response goes one higher), which the ports on the way count it by.
     int32_t MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                       uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride, bool bLarge,
-                      uint32_t* pulLatencyMs = nullptr);
+                      uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     int32_t MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t uchHop, uint32_t ulOffset,
                        const uint32_t* pWords, uint32_t ulCount, uint32_t ulWordSize, uint32_t ulStride,
-                       bool bLarge, uint32_t* pulLatencyMs = nullptr);
+                       bool bLarge, uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     // NREAD of ulCount bytes at the RapidIO address (ulAddressHi:ulAddressLo).
     int32_t DataRead(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
-                     uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
+                     uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr,
+                     uint32_t ulPriority = 0);
     // ulXferType 0 SWRITE, 1 NWRITE (both without response), 2 NWRITE_R.
     int32_t DataWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulAddressHi, uint32_t ulAddressLo,
                       uint32_t ulXferType, const uint8_t* p, uint32_t ulCount, bool bLarge,
-                      uint32_t* pulLatencyMs = nullptr);
+                      uint32_t* pulLatencyMs = nullptr, uint32_t ulPriority = 0);
     // A message of up to 4096 bytes to a mailbox 0..3.
     int32_t SendMessage(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint32_t ulMailbox,
                         const uint8_t* p, uint32_t ulCount, bool bLarge, uint32_t* pulLatencyMs = nullptr);
     int32_t SendDoorbell(uint8_t uchLocalPort, uint32_t ulDestId, uint32_t ulPriority, uint16_t wInfo,
                          bool bLarge, uint32_t* pulLatencyMs = nullptr);
+
+    // --- Generated traffic (the traffic generators, TrafficGen.h): ullTransactions transactions of
+    // one kind from a device's port, counted by every port they cross like any other packets.
+    struct SGenerated
+    {
+        EPacketKind eKind =
+            EPacketKind::Write; // Read, Write, WriteWithResponse, StreamWrite, Doorbell, Message
+        uint8_t uchPriority = 0;
+        uint32_t ulDestId = 0;
+        bool bLarge = false;
+        uint64_t ullAddress = 0;    // start of the destination buffer
+        uint32_t ulBufferBytes = 0; // its size; writes go round it
+        uint64_t ullOffset = 0;     // where in it the first of these transactions goes
+        uint32_t ulBytes = 0;       // payload of each transaction (data kinds, messages)
+    };
+    // Returns the transactions that reached their destination.
+    uint64_t SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what,
+                           uint64_t ullTransactions);
 
     // --- The host's inbound queues (message queue k holds mailbox k; doorbells go to queue 0).
     // *pbValid says whether an entry came; the overflow flag is reported once.

@@ -5,6 +5,7 @@
 
 #include "nvsim/Fabric.h"
 #include "nvsim/Faults.h"
+#include "nvsim/TrafficGen.h"
 
 #include <chrono>
 #include <cstddef>
@@ -86,6 +87,8 @@ public:
 
     // Reply faults in force.
     CFaults& Faults();
+    // The traffic generators NVT_DATAGEN drives (the server advances them by its clock).
+    CTrafficGenerators& Generators();
 
     // A snapshot taken by the server thread between two rounds of its loop (so after it has
     // dropped what expired by its clock), or of the stopped server.

@@ -13,6 +13,12 @@ inline constexpr int32_t kStatusErrorResponse = -105;
 inline constexpr int32_t kStatusInvalidParameter = -304;
 // The traffic generator is not part of this server.
 inline constexpr int32_t kStatusNoDataGen = -306;
+// The traffic generator was asked for its status or a new rate before it was started.
+inline constexpr int32_t kStatusDataGenNotStarted = -307;
+// NVT_DATAGEN with a command the generator does not know.
+inline constexpr int32_t kStatusUnknownDataGenRequest = -400;
+// No traffic generator at the destination ID (or its control structure is not where named).
+inline constexpr int32_t kStatusNoGenerator = -402;
 // No response came back within the time-out: the request or its response was lost.
 inline constexpr int32_t kStatusTimeout = -310;
 // Flash of the server host: absent, or write protected.

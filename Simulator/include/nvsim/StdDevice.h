@@ -48,7 +48,25 @@ inline constexpr uint32_t kPortControl2 = 0x54; // + 32 n
 inline constexpr uint32_t kErrorStatus = 0x58;  // + 32 n
 inline constexpr uint32_t kPortControl = 0x5C;  // + 32 n
 inline constexpr uint32_t kPortStride = 0x20;
+// Error Management Extensions block (RapidIO Part 8, 2.3), after the LP-Serial block, and its
+// per-port registers, relative to the block, 0x40 apart from port to port.
+inline constexpr uint32_t kErrorBlock = 0x1000;
+inline constexpr uint32_t kErrorDetect = 0x40;     // Port n Error Detect CSR
+inline constexpr uint32_t kErrorRateEnable = 0x44; // Port n Error Rate Enable CSR
+inline constexpr uint32_t kErrorCapture = 0x48;    // Port n Attributes Capture CSR
+inline constexpr uint32_t kErrorRate = 0x68;       // Port n Error Rate CSR
+inline constexpr uint32_t kErrorThreshold = 0x6C;  // Port n Error Rate Threshold CSR
+inline constexpr uint32_t kErrorPortStride = 0x40;
 } // namespace reg
+
+// Bits of Port n Error Detect and Port n Error Rate Enable (RapidIO Part 8, 2.3.2.10 and
+// 2.3.2.11; bit 0 the least significant here, so RapidIO bit 13 is bit 18).
+namespace errdetect
+{
+inline constexpr uint32_t kNackReceived = 1u << 20;    // received packet-not-accepted control symbol
+inline constexpr uint32_t kUnexpectedAckId = 1u << 19; // received packet with unexpected ackID
+inline constexpr uint32_t kBadCrc = 1u << 18;          // received packet with bad CRC
+} // namespace errdetect
 
 // Bits of Port n Error and Status (bit 0 the least significant).
 namespace errstat
@@ -101,6 +119,10 @@ public:
     std::optional<std::vector<uint8_t>> MulticastPorts(uint32_t ulDestId, bool bLarge,
                                                        uint8_t uchIngressPort) const override;
     bool PortEnabled(uint8_t uchPort) const override;
+    // The standard's error management of a port: errors of the link set their Port n Error
+    // Detect bits and, where enabled, count in Port n Error Rate.
+    void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                        const SPacketInfo& packet) override;
     // The rates Port n Control 2 has enabled, of those the port supports.
     uint32_t PortSpeeds(uint8_t uchPort) const override;
 
@@ -149,6 +171,9 @@ private:
     void InstallMulticastRegisters();
     void InstallLpSerialBlock();
     void InstallPortRegisters(uint8_t uchPort);
+    void InstallErrorManagementBlock();
+    // Notes ulCount errors of one kind (an errdetect bit, with its capture error type) at a port.
+    void DetectError(uint8_t uchPort, uint32_t ulBit, uint32_t ulErrorType, uint32_t ulCount);
 
     uint32_t RoutePortRead(const SRegAccess& access) const;
     void RoutePortWrite(uint32_t ulValue, const SRegAccess& access);

@@ -50,6 +50,23 @@ CIdtGen1Switch::CIdtGen1Switch(std::string strName, SDeviceConfig config, bool b
 {
     for (uint32_t r = 0; r < m_ulQuads; ++r)
         SetReg(kQuadControl + kQuadStride * r, (bFourPortQuads ? kFourPorts : 0) | kRate3125);
+
+    // Per-port counters at 0xF40000 + 0x100 n, the addresses the client's performance monitor
+    // reads for these parts (Port ACK 0x10, Port NACK 0x14, PPS Packet 0x18, Switch Packet 0x1C,
+    // Trace Match 1 to 4 at 0x20 to 0x2C, Filter Match 1 to 4 at 0x30 to 0x3C). The parts' manuals
+    // could not be found; assumptions: the ACK and NACK counters count the packet-accepted and
+    // packet-not-accepted symbols the port sends (as the Gen2 parts' counters at the same
+    // addresses do), the PPS Packet Counter the packets the port receives and the Switch Packet
+    // Counter the packets it transmits; they always count and clear on read, as the Gen2 ones
+    // do. Trace and filter matches are not modelled: those counters stay 0.
+    std::vector<SCounterDef> counters = {{0x10, ECountSource::Event, ELinkEvent::AckSent},
+                                         {0x14, ECountSource::Event, ELinkEvent::NackSent},
+                                         {0x18, ECountSource::RxPackets},
+                                         {0x1C, ECountSource::TxPackets}};
+    for (uint32_t k = 0; k < 8; ++k)
+        counters.push_back({0x20 + 4 * k, ECountSource::Nothing});
+    m_pCounters = std::make_unique<CCounterBank>(kCounterBase, kCounterPortStride, PortCount(),
+                                                 std::move(counters), true);
 }
 
 int CIdtGen1Switch::QuadOf(uint8_t uchPort) const

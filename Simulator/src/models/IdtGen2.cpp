@@ -28,6 +28,7 @@ constexpr uint32_t kLaneReset = 0x00001E80;
 constexpr uint16_t kCps1848 = 0x0374;
 constexpr uint16_t kCps1432 = 0x0375;
 constexpr uint16_t kSps1616 = 0x0378;
+constexpr uint16_t kVps1616 = 0x0377;
 
 using SPortLanes = CIdtGen2Switch::SPortLanes;
 
@@ -151,6 +152,47 @@ CIdtGen2Switch::CIdtGen2Switch(std::string strName, SDeviceConfig config)
                     SetReg(kDeviceReset, ulNew);
             });
     InstallMulticastMasks();
+    InstallCounters();
+}
+
+void CIdtGen2Switch::InstallCounters()
+{
+    // The per-port statistics counters (CPS1848.h of IDT's Device Access Routines: CPS1848_PORT_X_OPS
+    // 0xF40004 with CNTRS_EN 0x04000000, and the counters CPS1848_PORT_X_VC0_PA_TX_CNTR 0xF40010 to
+    // CPS1848_PORT_X_RETRY_CNTR 0xF400CC, each + 0x100 n). The DAR's statistics routines
+    // (CPS_rio_sc_read_ctrs: total += the value read; enabling a port reads every counter to zero
+    // it) show that they clear on read and count only while CNTRS_EN is set, which is clear at
+    // reset. What each counts, from the DAR's names: packet-accepted (PA), packet-not-accepted
+    // (NACK) and packet-retry symbols sent and received, packets sent and received, packets the
+    // port's crosspoint buffer passed into the switch (CPB: received less dropped), packets dropped
+    // on the way in and out, dropped after too many CRC errors, and congestion retries (RETRY_CNTR:
+    // here the retries the port sent for want of buffers). All traffic travels on VC0: the TTL
+    // counter, the trace and filter match counters and the VPS-1616's VC1 and VC5 counters
+    // (0xF40074 to 0xF400C8: eleven per VC, in the VC0 order without the NACK counters) stay 0.
+    std::vector<SCounterDef> counters = {{0x10, ECountSource::Event, ELinkEvent::AckSent},
+                                         {0x14, ECountSource::Event, ELinkEvent::NackSent},
+                                         {0x18, ECountSource::Event, ELinkEvent::RetrySent},
+                                         {0x1C, ECountSource::TxPackets},
+                                         {0x40, ECountSource::Event, ELinkEvent::AckReceived},
+                                         {0x44, ECountSource::Event, ELinkEvent::NackReceived},
+                                         {0x48, ECountSource::Event, ELinkEvent::RetryReceived},
+                                         {0x4C, ECountSource::RxForwarded},
+                                         {0x50, ECountSource::RxPackets},
+                                         {0x64, ECountSource::Event, ELinkEvent::DroppedRx},
+                                         {0x68, ECountSource::Event, ELinkEvent::DroppedTx},
+                                         {0x6C, ECountSource::Nothing},
+                                         {0x70, ECountSource::Event, ELinkEvent::CrcLimitDrop},
+                                         {0xCC, ECountSource::Event, ELinkEvent::RetrySent}};
+    for (uint32_t k = 0; k < 8; ++k)
+        counters.push_back({0x20 + 4 * k, ECountSource::Nothing});
+    if (Config().wDeviceId == kVps1616)
+    {
+        for (uint32_t ulAt = 0x74; ulAt <= 0xC8; ulAt += 4)
+            counters.push_back({ulAt, ECountSource::Nothing});
+    }
+    m_pCounters = std::make_unique<CCounterBank>(
+        kCounterBase, kCounterPortStride, PortCount(), std::move(counters), true,
+        [this](uint8_t uchPort) { return (Reg(PortOperations(uchPort)) & kCountersEnable) != 0; });
 }
 
 void CIdtGen2Switch::InstallMulticastMasks()

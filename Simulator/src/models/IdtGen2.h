@@ -42,6 +42,9 @@ public:
 
     static constexpr uint32_t kMulticastMasks = 40;
     static constexpr uint32_t kBroadcastMask = 0xF30000;
+    // Port n Operations (CPS1848_PORT_X_OPS) and its counter enable bit.
+    static constexpr uint32_t PortOperations(uint8_t uchPort) { return 0xF40004 + 0x100 * uchPort; }
+    static constexpr uint32_t kCountersEnable = 0x04000000;
     static constexpr uint32_t PortMaskRegister(uint8_t uchPort, uint32_t ulMask)
     {
         return 0xF38000 + 0x100 * uchPort + 4 * ulMask;
@@ -64,6 +67,7 @@ protected:
 
 private:
     void InstallMulticastMasks();
+    void InstallCounters();
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);

@@ -111,8 +111,27 @@ int CIdtSwitch::WindowOf(uint32_t ulOffset, uint32_t* pulIndex) const
     return static_cast<int>(ulTable);
 }
 
+void CIdtSwitch::CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                              uint64_t ullPayloadBytes)
+{
+    CStdDevice::CountPackets(uchPort, bTransmit, packet, ulCount, ullPayloadBytes);
+    if (m_pCounters)
+        m_pCounters->CountPackets(uchPort, bTransmit, packet, ulCount, ullPayloadBytes);
+}
+
+void CIdtSwitch::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet)
+{
+    CStdDevice::CountLinkEvent(uchPort, eEvent, ulCount, packet);
+    if (m_pCounters)
+        m_pCounters->CountLinkEvent(uchPort, eEvent, ulCount, packet);
+}
+
 uint32_t CIdtSwitch::ReadRegister(uint32_t ulOffset, const SRegAccess& access)
 {
+    uint32_t ulCount = 0;
+    if (m_pCounters && m_pCounters->Read(ulOffset, &ulCount))
+        return ulCount;
     uint32_t ulIndex = 0;
     const int nWindow = WindowOf(ulOffset & 0xFFFFFC, &ulIndex);
     if (nWindow == -2)
@@ -123,6 +142,8 @@ uint32_t CIdtSwitch::ReadRegister(uint32_t ulOffset, const SRegAccess& access)
 void CIdtSwitch::WriteRegister(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask,
                                const SRegAccess& access)
 {
+    if (m_pCounters && m_pCounters->Holds(ulOffset))
+        return; // the counters are read-only
     uint32_t ulIndex = 0;
     const int nWindow = WindowOf(ulOffset & 0xFFFFFC, &ulIndex);
     if (nWindow == -2)

@@ -18,9 +18,11 @@
 // the 70K200, extended configuration through 0x70 bit 31 four entries at a time).
 #pragma once
 
+#include "models/CounterBank.h"
 #include "nvsim/StdDevice.h"
 
 #include <array>
+#include <memory>
 #include <vector>
 
 namespace nvsim::models
@@ -56,10 +58,22 @@ public:
     uint8_t RouteEntry(uint32_t ulDestId, uint8_t uchTable = 0) const override;
     void SetRouteEntry(uint32_t ulDestId, uint8_t uchPort, int nTable = -1) override;
 
+    // The per-port performance counters at 0xF40000 + 0x100 n (the family's layout, set by the
+    // Gen1 and Gen2 models).
+    void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                      uint64_t ullPayloadBytes) override;
+    void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                        const SPacketInfo& packet) override;
+
 protected:
     // The ports of multicast mask ulMask as a packet entering on uchIngressPort sees it; false when
     // the part has no such mask (the base: no masks; the packet is dropped).
     virtual bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const;
+
+    // Base of the per-port counter registers; port n's are 0x100 n further on.
+    static constexpr uint32_t kCounterBase = 0xF40000;
+    static constexpr uint32_t kCounterPortStride = 0x100;
+    std::unique_ptr<CCounterBank> m_pCounters;
 
 private:
     // The entry that decides where a packet goes: the port table of the ingress port (or the one

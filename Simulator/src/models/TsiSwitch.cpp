@@ -25,6 +25,7 @@ CTsiSwitch::CTsiSwitch(std::string strName, SDeviceConfig config)
 {
     m_cursors.assign(PortCount() + 1u, 0);
     m_autoIncrement.assign(PortCount() + 1u, false);
+    m_perf.assign(PortCount(), {});
     // Every pair comes out of reset at 3.125 Gbaud with its lanes powered, unless a link says
     // otherwise (the reset rate follows the part's pin straps).
     for (uint8_t n = 0; n < PortCount(); n += 2)
@@ -80,8 +81,84 @@ uint32_t& CTsiSwitch::Cursor(int nTable)
     return m_cursors[nTable < 0 ? PortCount() : nTable];
 }
 
+uint32_t CTsiSwitch::PerfControl(uint8_t uchPort, uint32_t k) const
+{
+    const uint32_t ulWord = Reg(kPerfControl + 4 * (k / 2) + kPairStride * uchPort);
+    return (k % 2 == 0 ? ulWord >> 16 : ulWord) & 0xFFFF;
+}
+
+void CTsiSwitch::AddPerf(uint8_t uchPort, uint8_t uchPriority,
+                         const std::function<uint64_t(uint32_t, bool)>& fnAmount)
+{
+    if (!IsTsi57x() || uchPort >= PortCount())
+        return;
+    for (uint32_t k = 0; k < kPerfCounters; ++k)
+    {
+        const uint32_t ulControl = PerfControl(uchPort, k);
+        if (!(ulControl & (0x1000u << (uchPriority & 3))))
+            continue;
+        m_perf[uchPort][k] += static_cast<uint32_t>(fnAmount(ulControl & 0x7, (ulControl & 0x100) != 0));
+    }
+}
+
+void CTsiSwitch::CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                              uint64_t ullPayloadBytes)
+{
+    CStdDevice::CountPackets(uchPort, bTransmit, packet, ulCount, ullPayloadBytes);
+    AddPerf(uchPort, packet.uchPriority,
+            [&](uint32_t ulType, bool bTx) -> uint64_t
+            {
+                if (bTx != bTransmit)
+                    return 0;
+                switch (ulType)
+                {
+                case 0: // unicast request packets
+                    return !packet.bMulticast && packet.IsRequest() ? ulCount : 0;
+                case 1: // unicast packets
+                    return !packet.bMulticast ? ulCount : 0;
+                case 4: // unicast data, 4 bytes a unit
+                    return !packet.bMulticast ? (ullPayloadBytes + 3) / 4 : 0;
+                case 5: // multicast packets
+                    return packet.bMulticast ? ulCount : 0;
+                case 7: // multicast data
+                    return packet.bMulticast ? (ullPayloadBytes + 3) / 4 : 0;
+                default:
+                    return 0;
+                }
+            });
+}
+
+void CTsiSwitch::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                                const SPacketInfo& packet)
+{
+    CStdDevice::CountLinkEvent(uchPort, eEvent, ulCount, packet);
+    const bool bSent =
+        eEvent == ELinkEvent::AckSent || eEvent == ELinkEvent::NackSent || eEvent == ELinkEvent::RetrySent;
+    const bool bReceived = eEvent == ELinkEvent::AckReceived || eEvent == ELinkEvent::NackReceived ||
+                           eEvent == ELinkEvent::RetryReceived;
+    if (!bSent && !bReceived)
+        return;
+    const bool bRetry = eEvent == ELinkEvent::RetrySent || eEvent == ELinkEvent::RetryReceived;
+    AddPerf(uchPort, packet.uchPriority,
+            [&](uint32_t ulType, bool bTx) -> uint64_t
+            {
+                if (bTx != bSent)
+                    return 0;
+                return ulType == 3 || (ulType == 2 && bRetry) ? ulCount : 0;
+            });
+}
+
 uint32_t CTsiSwitch::ReadRegister(uint32_t ulOffset, const SRegAccess& access)
 {
+    if (IsTsi57x() && ulOffset >= kPerfCounter && ulOffset < kPerfCounter + kPairStride * PortCount() &&
+        (ulOffset - kPerfCounter) % kPairStride < 4 * kPerfCounters)
+    {
+        uint32_t& ulCount =
+            m_perf[(ulOffset - kPerfCounter) / kPairStride][((ulOffset - kPerfCounter) % kPairStride) / 4];
+        const uint32_t ulRead = ulCount;
+        ulCount = 0; // clears on read
+        return ulRead;
+    }
     uint32_t ulValue = 0;
     if (m_pI2c && m_pI2c->Read(ulOffset, &ulValue))
         return ulValue;

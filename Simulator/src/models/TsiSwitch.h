@@ -19,6 +19,18 @@
 // packet-not-accepted with a link-request/input-status (tsi57x.c), answered in the port's Link
 // Maintenance Response like a request through 0x140 + 32 n. Other values are kept unsent.
 //
+// Performance counters (Tsi57x only): six per port, SP{n}_PSC0 to PSC5 at 0x13040 to 0x13054 +
+// 0x100 n, each set up by a 16-bit half of SP{n}_PSC0n1_CTRL, PSC2n3_CTRL, PSC4n5_CTRL (0x13020,
+// 0x13024, 0x13028 + 0x100 n; the even counter in the upper half): the type in bits 2..0 (0 unicast
+// request packets, 1 unicast packets, 2 retry symbols, 3 all control symbols, 4 unicast data in
+// 4-byte units, 5 multicast packets, 6 multicast-event symbols, 7 multicast data in 4-byte
+// units), the direction in bit 8 (1 transmitted, 0 received) and the priorities counted in bits
+// 15..12 (bit 12 priority 0). Sources: Tsi578.h of IDT's Device Access Routines as published by
+// the RapidIO Trade Association (TSI578_SPX_PSC0N1_CTRL_PS1_TYPE/DIR/PRIO0..3, TSI578_SPX_PSCY),
+// and its statistics routines (rio_sc_cfg_tsi57x_ctr: the type values; tsi57x_rio_sc_read_ctrs
+// adds each value read to its total, so the counters clear on read). Assumptions: the controls are
+// 0 at reset (nothing counted), and multicast-event symbols are not modelled.
+//
 // Default route: the Tsi56x have it at 0x7C (the HAL writes it there), the Tsi57x at the
 // standard 0x78; it serves IDs beyond the table.
 #pragma once
@@ -26,6 +38,8 @@
 #include "models/I2cMaster.h"
 #include "nvsim/StdDevice.h"
 
+#include <array>
+#include <functional>
 #include <memory>
 
 namespace nvsim::models
@@ -48,6 +62,15 @@ public:
     // The I2C master and its EEPROM (Tsi57x); null on the Tsi56x.
     CI2cMaster* I2c() { return m_pI2c.get(); }
 
+    void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
+                      uint64_t ullPayloadBytes) override;
+    void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
+                        const SPacketInfo& packet) override;
+
+    static constexpr uint32_t kPerfControl = 0x13020; // + 4 (k / 2) + 0x100 n
+    static constexpr uint32_t kPerfCounter = 0x13040; // + 4 k + 0x100 n
+    static constexpr uint32_t kPerfCounters = 6;
+
 private:
     bool IsTsi57x() const;
     uint32_t SerdesWord(uint8_t uchPort) const;
@@ -55,10 +78,17 @@ private:
     // of the pair; false when the offset is neither.
     bool RoutePair(uint32_t ulOffset, int* pnTable, bool* pbPortRegister) const;
     uint32_t& Cursor(int nTable);
+    // The 16-bit control of performance counter k of a port.
+    uint32_t PerfControl(uint8_t uchPort, uint32_t k) const;
+    // Adds to the counters of a port whose control matches: fnAmount gives the amount for a
+    // counter of that type and direction (0: does not count it).
+    void AddPerf(uint8_t uchPort, uint8_t uchPriority,
+                 const std::function<uint64_t(uint32_t, bool)>& fnAmount);
 
     std::unique_ptr<CI2cMaster> m_pI2c;
     // The entry each DestID register selects: one per port, the broadcast pair's last.
     std::vector<uint32_t> m_cursors;
     std::vector<bool> m_autoIncrement;
+    std::vector<std::array<uint32_t, kPerfCounters>> m_perf; // per port
 };
 } // namespace nvsim::models
