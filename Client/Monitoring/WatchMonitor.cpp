@@ -432,8 +432,8 @@ void CWatchMonitor::WriteLogLine(int i)
             .arg(record.Time)
             .arg(record.iNode + 1, -3)
             .arg(QString::asprintf("%04X", item.uDestID))
-            .arg(item.RegName, item.BFName, WatchValueText(item.uNewValue, item.iNumBits, DisplayBase(), true),
-                 record.Trigger)
+            .arg(item.RegName, item.BFName,
+                 WatchValueText(item.uNewValue, item.iNumBits, DisplayBase(), true), record.Trigger)
             .arg(item.iNumEvents);
     m_LogRecords.push_back(record);
     AddLogLine(strLine);
@@ -450,9 +450,9 @@ void CWatchMonitor::AddLogLine(const QString& strLine)
 
 bool CWatchMonitor::SaveLog()
 {
-    const QString strPath = UI().ChooseFile(true, QStringLiteral("Save Log"),
-                                            QStringLiteral("Text Files (*.txt)|*.txt|All Files|*.*||"),
-                                            QStringLiteral(".txt"));
+    const QString strPath =
+        UI().ChooseFile(true, QStringLiteral("Save Log"),
+                        QStringLiteral("Text Files (*.txt)|*.txt|All Files|*.*||"), QStringLiteral(".txt"));
     return !strPath.isEmpty() && SaveLog(strPath);
 }
 

@@ -22,7 +22,7 @@ class IRegisterTransport;
 // One logged line as data, for the watch report.
 struct SWatchLogRecord
 {
-    QString Time; // "%d/%m/%Y %H:%M:%S"
+    QString Time;  // "%d/%m/%Y %H:%M:%S"
     int iNode = 0; // node number (not plus one)
     QString RegName;
     QString BFName;

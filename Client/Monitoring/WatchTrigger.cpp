@@ -182,7 +182,9 @@ QString WatchValueText(uint32_t uValue, int iNumBits, int nBase, bool bTail)
     }
     if (bTail)
     {
-        strDigits += nBase == 16 ? QStringLiteral("h") : nBase == 2 ? QStringLiteral("b") : QStringLiteral("d");
+        strDigits += nBase == 16  ? QStringLiteral("h")
+                     : nBase == 2 ? QStringLiteral("b")
+                                  : QStringLiteral("d");
     }
     return strDigits;
 }

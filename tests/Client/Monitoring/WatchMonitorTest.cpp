@@ -1,6 +1,7 @@
 // Watch items at work on an in-process simulated fabric found by discovery: a host, a CPS-1848 and
 // two endpoints. The tests change a register in the fabric between ticks and look at what the
 // triggers, the actions, the log and the failures make of it.
+#include "WatchMonitor.h"
 #include "ClientSimFixture.h"
 #include "Discovery.h"
 #include "NumberText.h"
@@ -8,7 +9,6 @@
 #include "RegisterAccess.h"
 #include "RouteSearch.h"
 #include "TestSupport.h"
-#include "WatchMonitor.h"
 #include "WatchTrigger.h"
 
 #include <QFile>
@@ -21,12 +21,11 @@ constexpr uint32_t kTagOffset = 0x6C; // Component Tag CSR, read/write on every 
 
 std::string WatchFabric()
 {
-    return std::string(kHostLine) +
-           "device sw1 switch model=cps1848\n"
-           "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
-           "device ep2 endpoint memory id=0x0A largeid=0x000A\n"
-           "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
-           "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n";
+    return std::string(kHostLine) + "device sw1 switch model=cps1848\n"
+                                    "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+                                    "device ep2 endpoint memory id=0x0A largeid=0x000A\n"
+                                    "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
+                                    "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n";
 }
 
 // Register access straight on the fabric, counting reads; a test can close the link or make the
@@ -92,7 +91,8 @@ protected:
         m_pTransport = std::make_unique<CFabricTransport>(*m_pFabric);
         m_pMonitor = std::make_unique<CWatchMonitor>(m_map, *m_pTransport);
         m_pMonitor->clock = [] { return QDateTime(QDate(2024, 3, 7), QTime(9, 5, 2)); };
-        SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultBase"), QStringLiteral("16"));
+        SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultBase"),
+                              QStringLiteral("16"));
         m_ui.messages.clear();
     }
     void TearDown() override
@@ -114,9 +114,9 @@ protected:
     int WatchTag(const CPEPrimitive& pe, uint32_t ulInitial, int iFirst = 0, int iLast = 31)
     {
         SetTag(pe, ulInitial);
-        const int i = m_pMonitor->AddWatch(m_map.ActivePEs.GetIndexOf(&pe), pe.ShortDestID,
-                                           QStringLiteral("Component Tag CSR"), kTagOffset,
-                                           QStringLiteral("<All>"), iLast - iFirst + 1, iLast, iFirst, ulInitial);
+        const int i = m_pMonitor->AddWatch(
+            m_map.ActivePEs.GetIndexOf(&pe), pe.ShortDestID, QStringLiteral("Component Tag CSR"), kTagOffset,
+            QStringLiteral("<All>"), iLast - iFirst + 1, iLast, iFirst, ulInitial);
         m_pMonitor->SetPeriod(i, 1);
         EXPECT_TRUE(m_pMonitor->SetEnabled(i, true));
         return i;
@@ -200,10 +200,17 @@ TEST(WatchTrigger, EveryTypeHasItsBoundariesAndTexts)
     WatchItem item;
     item.uParam1 = 10;
     item.uParam2 = 0x20;
-    const char* const shown[] = {"BF Changes",      "BF != A",          "BF == A",
-                                 "BF > A",          "BF >= A",          "BF < A",
-                                 "BF <= A",         "A < BF < 20",      "A <= BF <= 20",
-                                 "(BF < A) || (BF > 20)", "(BF <= A) || (BF >= 20)"};
+    const char* const shown[] = {"BF Changes",
+                                 "BF != A",
+                                 "BF == A",
+                                 "BF > A",
+                                 "BF >= A",
+                                 "BF < A",
+                                 "BF <= A",
+                                 "A < BF < 20",
+                                 "A <= BF <= 20",
+                                 "(BF < A) || (BF > 20)",
+                                 "(BF <= A) || (BF >= 20)"};
     for (int eType = 0; eType < kNumWatchTriggers; ++eType)
     {
         item.eType = eType;
@@ -239,13 +246,17 @@ TEST(WatchTrigger, TypedTriggersInWordAndLabelForm)
     EXPECT_EQ(10u, uX1);
     EXPECT_EQ(20u, uX2);
     // The labels, with numbers for X1 and X2, blanks and brackets as one likes.
-    const std::pair<const char*, int> labels[] = {
-        {"BF != 3", eTriggerNotEqual},           {"BF==3", eTriggerEqualTo},
-        {"bf > 3", eTriggerGreaterThan},         {"BF >= 3", eTriggerGreaterThanOrEqualTo},
-        {"BF < 3", eTriggerLessThan},            {"BF<=3", eTriggerLessThanOrEqualTo},
-        {"3 < BF < 9", eTriggerBetweenExclusive}, {"3<=BF<=9", eTriggerBetweenInclusive},
-        {"(BF < 3) || (BF > 9)", eTriggerNotBetweenExclusive},
-        {"BF<=3||BF>=9", eTriggerNotBetweenInclusive}, {"BF Changes", eTriggerChange}};
+    const std::pair<const char*, int> labels[] = {{"BF != 3", eTriggerNotEqual},
+                                                  {"BF==3", eTriggerEqualTo},
+                                                  {"bf > 3", eTriggerGreaterThan},
+                                                  {"BF >= 3", eTriggerGreaterThanOrEqualTo},
+                                                  {"BF < 3", eTriggerLessThan},
+                                                  {"BF<=3", eTriggerLessThanOrEqualTo},
+                                                  {"3 < BF < 9", eTriggerBetweenExclusive},
+                                                  {"3<=BF<=9", eTriggerBetweenInclusive},
+                                                  {"(BF < 3) || (BF > 9)", eTriggerNotBetweenExclusive},
+                                                  {"BF<=3||BF>=9", eTriggerNotBetweenInclusive},
+                                                  {"BF Changes", eTriggerChange}};
     for (const auto& [pszText, eExpected] : labels)
     {
         EXPECT_EQ(QString(), ParseTriggerSpec(QString::fromLatin1(pszText), &eType, &uX1, &uX2)) << pszText;
@@ -304,7 +315,8 @@ TEST_F(CWatchTest, EachTriggerFiresOnTheRightValuesReadFromTheFabric)
         uint32_t uX1 = 0;
         uint32_t uX2 = 0;
         ASSERT_EQ(QString(), ParseTriggerSpec(QString::fromLatin1(step.pszTrigger), &eType, &uX1, &uX2));
-        ASSERT_TRUE(m_pMonitor->SetTrigger(i, eType, NumberToText(uX1, 16, true), NumberToText(uX2, 16, true)));
+        ASSERT_TRUE(
+            m_pMonitor->SetTrigger(i, eType, NumberToText(uX1, 16, true), NumberToText(uX2, 16, true)));
         EXPECT_EQ(QString::fromLatin1(step.pszTrigger), TriggerText(Item(i), 10));
         for (const auto& [uValue, bFires] : step.values)
         {
@@ -367,9 +379,10 @@ TEST_F(CWatchTest, LogModesAndTheLineOfALoggedPoll)
     SetTag(*m_pEp1, 2);
     m_pMonitor->Tick(); // all fire
     const int iNode = m_pEp1->iNodeNumber + 1;
-    const QString strHead = QStringLiteral("T=07/03/2024 09:05:02 NODE:%1 DESTID:0005h Reg='Component Tag CSR' "
-                                           "BF='<All>' Value=")
-                                .arg(iNode, -3);
+    const QString strHead =
+        QStringLiteral("T=07/03/2024 09:05:02 NODE:%1 DESTID:0005h Reg='Component Tag CSR' "
+                       "BF='<All>' Value=")
+            .arg(iNode, -3);
     EXPECT_EQ(QStringList({strHead + "00000001h Trigger='BF == 2' #Event=0",
                            strHead + "00000002h Trigger='BF == 2' #Event=1",
                            strHead + "00000002h Trigger='BF == 2' #Event=1"}),
@@ -478,14 +491,16 @@ TEST_F(CWatchTest, FailuresStopOnlyTheirItemAndTellWhy)
     m_pMonitor->Tick();
     EXPECT_TRUE(Item(iFine).bEnabled);
     EXPECT_FALSE(Item(iNoRoute).bEnabled);
-    EXPECT_EQ(QStringList({"Watch item 2 disabled.  Must synchronize routing tables."}), m_pMonitor->LogLines());
+    EXPECT_EQ(QStringList({"Watch item 2 disabled.  Must synchronize routing tables."}),
+              m_pMonitor->LogLines());
     EXPECT_TRUE(m_ui.messages.isEmpty()) << "the log tells, no message box";
 
     // A RapidIO error: the item stops with the status.
     m_pTransport->nReadStatus = -305;
     m_pMonitor->Tick();
     EXPECT_FALSE(Item(iFine).bEnabled);
-    EXPECT_EQ(QStringLiteral("Watch item 1 disabled due to RapidIO error -305"), m_pMonitor->LogLines().last());
+    EXPECT_EQ(QStringLiteral("Watch item 1 disabled due to RapidIO error -305"),
+              m_pMonitor->LogLines().last());
     m_pTransport->nReadStatus = 0;
 
     // A PE that is gone skips its poll and stays enabled.
@@ -522,7 +537,8 @@ TEST_F(CWatchTest, TheTriggerWindowsChecksAndTheTableCommands)
     const int i = WatchTag(*m_pEp1, 0x1F);
     int nModified = 0;
     m_pMonitor->onModified = [&nModified] { ++nModified; };
-    EXPECT_FALSE(m_pMonitor->SetTrigger(i, eTriggerBetweenExclusive, QStringLiteral("20"), QStringLiteral("20")));
+    EXPECT_FALSE(
+        m_pMonitor->SetTrigger(i, eTriggerBetweenExclusive, QStringLiteral("20"), QStringLiteral("20")));
     EXPECT_FALSE(m_pMonitor->SetTrigger(i, eTriggerEqualTo, QStringLiteral("xyz"), QString()));
     EXPECT_FALSE(m_pMonitor->SetTrigger(i, eTriggerEqualTo, QString(), QString()));
     EXPECT_EQ(QStringList({"X2 must be larger than X1", "Invalid data entry.", "Invalid data entry."}),
@@ -538,8 +554,17 @@ TEST_F(CWatchTest, TheTriggerWindowsChecksAndTheTableCommands)
     m_pMonitor->SetAction(i, eWatchActionHighlightPE);
     m_pMonitor->SetLog(i, eWatchLogTriggers);
     m_pMonitor->SetPeriod(i, 3);
-    const QStringList expected = {"1",  QString::number(m_pEp1->iNodeNumber + 1), "0005h", "Component Tag CSR",
-                                  "<All>", "0000001F", "BF < 5", "0", "Highlight PE", "Triggers", "3 Seconds"};
+    const QStringList expected = {"1",
+                                  QString::number(m_pEp1->iNodeNumber + 1),
+                                  "0005h",
+                                  "Component Tag CSR",
+                                  "<All>",
+                                  "0000001F",
+                                  "BF < 5",
+                                  "0",
+                                  "Highlight PE",
+                                  "Triggers",
+                                  "3 Seconds"};
     for (int c = 0; c < eWatchColCount; ++c)
     {
         EXPECT_EQ(expected[c], m_pMonitor->CellText(i, c)) << "column " << c;
