@@ -40,6 +40,20 @@ struct SWatchEvent
     WatchItem Item;
 };
 
+// A register or field handed to the watch table, as the register editor's "Add to Watch" gives it.
+struct SWatchRequest
+{
+    int iPEID = -1; // position of the PE in the active map's list
+    uint16_t uDestID = 0xFFFF;
+    QString RegName;
+    uint32_t uOffset = 0;
+    QString BFName = QStringLiteral("<All>");
+    int iNumBits = 32;
+    int iLast = 31; // last and first bit, RapidIO numbering
+    int iFirst = 0;
+    uint32_t ulValue = 0; // the register's stored value
+};
+
 // The event number of a watch trigger among the program's events.
 constexpr uint32_t kWatchTriggerEventID = 4;
 
@@ -82,6 +96,12 @@ public:
     // action None, trigger "BF Changes", both values the field's part of ulValue. Returns its index.
     int AddWatch(int iPEID, uint16_t uDestID, const QString& strRegName, uint32_t uOffset,
                  const QString& strBFName, int iNumBits, int iLast, int iFirst, uint32_t ulValue);
+
+    int AddWatch(const SWatchRequest& request)
+    {
+        return AddWatch(request.iPEID, request.uDestID, request.RegName, request.uOffset, request.BFName,
+                        request.iNumBits, request.iLast, request.iFirst, request.ulValue);
+    }
 
     // The check box of an item. Enabling while no link is open shows "You must be connected to the
     // target system before you can enable a watch item." and leaves it off. Returns the new state.
