@@ -34,8 +34,7 @@ namespace
 const SCliCommand* const kCommandTables[] = {
     g_aTargetCommands,     g_aDeviceCommands, g_aMapCommands,       g_aRegsCommands,
     g_aDiscoveryCommands,  g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands,
-    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands,
-    g_aWatchCommands};
+    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands,      g_aWatchCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
