@@ -10,6 +10,7 @@
 
 #include <QString>
 #include <algorithm>
+#include <utility>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -28,13 +29,14 @@ extern const SCliCommand g_aInitScriptCommands[];
 extern const SCliCommand g_aInitCommands[];
 extern const SCliCommand g_aVdidCommands[];
 extern const SCliCommand g_aHealthCommands[];
+extern const SCliCommand g_aWatchCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
-    g_aTargetCommands,     g_aDeviceCommands, g_aMapCommands,       g_aRegsCommands,
-    g_aDiscoveryCommands,  g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands,
-    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands,      g_aHealthCommands};
+    g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
+    g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
+    g_aVdidCommands,   g_aHealthCommands,    g_aWatchCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
@@ -92,7 +94,10 @@ int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::vector<std::string> args(argv + 1, argv + argc);
-    // The global options may stand anywhere; what is left is the command and its words.
+    // The global options may stand anywhere; what is left is the command and its words. A command
+    // may own a global option's name: after its word the option is the command's (watch's --log is
+    // its log of trigger lines, not the transaction log).
+    const std::vector<std::pair<std::string, std::string>> commandOptions = {{"watch", "--log"}};
     const std::vector<std::string> valueGlobals = {
         "--server",  "--port",      "--local-port",     "--log",
         "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
@@ -102,10 +107,13 @@ int main(int argc, char** argv)
     for (size_t i = 0; i < args.size(); ++i)
     {
         const std::string& strWord = args[i];
+        const bool bOwned =
+            !rest.empty() && std::find(commandOptions.begin(), commandOptions.end(),
+                                       std::make_pair(rest.front(), strWord)) != commandOptions.end();
         const bool bValue =
             std::find(valueGlobals.begin(), valueGlobals.end(), strWord) != valueGlobals.end();
         const bool bFlag = std::find(flagGlobals.begin(), flagGlobals.end(), strWord) != flagGlobals.end();
-        if (!bValue && !bFlag)
+        if (bOwned || (!bValue && !bFlag))
         {
             rest.push_back(strWord);
             continue;

@@ -467,6 +467,34 @@ void CMainFrame::InstallHandlers()
     InstallRegisterHandlers();
     m_pHealth = std::make_unique<CHealthMonitor>(m_core, *m_pView, *statusBar());
     m_pHealth->Install(Action(eCmdHealthMonitoring));
+    InstallWatchHandlers();
+}
+
+CWatchDlg& CMainFrame::WatchWindow()
+{
+    if (!m_pWatchDlg)
+    {
+        m_pWatchDlg = new CWatchDlg(m_core.Document(), ShellRegisterTransport(), this);
+        connect(m_pWatchDlg, &CWatchDlg::modified, this, [this] { m_core.SetModified(); });
+        connect(m_pWatchDlg, &CWatchDlg::mapRedraw, m_pView, &CChildView::Rebuild);
+    }
+    return *m_pWatchDlg;
+}
+
+void CMainFrame::InstallWatchHandlers()
+{
+    m_core.SetCommandHandler(eCmdViewWatchWindow,
+                             [this](const SCommandContext&)
+                             {
+                                 CWatchDlg& window = WatchWindow();
+                                 window.show();
+                                 window.raise();
+                                 window.activateWindow();
+                             });
+    m_core.SetCommandHandler(eCmdResetAllTriggers, [this](const SCommandContext&)
+                             { WatchWindow().Monitor().ClearAllHighlights(); });
+    m_core.SetCommandHandler(eCmdResetTrigger, [this](const SCommandContext& context)
+                             { WatchWindow().Monitor().ClearHighlight(context.iNode); });
 }
 
 CRegisterDlg& CMainFrame::OpenRegisterEditor()
@@ -475,6 +503,8 @@ CRegisterDlg& CMainFrame::OpenRegisterEditor()
     {
         m_pRegisterDlg = new CRegisterDlg(m_core.Document(), this);
         connect(m_pRegisterDlg, &CRegisterDlg::valuesChanged, this, &CMainFrame::ShowRegisterValues);
+        connect(m_pRegisterDlg, &CRegisterDlg::watchRequested, this,
+                [this](const SWatchRequest& request) { WatchWindow().AddWatch(request); });
     }
     m_pRegisterDlg->show();
     m_pRegisterDlg->raise();
@@ -584,6 +614,10 @@ void CMainFrame::OnMapChanged()
     {
         m_pRegisterDlg->DropStaleItems();
     }
+    if (m_pWatchDlg)
+    {
+        m_pWatchDlg->Rebuild();
+    }
     Action(eCmdActiveMap)->setChecked(!m_core.Document().bShowTemplate);
     Action(eCmdTemplateMap)->setChecked(m_core.Document().bShowTemplate);
 }
@@ -595,6 +629,11 @@ void CMainFrame::OnStatusChanged()
     if (m_pRegisterDlg)
     {
         m_pRegisterDlg->UpdateActions();
+    }
+    if (m_pWatchDlg && !m_core.IsConnected())
+    {
+        // Disconnecting stops every watch item.
+        m_pWatchDlg->Monitor().DisableAll();
     }
     m_pConnectionStatus->setText(m_core.ConnectionStatusText());
     m_pTransportStatus->setText(m_core.TransportStatusText());

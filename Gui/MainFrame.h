@@ -7,6 +7,7 @@
 #include "MainFrameCore.h"
 #include "NetworkCommands.h"
 #include "RegisterDlg.h"
+#include "WatchWnd.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -39,6 +40,8 @@ public:
     // The register editor and the find dialog, made when first asked for (null before).
     CRegisterDlg* RegisterEditor() const { return m_pRegisterDlg; }
     CFindRegisterDlg* FindRegisterDialog() const { return m_pFindDlg; }
+    // The watch window, made when first needed; its timer runs from then on.
+    CWatchDlg& WatchWindow();
     // The action of a main menu command (the first, when a command stands twice).
     QAction* Action(ECommand eCommand) const;
 
@@ -70,6 +73,7 @@ private:
     void ShowSelectedItemInfo();
     void SetMapSize();
     void InstallRegisterHandlers();
+    void InstallWatchHandlers();
     CRegisterDlg& OpenRegisterEditor();
     // After register values changed: the browser and the editor show them.
     void ShowRegisterValues();
@@ -88,4 +92,5 @@ private:
     QPointer<CRegisterDlg> m_pRegisterDlg;
     QPointer<CFindRegisterDlg> m_pFindDlg;
     std::unique_ptr<CHealthMonitor> m_pHealth;
+    QPointer<CWatchDlg> m_pWatchDlg;
 };

@@ -58,6 +58,16 @@ int CQtUserInterface::Ask(const QString& strText, const QString& strTitle, bool 
     }
 }
 
+void CQtUserInterface::ShowNotice(const QString& strText, const QString& strTitle)
+{
+    auto* pBox = new QMessageBox(QMessageBox::Information, strTitle, strText, QMessageBox::Ok, m_pParent);
+    pBox->setObjectName(QStringLiteral("NoticeWindow"));
+    pBox->setWindowFlag(Qt::WindowStaysOnTopHint);
+    pBox->setWindowModality(Qt::NonModal);
+    pBox->setAttribute(Qt::WA_DeleteOnClose);
+    pBox->show();
+}
+
 void CQtUserInterface::Beep()
 {
     QApplication::beep();

@@ -21,6 +21,8 @@ public:
     void ShowMessage(const QString& strText, const QString& strTitle, EMessageKind eKind) override;
     int Ask(const QString& strText, const QString& strTitle, bool bWithCancel) override;
     void Beep() override;
+    // A modeless message box that stays on top and closes itself when dismissed.
+    void ShowNotice(const QString& strText, const QString& strTitle) override;
     void SetBusy(bool bBusy) override;
     QString ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
                        const QString& strDefaultName) override;

@@ -1312,13 +1312,32 @@ void CRegisterDlg::AddToWatch(int iItem, int iField)
     {
         return;
     }
-    (void)iField;
-    if (!StoredValue(iItem))
+    const SRegisterValue* pValue = StoredValue(iItem);
+    if (!pValue)
     {
         ShowMessage(QStringLiteral("Please upload the register first."), EMessageKind::Information);
         return;
     }
-    ShowMessage(NotAvailableText(eCmdViewWatchWindow), EMessageKind::Information);
+    const RegisterItem& item = m_Items[static_cast<size_t>(iItem)];
+    if (item.bIO || item.eType != eTOCRegister)
+    {
+        ShowMessage(QStringLiteral("Only maintenance registers can be watched."), EMessageKind::Information);
+        return;
+    }
+    SWatchRequest request;
+    request.iPEID = m_document.ActivePEs.GetIndexOf(item.pPE);
+    request.uDestID = item.pPE->bUsesDestID ? item.pPE->GetDestID() : uint16_t(0xFFFF);
+    request.RegName = item.pRegister->Name;
+    request.uOffset = item.uOffset;
+    request.ulValue = pValue->uValue;
+    if (const CBitField* pField = iField >= 0 ? item.pRegister->GetBitField(iField) : nullptr)
+    {
+        request.BFName = pField->Name;
+        request.iNumBits = pField->iNumBits;
+        request.iLast = pField->iLastBit;
+        request.iFirst = pField->iFirstBit;
+    }
+    emit watchRequested(request);
 }
 
 void CRegisterDlg::OnPopup(int iItem, int iField, const QPoint& globalAt)

@@ -6,6 +6,8 @@
 
 #include "RegisterAccess.h"
 
+#include "WatchMonitor.h"
+
 #include <QMainWindow>
 #include <QPointer>
 #include <QWidget>
@@ -191,6 +193,8 @@ public:
 signals:
     // Register values of the map were read, written or edited here.
     void valuesChanged();
+    // "Add to Watch" on a register with a stored value.
+    void watchRequested(const SWatchRequest& request);
 
 protected:
     bool eventFilter(QObject* pObject, QEvent* pEvent) override;

@@ -223,7 +223,7 @@ void CNetworkDocument::ApplyWatchHighlights()
 {
     for (WatchItem& item : WatchItems)
     {
-        if (item.eAction != eWatchActionHighlightPE || !item.bHighlighted)
+        if (item.eAction != eWatchActionHighlightPE || !item.bEnabled || !item.bHighlighted)
         {
             continue;
         }

@@ -49,6 +49,12 @@ public:
         (void)bSave, (void)strTitle, (void)strFilter, (void)strDefaultName;
         return QString();
     }
+    // A notice that doesn't wait for an answer: a small window that stays on top of the others
+    // while the program goes on (a watch trigger's). Without a window it is a message.
+    virtual void ShowNotice(const QString& strText, const QString& strTitle)
+    {
+        ShowMessage(strText, strTitle, EMessageKind::Information);
+    }
     // A directory; an empty text when the person cancels.
     virtual QString ChooseDirectory(const QString& strPrompt)
     {

@@ -19,6 +19,8 @@
 #include "RegisterValueList.h"
 #include "SimTransport.h"
 #include "TestSupport.h"
+#include "TriggerDlg.h"
+#include "WatchWnd.h"
 #include "nvsim/Topology.h"
 
 #include <QCheckBox>
@@ -26,8 +28,12 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
 #include <QScrollArea>
+#include <QTableWidget>
 #include <QTest>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include <set>
@@ -554,12 +560,29 @@ TEST_F(RegisterEditorTest, OpeningAsksToUploadEachRegisterWhileALinkIsOpen)
     EXPECT_EQ(nullptr, dialog.StoredValue(0));
     ASSERT_NE(nullptr, dialog.StoredValue(1));
     EXPECT_FALSE(dialog.StoredValue(1)->bFlag);
-    // Add to Watch needs a value first.
+    // Add to Watch needs a value first; a field goes with its own bits, the register as "<All>".
+    std::vector<SWatchRequest> requests;
+    QObject::connect(&dialog, &CRegisterDlg::watchRequested,
+                     [&requests](const SWatchRequest& request) { requests.push_back(request); });
     dialog.AddToWatch(0, -1);
+    EXPECT_EQ(QStringList({"Please upload the register first."}), m_pUI->messages);
+    EXPECT_TRUE(requests.empty());
     dialog.AddToWatch(1, 2);
-    EXPECT_EQ(QStringList({"Please upload the register first.",
-                           "\"Watch Window\" is not available in this version of Norvanta yet."}),
-              m_pUI->messages);
+    dialog.AddToWatch(1, -1);
+    ASSERT_EQ(2u, requests.size());
+    EXPECT_EQ(QStringLiteral("Component Tag CSR"), requests[0].RegName);
+    EXPECT_EQ(0x6Cu, requests[0].uOffset);
+    EXPECT_EQ(QStringLiteral("Tag Flag"), requests[0].BFName);
+    EXPECT_EQ(1, requests[0].iNumBits);
+    EXPECT_EQ(20, requests[0].iFirst);
+    EXPECT_EQ(20, requests[0].iLast);
+    EXPECT_EQ(dialog.StoredValue(1)->uValue, requests[0].ulValue);
+    EXPECT_EQ(0, requests[0].iPEID);
+    EXPECT_EQ(0x01, requests[0].uDestID);
+    EXPECT_EQ(QStringLiteral("<All>"), requests[1].BFName);
+    EXPECT_EQ(32, requests[1].iNumBits);
+    EXPECT_EQ(0, requests[1].iFirst);
+    EXPECT_EQ(31, requests[1].iLast);
 
     // A question told not to come back takes its stored answer; without a link nothing is asked.
     m_pUI->questions.clear();
@@ -902,3 +925,173 @@ TEST_F(RegisterEditorTest, LoadRegistersWarnsThenWritesTheFileToThePE)
     EXPECT_TRUE(m_pUI->questions.isEmpty());
 }
 } // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The watch window, fed by the editor's Add to Watch and polling the host's own device.
+
+namespace
+{
+// Width a cell needs to show its text unclipped: the text and the cell's margins (and the check
+// box of the first column).
+int NeededWidth(const QTableWidget& table, int iRow, int iColumn)
+{
+    const QTableWidgetItem* pCell = table.item(iRow, iColumn);
+    const int iText = table.fontMetrics().horizontalAdvance(pCell ? pCell->text() : QString());
+    return iText + (iColumn == 0 ? 20 : 6);
+}
+} // namespace
+
+TEST_F(RegisterEditorTest, AddToWatchFillsTheWatchWindowWhosePollsFireTheTrigger)
+{
+    auto pEditor = HostEditor(0x12345678);
+    CWatchDlg& window = m_pFrame->WatchWindow();
+    QObject::connect(pEditor.get(), &CRegisterDlg::watchRequested, &window,
+                     [&window](const SWatchRequest& request) { window.AddWatch(request); });
+    EXPECT_TRUE(window.Timer()->isActive());
+    EXPECT_EQ(1000, window.Timer()->interval());
+    pEditor->AddToWatch(1, 3); // Tag Low, bits 24 to 31
+    EXPECT_TRUE(window.isVisible());
+    QTableWidget* pTable = window.Table();
+    ASSERT_EQ(1, pTable->rowCount());
+    const QStringList expected = {"1", "1",    "0001h", "Component Tag CSR", "Tag Low", "78", "BF Changes",
+                                  "0", "None", "None",  "5 Seconds"};
+    for (int c = 0; c < eWatchColCount; ++c)
+    {
+        EXPECT_EQ(expected[c], pTable->item(0, c)->text()) << "column " << c;
+    }
+    EXPECT_EQ(QStringLiteral("Updt Period"), pTable->horizontalHeaderItem(eWatchColPeriod)->text());
+    EXPECT_EQ(Qt::Unchecked, pTable->item(0, 0)->checkState());
+    EXPECT_TRUE(m_pFrame->Core().IsModified());
+
+    // The check box enables the item; five ticks make a poll of the changed register.
+    pTable->item(0, 0)->setCheckState(Qt::Checked);
+    ASSERT_TRUE(Document().WatchItems[0].bEnabled);
+    window.Monitor().SetAction(0, eWatchActionHighlightPE);
+    window.Monitor().SetLog(0, eWatchLogTriggers);
+    ASSERT_EQ(0, m_pTransport->MaintWrite(kHostID, 0, 0x6C, 0x123456A0));
+    for (int t = 0; t < 4; ++t)
+    {
+        window.Monitor().Tick();
+    }
+    EXPECT_EQ(QStringLiteral("78"), pTable->item(0, eWatchColValue)->text()) << "not polled yet";
+    window.Monitor().Tick();
+    EXPECT_EQ(QStringLiteral("A0"), pTable->item(0, eWatchColValue)->text());
+    EXPECT_EQ(QStringLiteral("1"), pTable->item(0, eWatchColEvents)->text());
+    EXPECT_NE(pTable->item(0, eWatchColValue)->background(), QBrush()) << "the fired row is marked";
+    EXPECT_TRUE(window.LogBox()->toPlainText().contains("Reg='Component Tag CSR' BF='Tag Low' Value=A0h "
+                                                        "Trigger='BF Changes' #Event=1"))
+        << window.LogBox()->toPlainText().toStdString();
+    CDrawPE* pNode = Document().pCurrentNodes->FindPENode(kHost);
+    ASSERT_NE(nullptr, pNode);
+    EXPECT_TRUE(pNode->bHighlighted);
+    // Reset All Triggers of the View menu takes the highlight away.
+    m_pFrame->RunCommand(eCmdResetAllTriggers);
+    EXPECT_FALSE(pNode->bHighlighted);
+    for (int t = 0; t < 5; ++t)
+    {
+        window.Monitor().Tick();
+    }
+    EXPECT_EQ(pTable->item(0, eWatchColValue)->background(), QBrush()) << "no change, no mark";
+
+    // The pop-ups of the columns set what they show.
+    std::unique_ptr<QMenu> pMenu = window.CellMenu(0, eWatchColPeriod);
+    ASSERT_EQ(3, pMenu->actions().size());
+    EXPECT_EQ(QStringLiteral("1 Seconds"), pMenu->actions()[2]->text());
+    pMenu->actions()[2]->trigger();
+    EXPECT_EQ(QStringLiteral("1 Seconds"), pTable->item(0, eWatchColPeriod)->text());
+    pMenu = window.CellMenu(0, eWatchColAction);
+    pMenu->actions()[3]->trigger();
+    EXPECT_EQ(QStringLiteral("MessageBox"), pTable->item(0, eWatchColAction)->text());
+    pMenu = window.CellMenu(0, eWatchColEvents);
+    pMenu->actions()[0]->trigger();
+    EXPECT_EQ(QStringLiteral("0"), pTable->item(0, eWatchColEvents)->text());
+
+    // Every column shows its text whole, and the table fits the window's width.
+    window.resize(1060, 420);
+    for (int c = 0; c < eWatchColCount - 1; ++c)
+    {
+        EXPECT_GE(pTable->columnWidth(c), NeededWidth(*pTable, 0, c)) << "column " << c;
+    }
+    int iTotal = 0;
+    for (int c = 0; c < eWatchColCount; ++c)
+    {
+        iTotal += pTable->columnWidth(c);
+    }
+    EXPECT_LE(iTotal, pTable->viewport()->width() + 1);
+    window.grab().save(QString::fromStdString(nvtest::ProcessTempDir()) + "/watch-window.png");
+
+    // Disconnecting stops the item.
+    m_pTransport->bOpen = false;
+    window.Monitor().Tick();
+    EXPECT_EQ(Qt::Unchecked, pTable->item(0, 0)->checkState());
+    m_pUI->messages.clear();
+    pTable->item(0, 0)->setCheckState(Qt::Checked);
+    EXPECT_EQ(Qt::Unchecked, pTable->item(0, 0)->checkState());
+    EXPECT_EQ(QStringList({"You must be connected to the target system before you can enable a watch item."}),
+              m_pUI->messages);
+}
+
+TEST_F(RegisterEditorTest, TheTriggerWindowReadsItsBoxesByTheNumberRule)
+{
+    WatchItem item;
+    item.eType = eTriggerBetweenExclusive;
+    item.uParam1 = 0x10;
+    item.uParam2 = 0x20;
+    std::vector<std::tuple<int, QString, QString>> accepted;
+    bool bAccept = false;
+    CTriggerDlg dialog(item, 16,
+                       [&](int eType, const QString& strX1, const QString& strX2)
+                       {
+                           accepted.emplace_back(eType, strX1, strX2);
+                           return bAccept;
+                       });
+    EXPECT_EQ(QStringLiteral("X1 < BF < X2"), dialog.TypeCombo()->currentText());
+    EXPECT_EQ(11, dialog.TypeCombo()->count());
+    EXPECT_EQ(QStringLiteral("10h"), dialog.X1Edit()->text()) << "shown with its tail, read back as hex";
+    EXPECT_EQ(QStringLiteral("20h"), dialog.X2Edit()->text());
+    EXPECT_TRUE(dialog.X2Edit()->isEnabled());
+    dialog.TypeCombo()->setCurrentIndex(eTriggerEqualTo);
+    EXPECT_TRUE(dialog.X1Edit()->isEnabled());
+    EXPECT_FALSE(dialog.X2Edit()->isEnabled());
+    dialog.TypeCombo()->setCurrentIndex(eTriggerChange);
+    EXPECT_FALSE(dialog.X1Edit()->isEnabled());
+    dialog.TypeCombo()->setCurrentIndex(eTriggerNotBetweenInclusive);
+    dialog.show();
+    dialog.grab().save(QString::fromStdString(nvtest::ProcessTempDir()) + "/trigger-dialog.png");
+    // A refused entry keeps the window open; an accepted one closes it.
+    dialog.accept();
+    EXPECT_TRUE(dialog.isVisible());
+    EXPECT_EQ(QDialog::Rejected, dialog.result());
+    bAccept = true;
+    dialog.X1Edit()->setText(QStringLiteral("5"));
+    dialog.accept();
+    EXPECT_FALSE(dialog.isVisible());
+    EXPECT_EQ(QDialog::Accepted, dialog.result());
+    ASSERT_EQ(2u, accepted.size());
+    EXPECT_EQ(std::make_tuple(int(eTriggerNotBetweenInclusive), QString("5"), QString("20h")), accepted[1]);
+
+    // In the watch window the monitor checks the entry: X1 must be below X2.
+    CWatchDlg& window = m_pFrame->WatchWindow();
+    SWatchRequest request;
+    request.iPEID = 0;
+    request.RegName = QStringLiteral("Component Tag CSR");
+    request.uOffset = 0x6C;
+    window.AddWatch(request);
+    QTimer::singleShot(0, &window,
+                       [this]
+                       {
+                           auto* pDialog = qobject_cast<CTriggerDlg*>(QApplication::activeModalWidget());
+                           ASSERT_NE(nullptr, pDialog);
+                           pDialog->TypeCombo()->setCurrentIndex(eTriggerBetweenInclusive);
+                           pDialog->X1Edit()->setText(QStringLiteral("7"));
+                           pDialog->X2Edit()->setText(QStringLiteral("7"));
+                           pDialog->accept();
+                           EXPECT_TRUE(pDialog->isVisible());
+                           EXPECT_EQ(QStringList({"X2 must be larger than X1"}), m_pUI->messages);
+                           pDialog->X2Edit()->setText(QStringLiteral("8"));
+                           pDialog->accept();
+                       });
+    m_pUI->messages.clear();
+    EXPECT_TRUE(window.EditTrigger(0));
+    EXPECT_EQ(QStringLiteral("7 <= BF <= 8"), window.Table()->item(0, eWatchColTrigger)->text());
+}

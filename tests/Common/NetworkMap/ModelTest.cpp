@@ -339,6 +339,10 @@ TEST(NetworkDocument, WatchHighlightsComeBackWithTheView)
     item.eAction = eWatchActionHighlightPE;
     item.bHighlighted = true;
     document.WatchItems.push_back(item);
+    // A stopped item keeps its mark to itself.
+    document.SelectView(kExpandedViewID, false);
+    EXPECT_FALSE(pRaw->bHighlighted);
+    document.WatchItems[0].bEnabled = true;
     document.SelectView(kExpandedViewID, false);
     EXPECT_TRUE(pRaw->bHighlighted);
 }
