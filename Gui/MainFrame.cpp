@@ -14,6 +14,8 @@
 #include "MapOptionsDlg.h"
 #include "MapScene.h"
 #include "MenuBuilder.h"
+#include "MulticastCommands.h"
+#include "MulticastDlg.h"
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
@@ -433,6 +435,8 @@ void CMainFrame::InstallHandlers()
     InstallNetworkCommands(m_core, hooks);
     InstallScriptCommands(m_core, this);
     InstallInitNetworkCommand(m_core);
+    InstallMulticastCommands(m_core,
+                             [this](CMulticastEditor& editor) { return RunMulticastDlg(this, editor); });
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {
