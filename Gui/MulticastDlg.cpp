@@ -11,6 +11,7 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QStyle>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -64,10 +65,19 @@ CMulticastDlg::CMulticastDlg(CMulticastEditor& editor, QWidget* pParent) : QDial
     }
     m_pPorts->resizeColumnToContents(0);
     m_pPorts->resizeColumnToContents(1);
-    m_pPorts->setMinimumWidth(m_pPorts->columnWidth(0) + m_pPorts->columnWidth(1) +
-                              2 * m_pPorts->frameWidth() + 24);
+    // The list is as wide as its two columns and a scroll bar: the columns never cut a text and
+    // the window doesn't spread them apart.
+    const QFontMetrics metrics(m_pPorts->font());
+    int iStateWidth = m_pPorts->header()->sectionSizeHint(1);
+    for (int iRow = 0; iRow < m_pPorts->topLevelItemCount(); ++iRow)
+    {
+        iStateWidth =
+            std::max(iStateWidth, metrics.horizontalAdvance(m_pPorts->topLevelItem(iRow)->text(1)) + 16);
+    }
+    m_pPorts->setFixedWidth(m_pPorts->columnWidth(0) + iStateWidth + 2 * m_pPorts->frameWidth() +
+                            style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, m_pPorts));
     pPortsLayout->addWidget(m_pPorts);
-    pBody->addWidget(pPortsBox, 1);
+    pBody->addWidget(pPortsBox);
 
     // The mask and its destination IDs.
     auto* pMaskBox = new QGroupBox(QStringLiteral("Multicast Mask"));
@@ -95,6 +105,7 @@ CMulticastDlg::CMulticastDlg(CMulticastEditor& editor, QWidget* pParent) : QDial
     QPushButton* pRemove = makeButton(QStringLiteral("Remove ID"));
     pMaskLayout->addWidget(pRemove, 0, Qt::AlignLeft);
     pBody->addWidget(pMaskBox, 1);
+    pMaskBox->setMinimumWidth(240);
     pLayout->addLayout(pBody, 1);
 
     auto* pButtons = new QHBoxLayout;
@@ -142,7 +153,7 @@ CMulticastDlg::CMulticastDlg(CMulticastEditor& editor, QWidget* pParent) : QDial
                 }
             });
     ShowMask();
-    resize(sizeHint().width() + 40, 360);
+    resize(sizeHint().width(), 440);
 }
 
 QPushButton* CMulticastDlg::Button(const QString& strText) const

@@ -127,6 +127,9 @@ TEST_F(MulticastDlgTest, PortsShowAsAlignedColumnsTickedByTheirOwnPortNumbers)
         EXPECT_LE(metrics.horizontalAdvance(pItem->text(1)), stateCell.width()) << iRow;
         EXPECT_LE(stateCell.right(), pPorts->viewport()->width()) << "the state column fits the list";
     }
+    // The list is as wide as its columns need, not spread over the window.
+    const int iWidest = metrics.horizontalAdvance(QStringLiteral("(Not Connected)"));
+    EXPECT_LT(pPorts->width(), pPorts->columnWidth(0) + iWidest + 80);
 
     // The masks of the device, the map's first one chosen.
     ASSERT_EQ(4, dialog.Masks()->count());
