@@ -259,6 +259,16 @@ TEST(MulticastCommandTest, TheMapAndTheBrowserOpenTheWindowAndOkMarksTheMapChang
     EXPECT_EQ(QStringList{"There is no multicast support information stored for the PE that you have "
                           "selected.\n\nPlease connect and try again.\n"},
               ui.messages);
+
+    // The downloads need the target, and say so without one.
+    for (ECommand eCommand : {eCmdMulticastDownload, eCmdDownloadAllMulticast})
+    {
+        ui.messages.clear();
+        frame.RunCommand(eCommand, context);
+        EXPECT_EQ(QStringList{"Not connected to a target. Connect to a target first."}, ui.messages)
+            << eCommand;
+    }
+    EXPECT_TRUE(ui.workTitles.isEmpty());
     SetMapTransportAccess(nullptr, nullptr);
 }
 } // namespace
