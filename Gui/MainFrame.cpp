@@ -16,6 +16,8 @@
 #include "MapOptionsDlg.h"
 #include "MapScene.h"
 #include "MenuBuilder.h"
+#include "MulticastCommands.h"
+#include "MulticastDlg.h"
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
@@ -437,6 +439,8 @@ void CMainFrame::InstallHandlers()
     InstallScriptCommands(m_core, this);
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
+    InstallMulticastCommands(m_core,
+                             [this](CMulticastEditor& editor) { return RunMulticastDlg(this, editor); });
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
        {

@@ -283,6 +283,11 @@ void CNetBrowserDlgBar::OnDoubleClicked(QTreeWidgetItem* pItem)
     case eBrowseTable:
         emit commandChosen(eCmdTableEdit, context);
         break;
+    case eBrowseMulticast:
+    case eBrowseMask:
+        context.bFromBrowser = true;
+        emit commandChosen(eCmdMulticastConfigure, context);
+        break;
     default:
         break;
     }

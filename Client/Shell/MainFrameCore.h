@@ -26,6 +26,7 @@ struct SCommandContext
     uint32_t uGroupUniqueID = 0; // unique ID of the group node, or 0
     int iMapX = 0;               // map position of the click
     int iMapY = 0;
+    bool bFromBrowser = false; // chosen in the network browser rather than on the map
 };
 
 // How a connection is chosen: the connection dialog in the window, a fixed answer in tests.
