@@ -265,35 +265,72 @@ private:
             return;
         }
         std::deque<std::pair<int, int>> queue;
+        std::vector<std::pair<int, int>> pairs;
         auto pair = [&](int iSaved, int iLive)
         {
             m_SavedToLive[iSaved] = iLive;
             m_LiveToSaved[iLive] = iSaved;
             queue.emplace_back(iSaved, iLive);
+            pairs.emplace_back(iSaved, iLive);
         };
         pair(m_Saved.Host(), m_Live.Host());
-        while (!queue.empty())
+        for (bool bMatched = true; bMatched;)
         {
-            const auto [iSaved, iLive] = queue.front();
-            queue.pop_front();
-            std::vector<int> ports = m_Saved.Ports(iSaved);
-            for (const int iPort : m_Live.Ports(iLive))
+            while (!queue.empty())
             {
-                ports.push_back(iPort);
-            }
-            std::sort(ports.begin(), ports.end());
-            ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
-            for (const int iPort : ports)
-            {
-                const SPortEnd* pSaved = m_Saved.Port(iSaved, iPort);
-                const SPortEnd* pLive = m_Live.Port(iLive, iPort);
-                if (pSaved && pLive && !m_SavedToLive.count(pSaved->iFarNode) &&
-                    !m_LiveToSaved.count(pLive->iFarNode))
+                const auto [iSaved, iLive] = queue.front();
+                queue.pop_front();
+                for (const int iPort : Union(m_Saved.Ports(iSaved), m_Live.Ports(iLive)))
                 {
-                    pair(pSaved->iFarNode, pLive->iFarNode);
+                    const SPortEnd* pSaved = m_Saved.Port(iSaved, iPort);
+                    const SPortEnd* pLive = m_Live.Port(iLive, iPort);
+                    if (pSaved && pLive && !m_SavedToLive.count(pSaved->iFarNode) &&
+                        !m_LiveToSaved.count(pLive->iFarNode))
+                    {
+                        pair(pSaved->iFarNode, pLive->iFarNode);
+                    }
+                }
+            }
+            // A cable moved to another port of the same PE: what is left unmatched beside a matched
+            // pair matches a neighbour of the same identity, port order deciding among equals.
+            bMatched = false;
+            for (size_t i = 0; i < pairs.size(); ++i)
+            {
+                const auto [iSaved, iLive] = pairs[i];
+                for (const int iSavedPort : m_Saved.Ports(iSaved))
+                {
+                    const int iSavedFar = m_Saved.Port(iSaved, iSavedPort)->iFarNode;
+                    if (m_SavedToLive.count(iSavedFar))
+                    {
+                        continue;
+                    }
+                    for (const int iLivePort : m_Live.Ports(iLive))
+                    {
+                        const int iLiveFar = m_Live.Port(iLive, iLivePort)->iFarNode;
+                        if (!m_LiveToSaved.count(iLiveFar) &&
+                            SameIdentity(*m_Saved.PE(iSavedFar), *m_Live.PE(iLiveFar)))
+                        {
+                            pair(iSavedFar, iLiveFar);
+                            bMatched = true;
+                            break;
+                        }
+                    }
                 }
             }
         }
+    }
+
+    static std::vector<int> Union(std::vector<int> a, const std::vector<int>& b)
+    {
+        a.insert(a.end(), b.begin(), b.end());
+        std::sort(a.begin(), a.end());
+        a.erase(std::unique(a.begin(), a.end()), a.end());
+        return a;
+    }
+
+    static bool SameIdentity(const CPEPrimitive& a, const CPEPrimitive& b)
+    {
+        return a.DeviceID == b.DeviceID && a.ManufID == b.ManufID && a.uType == b.uType;
     }
 
     void ComparePE(int iNode, const CPEPrimitive& saved, const CPEPrimitive& live)
@@ -330,14 +367,7 @@ private:
 
     void ComparePorts(int iNode, const CPEPrimitive& saved, int iLiveNode, const CPEPrimitive& live)
     {
-        std::vector<int> ports = m_Saved.Ports(iNode);
-        for (const int iPort : m_Live.Ports(iLiveNode))
-        {
-            ports.push_back(iPort);
-        }
-        std::sort(ports.begin(), ports.end());
-        ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
-        for (const int iPort : ports)
+        for (const int iPort : Union(m_Saved.Ports(iNode), m_Live.Ports(iLiveNode)))
         {
             const SPortEnd* pSaved = m_Saved.Port(iNode, iPort);
             const SPortEnd* pLive = m_Live.Port(iLiveNode, iPort);

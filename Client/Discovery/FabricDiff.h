@@ -39,7 +39,9 @@ struct SFabricDifference
 // match, and from each matched pair, port by port in ascending order and breadth first, the PEs
 // behind the same port of both match when neither is matched yet. A PE is thus known by the
 // shortest path of ports from the host that still exists in both, so a parallel or loop link that
-// went down doesn't make the PEs behind it strangers. Lines come ordered by the saved map's node
+// went down doesn't make the PEs behind it strangers. What is left unmatched beside a matched pair
+// then matches a neighbour of the same identity on another port (a cable moved), and the search
+// goes on from there. Lines come ordered by the saved map's node
 // number, then port.
 std::vector<SFabricDifference> CompareFabricMaps(const CNetworkDocument& saved, const CNetworkDocument& live);
 

@@ -109,16 +109,54 @@ TEST_F(CFabricDiffWalkTest, TheSavedFabricMatchesAndTheWalkLeavesEveryDeviceAsIt
     const Snapshot before = Take(*m_pFabric);
     m_pTransport->bRecord = true;
     EXPECT_EQ(std::vector<QString>{}, Diff());
-    const Snapshot after = Take(*m_pFabric);
-    EXPECT_EQ("", Changes(before, after));
+    EXPECT_EQ("", Changes(before, Take(*m_pFabric)));
+    EXPECT_TRUE(m_ui.messages.isEmpty()) << m_ui.messages.join(QLatin1Char('\n')).toStdString();
+    // Nothing that would stay: no ID, lock, time-out or Discovered bit was written.
     for (const SMaintAccess& access : m_pTransport->accesses)
     {
         if (access.bWrite)
         {
-            printf("W %x %d %x %x\n", access.ulDestID, access.uchHopCount, access.ulOffset,
-                   access.ulFirstWord);
+            EXPECT_NE(0x60u, access.ulOffset) << "base device ID";
+            EXPECT_NE(0x68u, access.ulOffset) << "host base device ID lock";
         }
     }
+    EXPECT_GT(m_pTransport->ullMaintReads, m_pTransport->ullMaintWrites);
+}
+
+TEST_F(CFabricDiffWalkTest, ALinkThatWentDownAndARouteThatChangedAreTheLines)
+{
+    Load(Fabric());
+    SaveMap();
+    m_pFabric->Link("sw1", 5)->SetTrained(false);
+    // sw2 sends ep3's ID to ep4 now, in the table of every port; the way to sw2 is sw1's entry for
+    // the all-ones ID, which the comparison leaves out.
+    ASSERT_EQ(0, HalRouteAddEntry(0x38, 0x374, 0, 0xFF, 0, 0, 0xFF, 4, eNVXL_RouteTypePort, 0));
+    for (int iPort = 0; iPort < 18; ++iPort)
+    {
+        ASSERT_EQ(0,
+                  HalRouteAddEntry(0x38, 0x374, 0, 0xFF, 1, uint8_t(iPort), 0x0F, 2, eNVXL_RouteTypePort, 0));
+    }
+    const Snapshot before = Take(*m_pFabric);
+    EXPECT_EQ((std::vector<QString>{
+                  QStringLiteral("Node 2 port 5 down (was up to Node 6 port 5)"),
+                  QStringLiteral("Node 6 tables of ports 0-17: route Fh to port 1, now to port 2")}),
+              Diff());
+    EXPECT_EQ("", Changes(before, Take(*m_pFabric)));
+}
+
+TEST_F(CFabricDiffWalkTest, AHostWithoutAnIDIsRefusedBeforeAnythingIsWritten)
+{
+    Load(Fabric());
+    SaveMap();
+    m_pFabric->Host().SetReg(0x60, 0x00FFFFFF);
+    m_pTransport->ullMaintWrites = 0;
+    CNetworkDocument live;
+    EXPECT_NE(0, WalkLiveFabric(m_saved, &m_host, &live));
+    EXPECT_EQ(0u, m_pTransport->ullMaintWrites);
+    ASSERT_EQ(1, m_ui.messages.size());
+    EXPECT_TRUE(
+        m_ui.messages[0].startsWith(QStringLiteral("The host has no destination ID of its own (FFh)")))
+        << m_ui.messages[0].toStdString();
 }
 } // namespace
 } // namespace nvtest
