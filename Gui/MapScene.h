@@ -109,6 +109,8 @@ public:
     int Kind() const;
     void AddEdge(CEdgeItem* pEdge) { m_Edges.push_back(pEdge); }
     void SetMarks(bool bFault, const QColor& halo);
+    // The ring drawn around the icon (invalid: none).
+    QColor Halo() const { return m_Halo; }
     const QStringList& Lines() const { return m_Lines; }
     // The icon file drawn.
     QString IconFile() const { return m_strNormal; }
