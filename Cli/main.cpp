@@ -10,11 +10,11 @@
 
 #include <QString>
 #include <algorithm>
-#include <utility>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern const SCliCommand g_aTargetCommands[];
@@ -30,13 +30,14 @@ extern const SCliCommand g_aInitCommands[];
 extern const SCliCommand g_aVdidCommands[];
 extern const SCliCommand g_aHealthCommands[];
 extern const SCliCommand g_aWatchCommands[];
+extern const SCliCommand g_aDiffCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
     g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
     g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
-    g_aVdidCommands,   g_aHealthCommands,    g_aWatchCommands};
+    g_aVdidCommands,   g_aHealthCommands,    g_aWatchCommands,  g_aDiffCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

@@ -2,6 +2,7 @@
 
 #include "AutoLayout.h"
 #include "ChildView.h"
+#include "CompareCommand.h"
 #include "ConnectDlg.h"
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
@@ -436,6 +437,7 @@ void CMainFrame::InstallHandlers()
     hooks.layout = [this](CNetworkDocument& document) { return m_pView->LayoutAndWait(document); };
     hooks.selection = [this] { return m_pView->RouteSelection(); };
     InstallNetworkCommands(m_core, hooks);
+    InstallCompareCommands(m_core);
     InstallScriptCommands(m_core, this);
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));

@@ -2,6 +2,7 @@
 
 #include "AutoLayout.h"
 #include "DeviceInfo.h"
+#include "FabricDiff.h"
 #include "InstallPaths.h"
 #include "NetworkDocument.h"
 
@@ -1178,6 +1179,22 @@ QString PortLabel(const CPEPrimitive* pPE, int iPort, const SMapOptions& options
     return parts.join(QLatin1Char(' '));
 }
 
+// The marks of a comparison with the live fabric: magenta is gone (red already means a link that is
+// down), green is new, orange has changed.
+QColor ComparisonColour(EComparisonMark eMark)
+{
+    switch (eMark)
+    {
+    case eMarkMissing:
+        return QColor(200, 0, 200, 190);
+    case eMarkAdded:
+        return QColor(0, 170, 60, 190);
+    case eMarkChanged:
+        break;
+    }
+    return QColor(255, 140, 0, 190);
+}
+
 // bToNothing: the link ends at a Null PE, a port with nothing behind it. That one being down is
 // how it should be, and is drawn pale rather than as a fault, so real faults stand out.
 QColor LinkColour(const CConnectionPrimitive* pConnection, const SMapOptions& options, bool bToNothing)
@@ -1342,10 +1359,19 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
             {
                 halo = pe.bTrafficSource ? QColor(0, 200, 0, 120) : QColor(0, 120, 255, 120);
             }
+            const SComparisonMark* pCompared = CurrentFabricComparison().PEMark(*pPE);
+            if (pCompared)
+            {
+                halo = ComparisonColour(pCompared->eMark);
+            }
             pItem->SetMarks(HealthColour(*pPE, options), halo);
             if (!bInLibrary)
             {
                 pItem->setToolTip(BadgeTip(*pPE));
+            }
+            if (pCompared)
+            {
+                pItem->setToolTip(pCompared->strTip);
             }
         }
         pItem->setSelected(node.bSelected && !bPrinting);
@@ -1390,8 +1416,16 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
                 strEnd = PortLabel(pes.value(pEnd->Object()->iAssociatedPrimitive), iEndPort, options);
             }
         }
-        auto* pItem = new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd,
-                                    LinkColour(pConnection, options, LeadsNowhere(pConnection, pes)));
+        const SComparisonMark* pCompared =
+            pConnection ? CurrentFabricComparison().ConnectionMark(*pConnection) : nullptr;
+        auto* pItem =
+            new CEdgeItem(&edge, pStart, pEnd, iLane, strStart, strEnd,
+                          pCompared ? QColor(ComparisonColour(pCompared->eMark).rgb())
+                                    : LinkColour(pConnection, options, LeadsNowhere(pConnection, pes)));
+        if (pCompared)
+        {
+            pItem->setToolTip(pCompared->strTip);
+        }
         pItem->setFlag(QGraphicsItem::ItemHasNoContents, m_bBatched);
         pItem->setSelected(edge.bSelected && !bPrinting);
         pItem->setParentItem(pLinks);

@@ -114,6 +114,8 @@ public:
     // The fault frame alone, as the health monitor changes it.
     void SetFault(const QColor& fault);
     QColor Fault() const { return m_Fault; }
+    // The ring drawn around the icon (invalid: none).
+    QColor Halo() const { return m_Halo; }
     const QStringList& Lines() const { return m_Lines; }
     // The icon file drawn.
     QString IconFile() const { return m_strNormal; }

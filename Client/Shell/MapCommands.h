@@ -143,6 +143,9 @@ enum ECommand
     eCmdEditAllLikeThis,
     eCmdFindRegister,
     eCmdEditRegister,
+    // Network: the live fabric against the map
+    eCmdCompareWithFabric,
+    eCmdClearComparison,
     eCmdCount
 };
 
