@@ -9,6 +9,7 @@
 #include <QLocale>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -232,18 +233,19 @@ bool CReport::PrepareDirectories()
         ShowMessage(QStringLiteral("Unable to create directory '%1'").arg(m_strDirectory));
         return false;
     }
-    // A report directory without its templates gets the shipped ones; a template the person
-    // changed is never replaced.
+    // A report directory without any of the kind's templates (a new one) gets the shipped set. One
+    // that has some is the person's own set and is taken as it is: a piece missing from it ends
+    // the report with the piece's message, and nothing the person changed is ever replaced.
+    const QStringList& pieces = ReportKindInfo(m_eKind).pieces;
+    const bool bHasOwnSet =
+        std::any_of(pieces.begin(), pieces.end(),
+                    [this](const QString& strPiece) { return QFileInfo::exists(m_strDirectory + strPiece); });
     const QString strShipped = ShippedReportTemplates(m_eKind);
-    if (QDir(strShipped).exists() && QDir(strShipped) != QDir(m_strDirectory))
+    if (!bHasOwnSet && QDir(strShipped).exists() && QDir(strShipped) != QDir(m_strDirectory))
     {
         for (const QFileInfo& file : QDir(strShipped).entryInfoList(QDir::Files | QDir::NoDotAndDotDot))
         {
             const QString strTarget = m_strDirectory + file.fileName();
-            if (QFileInfo::exists(strTarget))
-            {
-                continue;
-            }
             if (const int nError = CopyFileBytes(file.absoluteFilePath(), strTarget); nError != 0)
             {
                 ShowMessage(QString::asprintf("Failed to copy file %s to %s, error %d",
@@ -321,6 +323,12 @@ bool CReport::GenerateReport()
     const bool bWritten = WritePiece(pieces.front(), {QStringLiteral("DATE"), QStringLiteral("MAPNAME")},
                                      {DateText(m_date), ReportEscape(strMapName)}) &&
                           WriteBody() && WritePiece(pieces.back());
+    if (bWritten && !m_output.flush())
+    {
+        ShowMessage(QStringLiteral("Unable to write file '%1'").arg(OutputPath()));
+        m_output.close();
+        return false;
+    }
     m_output.close();
     if (!bWritten)
     {
