@@ -27,13 +27,14 @@ extern const SCliCommand g_aScriptCommands[];
 extern const SCliCommand g_aInitScriptCommands[];
 extern const SCliCommand g_aInitCommands[];
 extern const SCliCommand g_aVdidCommands[];
+extern const SCliCommand g_aReportCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
     g_aTargetCommands,     g_aDeviceCommands, g_aMapCommands,       g_aRegsCommands,
     g_aDiscoveryCommands,  g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands,
-    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands};
+    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands,      g_aReportCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

@@ -1,5 +1,6 @@
 #include "PEReport.h"
 
+#include "DeviceInfo.h"
 #include "InstallPaths.h"
 #include "NetworkDocument.h"
 #include "Primitives.h"
@@ -106,7 +107,8 @@ CPEReport::CPEReport(const CNetworkDocument& map) : CReport(eReportPEInfo), m_ma
 
 QString CPEReport::IconSource(const CPEPrimitive& pe)
 {
-    // The map may come from another machine: the icon directory in force comes first.
+    // Set by the PE's identity in this run. The map may come from another machine: the icon
+    // directory in force comes first.
     const QString strName = QFileInfo(pe.BitmapNoSel).fileName();
     if (!strName.isEmpty())
     {
@@ -119,7 +121,25 @@ QString CPEReport::IconSource(const CPEPrimitive& pe)
             return pe.BitmapNoSel;
         }
     }
-    return QString();
+    // Read from a map file: the symbol names the family, and the register library says whether
+    // the device is a known one; the type stands in for a missing symbol.
+    QString strSymbol = pe.Symbol;
+    if (strSymbol.isEmpty())
+    {
+        const QString strEnd = (pe.uType & kPETypeMemory) ? QStringLiteral("mem") : QStringLiteral("reg");
+        strSymbol = pe.uType == kPETypeNull         ? QStringLiteral("null-reg")
+                    : (pe.uType & kPETypeSwitch)    ? QStringLiteral("sw-") + strEnd
+                    : (pe.uType & kPETypeProcessor) ? QStringLiteral("ep-") + strEnd
+                    : (pe.uType & kPETypeBridge)    ? QStringLiteral("br-") + strEnd
+                    : (pe.uType & kPETypeMemory)    ? QStringLiteral("mem-reg")
+                                                    : QStringLiteral("unkwn-reg");
+    }
+    const bool bSpecial = pe.uType == kPETypeNull || pe.uType == kPETypeUnknown;
+    const bool bKnown = bSpecial || CDeviceInfo::DeviceFilesExist(pe.DeviceID, pe.ManufID);
+    const QString strPath = BitmapDirectory() + strSymbol +
+                            (bKnown ? QStringLiteral("-kwn") : QStringLiteral("-unkwn")) +
+                            QStringLiteral("-lrg-nosel.svg");
+    return QFileInfo(strPath).isFile() ? strPath : QString();
 }
 
 bool CPEReport::CheckContent()

@@ -114,7 +114,8 @@ std::vector<SRegisterReportRow> RegisterReportRows(const CRegister& reg, uint32_
                       QStringLiteral("<br><code>%1</code>").arg(HexText(uValue, reg.GetNumBits()));
             if (!bConfirmed)
             {
-                strName += QStringLiteral("<br><span class=\"note\">not read back from the device</span>");
+                strName += QStringLiteral(" <span class=\"note\" title=\"Stored, but not read back from the "
+                                          "device\">unconfirmed</span>");
             }
         }
         row.rowValues << (bFirstRow ? HexText(uOffset, 24) : kEmptyCell)

@@ -307,7 +307,8 @@ bool CReport::WritePiece(const QString& strPiece, const QStringList& keys, const
 
 bool CReport::GenerateReport()
 {
-    if (!CheckContent() || !PrepareDirectories() || !CopySupportSet() || !CopyExtras())
+    m_bNothingToReport = !CheckContent();
+    if (m_bNothingToReport || !PrepareDirectories() || !CopySupportSet() || !CopyExtras())
     {
         return false;
     }

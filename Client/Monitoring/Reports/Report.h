@@ -82,6 +82,10 @@ public:
     // page stays), and the result is false.
     bool GenerateReport();
 
+    // After a GenerateReport that failed: true when it ended because there was nothing to report
+    // (no PE, no switch, no stored register value, no monitor), not because of a fault.
+    bool NothingToReport() const { return m_bNothingToReport; }
+
     // Where the page is written: Output/ below the report directory, the title, ".HTM".
     QString OutputPath() const;
     QString OutputDirectory() const;
@@ -115,5 +119,6 @@ private:
     QString m_strMapName;
     QDate m_date;
     bool m_bOpen = true;
+    bool m_bNothingToReport = false;
     QFile m_output;
 };

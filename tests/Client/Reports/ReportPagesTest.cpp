@@ -252,7 +252,7 @@ TEST_F(ReportPages, RegisterReportShowsStoredValuesOnly)
     EXPECT_EQ(2, Count(strPage, QStringLiteral("Offset: 0x0<")));
     EXPECT_EQ(1, Count(strPage, QStringLiteral("Offset: 0x10<")));
     EXPECT_TRUE(strPage.contains(QStringLiteral("<code>0x80AB0038</code>")));
-    EXPECT_EQ(1, Count(strPage, QStringLiteral("not read back from the device")));
+    EXPECT_EQ(1, Count(strPage, QStringLiteral(">unconfirmed<")));
     // Each PE's block of capability registers is headed once.
     EXPECT_EQ(2, Count(strPage, QStringLiteral("<h3>Capability Registers (CARs)</h3>")));
 

@@ -146,7 +146,7 @@ TEST_F(ReportValues, RegisterRowsGoFourFieldsAcross)
     EXPECT_EQ(QStringLiteral("0h"), rows[0].rowValues[6]);
     EXPECT_TRUE(rows[0].rowValues[9].startsWith(QStringLiteral("1h"))) << qPrintable(rows[0].rowValues[9]);
     // A value not read back from the device says so.
-    EXPECT_TRUE(rows[0].rowValues[1].contains(QStringLiteral("not read back")))
+    EXPECT_TRUE(rows[0].rowValues[1].contains(QStringLiteral(">unconfirmed<")))
         << qPrintable(rows[0].rowValues[1]);
     EXPECT_EQ(QStringLiteral("&nbsp"), rows[1].headValues[0]);
     EXPECT_EQ(QStringLiteral("&nbsp"), rows[1].headValues[1]);
