@@ -22,6 +22,8 @@
 #include "QtUserInterface.h"
 #include "RegisterDlg.h"
 #include "RegisterValueFile.h"
+#include "ReportCommands.h"
+#include "ReportDirsDlg.h"
 #include "RoutingTableDlg.h"
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
@@ -432,6 +434,13 @@ void CMainFrame::InstallHandlers()
     hooks.selection = [this] { return m_pView->RouteSelection(); };
     InstallNetworkCommands(m_core, hooks);
     InstallScriptCommands(m_core, this);
+    InstallReportCommands(m_core);
+    m_core.SetCommandHandler(eCmdReportDirectories,
+                             [this](const SCommandContext&)
+                             {
+                                 CReportDirsDlg dialog(this);
+                                 dialog.exec();
+                             });
     InstallInitNetworkCommand(m_core);
     on(eCmdTableEdit,
        [this](const SCommandContext& context)
