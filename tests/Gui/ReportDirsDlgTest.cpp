@@ -8,6 +8,7 @@
 #include "ReportDirsDlg.h"
 #include "TestSupport.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QLabel>
@@ -59,6 +60,34 @@ TEST(ReportDirsDlgTest, BrowsesWithItsPromptsAndStoresTheFiveDirectories)
     // An emptied box gives the default back.
     EXPECT_EQ(ReportDirectoryDefault(eReportRoutingTable), ReportDirectory(eReportRoutingTable));
     EXPECT_EQ(ReportDirectoryDefault(eReportRegister), ReportDirectory(eReportRegister));
+}
+
+TEST(ReportDirsDlgTest, RowsLineUpAndShowTheWholeDefaultPath)
+{
+    nvtest::CRecordingUserInterface ui;
+    CReportDirsDlg dialog;
+    dialog.show();
+    QApplication::processEvents();
+    const int iEditX = dialog.Edit(eReportPEInfo)->geometry().x();
+    const int iBrowseX = dialog.BrowseButton(eReportPEInfo)->geometry().x();
+    int iLastBottom = 0;
+    for (int i = 0; i < eReportKindCount; ++i)
+    {
+        const auto eKind = static_cast<EReportKind>(i);
+        QLineEdit* pEdit = dialog.Edit(eKind);
+        EXPECT_EQ(iEditX, pEdit->geometry().x());
+        EXPECT_EQ(iBrowseX, dialog.BrowseButton(eKind)->geometry().x());
+        EXPECT_GE(pEdit->geometry().top(), iLastBottom) << "rows overlap";
+        iLastBottom = pEdit->geometry().bottom();
+        // The default fits in its box, so the person sees where the reports go.
+        EXPECT_GE(pEdit->width(), pEdit->fontMetrics().horizontalAdvance(pEdit->placeholderText()));
+        EXPECT_LT(pEdit->geometry().right(), dialog.BrowseButton(eKind)->geometry().left());
+    }
+    // A picture of the dialog for a person to look at, when asked for.
+    if (const QByteArray dir = qgetenv("NV_GRAB_DIR"); !dir.isEmpty())
+    {
+        dialog.grab().save(QString::fromLocal8Bit(dir) + QStringLiteral("/report-dirs.png"));
+    }
 }
 
 TEST(ReportDirsDlgTest, TheNetworkMenuWritesTheReportsOfTheMapOnShow)

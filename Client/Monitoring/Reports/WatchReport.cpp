@@ -34,7 +34,7 @@ QString RegisterCell(int iNode, uint16_t uDestID, const QString& strRegister, co
 }
 } // namespace
 
-QString WatchTriggerText(const WatchItem& item, int nBase)
+QString WatchReportTriggerText(const WatchItem& item, int nBase)
 {
     const QString x1 = NumberToText(item.uParam1, nBase, true);
     const QString x2 = NumberToText(item.uParam2, nBase, true);
@@ -67,7 +67,7 @@ QString WatchTriggerText(const WatchItem& item, int nBase)
     }
 }
 
-QString WatchActionText(int eAction)
+QString WatchReportActionText(int eAction)
 {
     switch (eAction)
     {
@@ -97,9 +97,9 @@ std::vector<SWatchReportItem> WatchReportItems(const CNetworkDocument& map, int 
         item.strRegister = watch.RegName;
         item.strBitField = watch.BFName;
         item.strValue = NumberToText(watch.uNewValue, nBase, true);
-        item.strTrigger = WatchTriggerText(watch, nBase);
+        item.strTrigger = WatchReportTriggerText(watch, nBase);
         item.iNumEvents = watch.iNumEvents;
-        item.strAction = WatchActionText(watch.eAction);
+        item.strAction = WatchReportActionText(watch.eAction);
         item.iUpdatePeriod = watch.iUpdatePeriod;
         item.bEnabled = watch.bEnabled;
         items.push_back(item);

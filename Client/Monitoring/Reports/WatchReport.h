@@ -40,8 +40,8 @@ struct SWatchLogRecord
 
 // The trigger of an item in words, with its parameters in the base given ("BF Changes",
 // "BF != 5h", "10h < BF < 20h", ...; "Invalid" for an unknown type), and an action's word.
-QString WatchTriggerText(const WatchItem& item, int nBase);
-QString WatchActionText(int eAction);
+QString WatchReportTriggerText(const WatchItem& item, int nBase);
+QString WatchReportActionText(int eAction);
 // The rows of a map's watch table, values and parameters in the base given.
 std::vector<SWatchReportItem> WatchReportItems(const CNetworkDocument& map, int nBase);
 

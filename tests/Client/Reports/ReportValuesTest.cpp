@@ -161,14 +161,14 @@ TEST_F(ReportValues, WatchRowsEscapeTriggersAndShowThePeriod)
     watch.eType = eTriggerNotBetweenExclusive;
     watch.uParam1 = 10;
     watch.uParam2 = 20;
-    EXPECT_EQ(QStringLiteral("(BF < Ah) || (BF > 14h)"), WatchTriggerText(watch, 16));
-    EXPECT_EQ(QStringLiteral("(BF < 10d) || (BF > 20d)"), WatchTriggerText(watch, 10));
+    EXPECT_EQ(QStringLiteral("(BF < Ah) || (BF > 14h)"), WatchReportTriggerText(watch, 16));
+    EXPECT_EQ(QStringLiteral("(BF < 10d) || (BF > 20d)"), WatchReportTriggerText(watch, 10));
     watch.eType = eTriggerChange;
-    EXPECT_EQ(QStringLiteral("BF Changes"), WatchTriggerText(watch, 16));
+    EXPECT_EQ(QStringLiteral("BF Changes"), WatchReportTriggerText(watch, 16));
     watch.eType = 11;
-    EXPECT_EQ(QStringLiteral("Invalid"), WatchTriggerText(watch, 16));
-    EXPECT_EQ(QStringLiteral("Highlight PE"), WatchActionText(eWatchActionHighlightPE));
-    EXPECT_EQ(QStringLiteral("Invalid"), WatchActionText(9));
+    EXPECT_EQ(QStringLiteral("Invalid"), WatchReportTriggerText(watch, 16));
+    EXPECT_EQ(QStringLiteral("Highlight PE"), WatchReportActionText(eWatchActionHighlightPE));
+    EXPECT_EQ(QStringLiteral("Invalid"), WatchReportActionText(9));
 
     SWatchReportItem item;
     item.iNode = 2;
