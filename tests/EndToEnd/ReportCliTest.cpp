@@ -69,7 +69,8 @@ std::string WriteMap(const std::string& strName, bool bWatch)
         WatchItem item;
         item.iPEID = 0;
         item.RegName = QStringLiteral("Component Tag CSR");
-        item.BFName = QStringLiteral("<All>");
+        // A field by name: the map file holds names as they are, and "<All>" would not read back.
+        item.BFName = QStringLiteral("component_tag");
         item.uRegOffset = 0x6C;
         item.eType = eTriggerLessThan;
         item.uParam1 = 0x10;
