@@ -27,6 +27,8 @@
 #include "QtUserInterface.h"
 #include "RegisterDlg.h"
 #include "RegisterValueFile.h"
+#include "ReportCommands.h"
+#include "ReportDirsDlg.h"
 #include "RoutingTableDlg.h"
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
@@ -439,6 +441,13 @@ void CMainFrame::InstallHandlers()
     InstallNetworkCommands(m_core, hooks);
     InstallCompareCommands(m_core);
     InstallScriptCommands(m_core, this);
+    InstallReportCommands(m_core);
+    m_core.SetCommandHandler(eCmdReportDirectories,
+                             [this](const SCommandContext&)
+                             {
+                                 CReportDirsDlg dialog(this);
+                                 dialog.exec();
+                             });
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
     InstallMulticastCommands(m_core,

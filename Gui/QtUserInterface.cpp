@@ -5,9 +5,11 @@
 #include "WorkingDlg.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QUrl>
 
 CQtUserInterface::CQtUserInterface(QWidget* pParent) : m_pParent(pParent)
 {
@@ -130,6 +132,11 @@ QString CQtUserInterface::ChooseFile(bool bSave, const QString& strTitle, const 
 QString CQtUserInterface::ChooseDirectory(const QString& strPrompt)
 {
     return QFileDialog::getExistingDirectory(m_pParent, strPrompt);
+}
+
+bool CQtUserInterface::OpenDocument(const QString& strPath)
+{
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(strPath));
 }
 
 bool CQtUserInterface::AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue)

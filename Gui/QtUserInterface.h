@@ -27,6 +27,7 @@ public:
     QString ChooseFile(bool bSave, const QString& strTitle, const QString& strFilter,
                        const QString& strDefaultName) override;
     QString ChooseDirectory(const QString& strPrompt) override;
+    bool OpenDocument(const QString& strPath) override;
     bool AskNumber(const QString& strPrompt, const QString& strTitle, uint64_t* pulValue) override;
     bool AskText(const QString& strPrompt, const QString& strTitle, QString* pstrValue) override;
     void BeginWork(const QString& strTitle, bool bWithLog) override;

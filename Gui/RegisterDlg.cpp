@@ -8,6 +8,7 @@
 #include "NumberText.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
+#include "RegisterReport.h"
 #include "RegisterTree.h"
 #include "RegisterValueList.h"
 #include "UserInterface.h"
@@ -774,14 +775,12 @@ void CRegisterDlg::BuildMenus()
                                        [this](bool bChecked) { SetEditReadOnly(bChecked); });
     m_pEditReadOnly->setCheckable(true);
     pView->addSeparator();
-    pView->addAction(
-        QStringLiteral("Generate &Report..."), this,
-        []
-        {
-            ShowMessage(
-                QStringLiteral("\"Generate Report\" is not available in this version of Norvanta yet."),
-                EMessageKind::Information);
-        });
+    pView->addAction(QStringLiteral("Generate &Report..."), this,
+                     [this]
+                     {
+                         CRegisterReport report(m_document, m_Items);
+                         report.GenerateReport();
+                     });
 
     QMenu* pRecord = menuBar()->addMenu(QStringLiteral("Re&cord"));
     m_pRecord = pRecord->addAction(QStringLiteral("&Start Recording"), this, &CRegisterDlg::StartRecording);

@@ -14,6 +14,7 @@ packages=(
     dbus
     xvfb xauth
     srecord
+    chromium  # the report tests load each HTML report headless, from file:// only
 )
 # `make fuzz` builds the parsers' harnesses with clang, libFuzzer and the sanitizers.
 if [ "${1:-}" = "--fuzz" ]; then

@@ -76,6 +76,14 @@ public:
         return false;
     }
 
+    // Shows a document (a report page) with the application the desktop associates with it;
+    // false when nothing could show it. A program without a window shows nothing.
+    virtual bool OpenDocument(const QString& strPath)
+    {
+        (void)strPath;
+        return false;
+    }
+
     // The working window of a long operation: a title, a progress line, an optional log pane and
     // a Cancel button. It pumps the event loop whenever one of these is called.
     virtual void BeginWork(const QString& strTitle, bool bWithLog)

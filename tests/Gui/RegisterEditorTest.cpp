@@ -23,9 +23,11 @@
 #include "WatchWnd.h"
 #include "nvsim/Topology.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -625,6 +627,32 @@ TEST_F(RegisterEditorTest, UploadAndDownloadOneAndAll)
     EXPECT_EQ(2, pDialog->UploadAll());
     EXPECT_EQ(0x01020304u, PE(kHost).SavedRegisters.Find(0x6C)->uValue);
     EXPECT_TRUE(m_pUI->workLines.contains("Uploading register data.  Please wait..."));
+}
+
+TEST_F(RegisterEditorTest, GenerateReportWritesTheValuesOnShow)
+{
+    auto pDialog = HostEditor(0x11223344);
+    const QString strDir =
+        QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/editor-report");
+    SetPreferenceOverride(QStringLiteral("Directories"), QStringLiteral("RegReportDir"), strDir);
+    QAction* pGenerate = nullptr;
+    for (QAction* pAction : pDialog->findChildren<QAction*>())
+    {
+        pGenerate = pAction->text() == QLatin1String("Generate &Report...") ? pAction : pGenerate;
+    }
+    ASSERT_NE(nullptr, pGenerate);
+    // Nothing read yet: nothing to report.
+    PE(kHost).SavedRegisters.Clear();
+    pGenerate->trigger();
+    EXPECT_EQ(QStringList(QStringLiteral("There are no valid register values to report.")), m_pUI->messages);
+    ASSERT_TRUE(pDialog->UploadRegister(1));
+    pGenerate->trigger();
+    ASSERT_EQ(1, m_pUI->openedDocuments.size());
+    QFile page(m_pUI->openedDocuments[0]);
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(page.readAll().contains("<code>0x11223344</code>"));
+    EXPECT_EQ(QFileInfo(strDir + QStringLiteral("/Output/Register Report.HTM")).absoluteFilePath(),
+              m_pUI->openedDocuments[0]);
 }
 
 TEST_F(RegisterEditorTest, TheBrowserOpensTheEditorOnARegisterABlockOrEveryRegisterLikeIt)

@@ -66,6 +66,11 @@ public:
         *pstrValue = TakeText();
         return true;
     }
+    bool OpenDocument(const QString& strPath) override
+    {
+        openedDocuments << strPath;
+        return bOpenDocuments;
+    }
     void BeginWork(const QString& strTitle, bool bWithLog) override
     {
         IUserInterface::BeginWork(strTitle, bWithLog);
@@ -87,6 +92,8 @@ public:
     QStringList workTitles;       // working windows opened
     QStringList workLines;        // their progress and log lines
     QStringList workCounts;       // their lines of counts
+    QStringList openedDocuments;  // documents handed to the desktop to show
+    bool bOpenDocuments = true;   // what showing a document answers
 
 private:
     QString TakeText()
