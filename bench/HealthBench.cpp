@@ -165,6 +165,12 @@ int main(int argc, char** argv)
                 static_cast<double>(ullReads) / nReal, dBare * 1e3, dBare > 0 ? dSweep / dBare : 0.0);
     // A PE that doesn't answer costs the monitor what one that answers does, short of its port
     // reads; in a fabric of hardware a missing response waits for its time-out as well.
+    // The PEs not responding here are those the CPS-1848s cannot route: a switch's table has one
+    // entry per domain (high byte of the ID) and 256 device entries (low byte) shared by every
+    // domain that is split over several ports, and with IDs 5, 10, 15, ... given in the order of
+    // discovery some switch on the way must send two IDs with the same low byte, in split domains,
+    // out of different ports. Tables that can tell every ID apart need an ID plan with a domain per
+    // branch of the tree.
     std::printf("%d of %d checked PEs OK, %d not responding\n", nOK, nReal, nMute);
     // The background monitor: ticks on the real clock until every PE was visited twice.
     validation.Start();
