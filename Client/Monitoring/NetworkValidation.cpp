@@ -91,6 +91,7 @@ void CNetworkValidation::Init(INetworkValidationView* pView, CPEList* pPEs, CCon
     m_pCurrentPE = nullptr;
     m_iCurrentIndex = 0;
     m_strLastFailure.clear();
+    m_routeCache.clear();
     if (pPEs)
     {
         for (const auto& pPE : *pPEs)
@@ -156,6 +157,8 @@ bool CNetworkValidation::Tick()
     }
     const int64_t llStart = m_clock();
     const int nPEs = m_pPEs->GetCount();
+    CheckRouteCache();
+    m_bRoutesChecked = true;
     while (true)
     {
         if (m_iCurrentIndex >= nPEs || m_iCurrentIndex < 0)
@@ -168,6 +171,7 @@ bool CNetworkValidation::Tick()
         if (pPE && !ValidatePE(*pPE, false, &strFailure))
         {
             m_strLastFailure = strFailure;
+            m_bRoutesChecked = false;
             UI().ShowMessage(
                 QStringLiteral("%1 System Health Monitoring will now be disabled.").arg(strFailure),
                 QStringLiteral("System Health Monitoring"), EMessageKind::Warning);
@@ -189,6 +193,7 @@ bool CNetworkValidation::Tick()
             break;
         }
     }
+    m_bRoutesChecked = false;
     if (m_pView)
     {
         m_pView->Repaint();
@@ -210,6 +215,9 @@ bool CNetworkValidation::ValidateNetwork(bool bReport)
     UI().SetWorkProgress(QStringLiteral("Validating RapidIO Network.  Please wait..."));
     bool bOk = true;
     const int nPEs = m_pPEs->GetCount();
+    // The working window is modal: nothing changes the map while the run lasts.
+    CheckRouteCache();
+    m_bRoutesChecked = true;
     for (int i = 0; i < nPEs && bOk; ++i)
     {
         UI().SetWorkCounts(QStringLiteral("%1 of %2 PEs").arg(i + 1).arg(nPEs));
@@ -226,6 +234,7 @@ bool CNetworkValidation::ValidateNetwork(bool bReport)
             bOk = false;
         }
     }
+    m_bRoutesChecked = false;
     UI().EndWork(QString());
     if (m_pView)
     {
@@ -327,6 +336,105 @@ void CNetworkValidation::SetPEStatus(CPEPrimitive& pe, int eStatus, uint16_t uFo
     }
 }
 
+namespace
+{
+// A 64-bit mix (the finaliser of MurmurHash3) folded into a running value: order matters, so a
+// table that moves to another slot, or a connection to another port, changes the result.
+void Mix(uint64_t* pullHash, uint64_t ullValue)
+{
+    uint64_t x = *pullHash ^ (ullValue + 0x9E3779B97F4A7C15ull + (*pullHash << 6) + (*pullHash >> 2));
+    x ^= x >> 33;
+    x *= 0xFF51AFD7ED558CCDull;
+    x ^= x >> 33;
+    x *= 0xC4CEB9FE1A85EC53ull;
+    x ^= x >> 33;
+    *pullHash = x;
+}
+} // namespace
+
+uint64_t CNetworkValidation::RoutingFingerprint() const
+{
+    // What FindRoute reads: the host, each PE's number, kind, IDs in the width in use and tables
+    // (the entries by their stamp, and whether they still match the hardware), and each live
+    // connection's ends. The health found (statuses) is not part of it.
+    uint64_t ullHash = 0;
+    Mix(&ullHash, reinterpret_cast<uintptr_t>(HostPE()));
+    Mix(&ullHash, static_cast<uint64_t>(m_pPEs->GetCount()));
+    for (const auto& pPE : *m_pPEs)
+    {
+        const CPEPrimitive& pe = *pPE;
+        Mix(&ullHash, reinterpret_cast<uintptr_t>(&pe));
+        Mix(&ullHash, (static_cast<uint64_t>(static_cast<uint32_t>(pe.iNodeNumber)) << 32) | pe.uType);
+        Mix(&ullHash, (static_cast<uint64_t>(pe.GetDestID()) << 32) | (pe.bDeleted ? 1u : 0u) |
+                          (pe.bUsesDestID ? 2u : 0u) | (pe.bHasPerPortRoutingTables ? 4u : 0u) |
+                          (static_cast<uint64_t>(static_cast<uint16_t>(pe.iNumLocalPorts)) << 8));
+        uint16_t wID = 0;
+        int iCursor = 0;
+        for (bool bMore = pe.GetFirstVDID(&wID, &iCursor); bMore; bMore = pe.GetNextVDID(&wID, &iCursor))
+        {
+            Mix(&ullHash, 0x10000u | wID);
+        }
+        for (size_t i = 0; i < pe.RoutingTables.size(); ++i)
+        {
+            if (const CRoutingTable* pTable = pe.RoutingTables[i].get())
+            {
+                Mix(&ullHash, (static_cast<uint64_t>(i) << 1) | (pTable->bModified ? 1u : 0u));
+                Mix(&ullHash, reinterpret_cast<uintptr_t>(pTable));
+                Mix(&ullHash, pTable->Stamp());
+            }
+        }
+    }
+    Mix(&ullHash, static_cast<uint64_t>(m_pConnections->GetCount()));
+    for (const auto& pConnection : *m_pConnections)
+    {
+        const CConnectionPrimitive& connection = *pConnection;
+        Mix(&ullHash, (static_cast<uint64_t>(static_cast<uint32_t>(connection.iPE1)) << 32) |
+                          static_cast<uint32_t>(connection.iPE1Port));
+        Mix(&ullHash, (static_cast<uint64_t>(static_cast<uint32_t>(connection.iPE2)) << 32) |
+                          static_cast<uint32_t>(connection.iPE2Port));
+        Mix(&ullHash, connection.bDeleted ? 1u : 0u);
+    }
+    return ullHash;
+}
+
+void CNetworkValidation::CheckRouteCache()
+{
+    if (!m_pPEs || !m_pConnections)
+    {
+        m_routeCache.clear();
+        return;
+    }
+    const uint64_t ullFingerprint = RoutingFingerprint();
+    if (ullFingerprint != m_ullRoutingFingerprint)
+    {
+        m_routeCache.clear();
+        m_ullRoutingFingerprint = ullFingerprint;
+    }
+}
+
+bool CNetworkValidation::RouteTo(const CPEPrimitive& pe, uint32_t* pulDestID, uint8_t* puchHop)
+{
+    if (!m_bRoutesChecked)
+    {
+        // A PE validated on its own, outside a tick or a run.
+        CheckRouteCache();
+    }
+    const auto it = m_routeCache.find(&pe);
+    if (it != m_routeCache.end())
+    {
+        *pulDestID = it->second.ulDestID;
+        *puchHop = it->second.uchHop;
+        return true;
+    }
+    const CPEPrimitive* pHost = HostPE();
+    if (!pHost || FindRoute(pHost, &pe, *m_pPEs, *m_pConnections, pulDestID, puchHop, false, nullptr) != 0)
+    {
+        return false;
+    }
+    m_routeCache[&pe] = SRouteToPE{*pulDestID, *puchHop};
+    return true;
+}
+
 bool CNetworkValidation::ValidatePE(CPEPrimitive& pe, bool bOneShot, QString* pstrFailure)
 {
     if (pe.bDeleted || IsNullOrUnknown(pe))
@@ -347,8 +455,7 @@ bool CNetworkValidation::ValidatePE(CPEPrimitive& pe, bool bOneShot, QString* ps
 
     uint32_t ulDestID = 0;
     uint8_t uchHop = 0;
-    const CPEPrimitive* pHost = HostPE();
-    if (!pHost || FindRoute(pHost, &pe, *m_pPEs, *m_pConnections, &ulDestID, &uchHop, false, nullptr) != 0)
+    if (!RouteTo(pe, &ulDestID, &uchHop))
     {
         *pstrFailure =
             QStringLiteral("Unable to validate Node %1.\n\nCould not find a route to this node.  Valid "

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <unordered_map>
 
 // What the monitor tells the map window as it goes.
 class INetworkValidationView
@@ -109,6 +110,13 @@ private:
     // The port checks of a PE that answered; false with the failure's text.
     bool CheckPorts(CPEPrimitive& pe, uint32_t ulDestID, uint8_t uchHop, QString* pstrFailure);
     void SetConnectionStatus(CConnectionPrimitive& connection, const QString& strStatus);
+    // The destination ID and hop count that reach a PE, from the cache while the map routes as it
+    // did when they were found; false when the map has no route to it.
+    bool RouteTo(const CPEPrimitive& pe, uint32_t* pulDestID, uint8_t* puchHop);
+    // Empties the route cache when the map changed in anything the route search reads: the PEs
+    // and their IDs, the connections, the host, the routing tables.
+    void CheckRouteCache();
+    uint64_t RoutingFingerprint() const;
     void SetPEStatus(CPEPrimitive& pe, int eStatus, uint16_t uFoundDevice, uint16_t uFoundVendor);
 
     INetworkValidationView* m_pView = nullptr;
@@ -121,4 +129,16 @@ private:
     QTimer m_timer;
     MillisecondClock m_clock;
     QString m_strLastFailure;
+
+    // The way to each PE found so far. Finding it traces the map's tables, for a PE without an ID
+    // of its own with every other PE's IDs, and is most of what a sweep costs; the answer stays
+    // good until the map changes. A tick or a run checks the map once (m_bRoutesChecked).
+    struct SRouteToPE
+    {
+        uint32_t ulDestID = 0;
+        uint8_t uchHop = 0;
+    };
+    std::unordered_map<const CPEPrimitive*, SRouteToPE> m_routeCache;
+    uint64_t m_ullRoutingFingerprint = 0;
+    bool m_bRoutesChecked = false;
 };

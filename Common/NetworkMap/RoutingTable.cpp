@@ -10,10 +10,18 @@ bool LessByID(const SRouteEntry& entry, uint16_t wDestID)
 }
 } // namespace
 
+uint64_t CRoutingTable::NewStamp()
+{
+    // Tables live on the one thread that works on the map.
+    static uint64_t s_ullLast = 0;
+    return ++s_ullLast;
+}
+
 void CRoutingTable::AddEntry(uint16_t wDestID, uint8_t uchPort, uint32_t eType, uint32_t uSpecialType,
                              bool bMarkModified)
 {
     const SRouteEntry entry{wDestID, uchPort, eType, uSpecialType};
+    Touch();
     // Tables are mostly filled in rising order.
     if (m_Entries.empty() || m_Entries.back().DestID < wDestID)
     {
@@ -57,5 +65,6 @@ bool CRoutingTable::RemoveAt(int iPosition)
         return false;
     }
     m_Entries.erase(m_Entries.begin() + iPosition);
+    Touch();
     return true;
 }

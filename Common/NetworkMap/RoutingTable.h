@@ -26,7 +26,11 @@ public:
     // Removes the entry at a position; false when out of range.
     bool RemoveAt(int iPosition);
     // Removes all entries.
-    void Clear() { m_Entries.clear(); }
+    void Clear()
+    {
+        m_Entries.clear();
+        Touch();
+    }
     // Makes room for a number of entries.
     void Reserve(size_t nEntries) { m_Entries.reserve(nEntries); }
 
@@ -34,9 +38,25 @@ public:
     // The entry at a position; the position must be in range.
     const SRouteEntry& GetEntry(int iPosition) const { return m_Entries[static_cast<size_t>(iPosition)]; }
     const std::vector<SRouteEntry>& Entries() const { return m_Entries; }
+    // Changes with every change of the entries and is never the same for two different contents:
+    // what a cache of routes through the map compares to see whether a table changed. Taken when
+    // asked for, so that filling a table costs nothing more.
+    uint64_t Stamp() const
+    {
+        if (m_ullStamp == 0)
+        {
+            m_ullStamp = NewStamp();
+        }
+        return m_ullStamp;
+    }
 
     bool bModified = false; // the copy differs from the hardware's table
 
 private:
+    void Touch() { m_ullStamp = 0; }
+
     std::vector<SRouteEntry> m_Entries;
+    mutable uint64_t m_ullStamp = 0; // 0: not taken since the last change
+
+    static uint64_t NewStamp();
 };

@@ -138,12 +138,13 @@ NVXL_STATUS IdtRouteGet(int bGen2, uint16_t wDeviceID, uint8_t uchLocalPort, uin
     NVXL_ROUTE_TYPE eType = eNVXL_RouteTypeUndefined;
     uint32_t ulPort = 0;
     uint32_t ulExtra = 0;
-    if (ulValue == IDT_ROUTE_DISCARD)
+    if (ulValue == IDT_ROUTE_USE_DEVICE_TABLE)
     {
-        // A special entry at the second level; at the first level it names no port.
+        // A special entry at the second level (a domain that routes by the device part); at the
+        // first level it names no port.
         eType = bLevel2 ? eNVXL_RouteTypeSpecial : eNVXL_RouteTypeUndefined;
-        ulPort = bLevel2 ? IDT_ROUTE_DISCARD : 0u;
-        ulExtra = IDT_ROUTE_DISCARD;
+        ulPort = bLevel2 ? IDT_ROUTE_USE_DEVICE_TABLE : 0u;
+        ulExtra = IDT_ROUTE_USE_DEVICE_TABLE;
     }
     else if (ulValue == IDT_ROUTE_DEFAULT)
     {
@@ -177,6 +178,141 @@ NVXL_STATUS IdtRouteGet(int bGen2, uint16_t wDeviceID, uint8_t uchLocalPort, uin
     return NVXL_OK;
 }
 
+// A table window holds two parts of 256 words (CPS-1848 User Manual, 2.3.1 and the IDT specific
+// routing table registers; CPS-16/12/8 User Manual, 8.2): the device part at the window's base,
+// indexed by an 8-bit ID or the low byte of a 16-bit ID, and the domain part 0x400 above it,
+// indexed by the high byte of a 16-bit ID. A 16-bit ID whose high byte is 0 or the switch's
+// route domain (0xF20020, which this HAL keeps at 0) routes by the device part; any other by its
+// domain entry, which is a port, the default route, no route, or 0xDD to route by the device
+// part after all. So a domain either leaves the switch by one port as a whole, or shares the
+// device part with domain 0 and with every other domain that does.
+#define IDT_DOMAIN_PART 256u
+#define IDT_NUM_IDS 65536u
+
+// The port value of a route entry; IDT_ROUTE_NONE for one that names no route.
+static uint32_t EntryValue(const NVXL_ROUTE_ENTRY* pEntry)
+{
+    switch (pEntry->eType)
+    {
+    case eNVXL_RouteTypePort:
+        return pEntry->uchPort;
+    case eNVXL_RouteTypeMCast:
+        return pEntry->uchPort + IDT_ROUTE_MCAST;
+    case eNVXL_RouteTypeSpecial:
+        return pEntry->uchPort + (pEntry->ulExtra << 6);
+    case eNVXL_RouteTypeDefault:
+        return IDT_ROUTE_DEFAULT;
+    default:
+        // Unrouted and undefined entries stay at "no route".
+        return IDT_ROUTE_NONE;
+    }
+}
+
+// Whether a table word is a route of its own (neither "no route" nor the default route).
+static int IsRouteWord(uint32_t ulValue)
+{
+    return ulValue != IDT_ROUTE_NONE && ulValue != IDT_ROUTE_DEFAULT;
+}
+
+static void DecodeWord(uint16_t wDestID, uint32_t ulValue, NVXL_ROUTE_ENTRY* pEntry)
+{
+    // Bits 7..6: 0 a port, 1 a multicast mask, 2 and 3 special codes.
+    const uint32_t ulKind = (ulValue >> 6) & 3u;
+    pEntry->wDestID = wDestID;
+    pEntry->uchPort = (uint8_t)(ulValue & 0x3Fu);
+    pEntry->eType = ulKind == 0   ? eNVXL_RouteTypePort
+                    : ulKind == 1 ? eNVXL_RouteTypeMCast
+                                  : eNVXL_RouteTypeSpecial;
+    pEntry->ulExtra = ulKind >= 2 ? ulKind : 0u;
+}
+
+// A domain entry may name a port or the default route; multicast masks and special codes live in
+// the device part only.
+static int FitsDomainEntry(uint32_t ulValue)
+{
+    return ulValue < IDT_ROUTE_MCAST || ulValue == IDT_ROUTE_DEFAULT;
+}
+
+// Lays a list of routes out as the two parts of a window (512 words). IDs below 256 go into the
+// device part. Each other domain with routes becomes one domain entry when all its routes agree
+// on a port; otherwise it is marked 0xDD and its routes go into the device part by their low
+// byte, unless giving it its commonest port loses no more of its routes than the device entries
+// already taken by other IDs would (which also leaves those entries free for later domains). *pulLost gets
+// how many IDs the two parts could not carry.
+static NVXL_STATUS PackTableWindow(uint32_t ulNumEntries, const NVXL_ROUTE_ENTRY* pTable, uint32_t* pulWords,
+                                   uint32_t* pulLost)
+{
+    for (uint32_t i = 0; i < IDT_TABLE_WORDS; i++)
+        pulWords[i] = IDT_ROUTE_NONE;
+    // Domain 0 always routes by the device part; its entry is kept at 0xDD as IDT's routines keep it.
+    pulWords[IDT_DOMAIN_PART] = IDT_ROUTE_USE_DEVICE_TABLE;
+
+    // The value of each ID, a later record for an ID replacing an earlier one.
+    uint16_t* pwByID = (uint16_t*)malloc(IDT_NUM_IDS * sizeof(uint16_t));
+    if (!pwByID)
+        return NVXL_ERR_NO_MEMORY;
+    for (uint32_t i = 0; i < IDT_NUM_IDS; i++)
+        pwByID[i] = (uint16_t)IDT_ROUTE_NONE;
+    uint32_t ulHighest = 0;
+    for (uint32_t i = 0; i < ulNumEntries; i++)
+    {
+        const uint32_t ulValue = EntryValue(&pTable[i]);
+        pwByID[pTable[i].wDestID] = (uint16_t)ulValue;
+        if (ulValue != IDT_ROUTE_NONE && pTable[i].wDestID > ulHighest)
+            ulHighest = pTable[i].wDestID;
+    }
+    for (uint32_t i = 0; i < IDT_DOMAIN_PART; i++)
+        pulWords[i] = pwByID[i];
+
+    uint32_t ulLost = 0;
+    for (uint32_t ulDomain = 1; ulDomain <= (ulHighest >> 8); ulDomain++)
+    {
+        const uint16_t* pwDomain = pwByID + (ulDomain << 8);
+        uint32_t aulCount[256] = {0};
+        uint32_t ulRoutes = 0, ulClashes = 0;
+        for (uint32_t ulLow = 0; ulLow < 256; ulLow++)
+        {
+            const uint32_t ulValue = pwDomain[ulLow];
+            if (ulValue == IDT_ROUTE_NONE)
+                continue;
+            ulRoutes++;
+            if (ulValue < 256 && FitsDomainEntry(ulValue))
+                aulCount[ulValue]++;
+            if (pulWords[ulLow] != IDT_ROUTE_NONE && pulWords[ulLow] != ulValue)
+                ulClashes++;
+        }
+        if (ulRoutes == 0)
+            continue;
+        uint32_t ulBest = 0;
+        for (uint32_t v = 1; v < 256; v++)
+            ulBest = aulCount[v] > aulCount[ulBest] ? v : ulBest;
+        const uint32_t ulMissed = ulRoutes - aulCount[ulBest];
+        if (aulCount[ulBest] != 0 && ulMissed <= ulClashes)
+        {
+            pulWords[IDT_DOMAIN_PART + ulDomain] = ulBest;
+            ulLost += ulMissed;
+            continue;
+        }
+        pulWords[IDT_DOMAIN_PART + ulDomain] = IDT_ROUTE_USE_DEVICE_TABLE;
+        for (uint32_t ulLow = 0; ulLow < 256; ulLow++)
+        {
+            const uint32_t ulValue = pwDomain[ulLow];
+            if (ulValue == IDT_ROUTE_NONE)
+                continue;
+            if (pulWords[ulLow] == IDT_ROUTE_NONE)
+                pulWords[ulLow] = ulValue;
+            else if (pulWords[ulLow] != ulValue)
+                HalDebugPrint(
+                    2, "DestID %04x shares device entry %02x, which routes to %02x, and cannot have %02x\n",
+                    (ulDomain << 8) | ulLow, ulLow, pulWords[ulLow], ulValue);
+        }
+        ulLost += ulClashes;
+    }
+    free(pwByID);
+    *pulLost = ulLost;
+    return NVXL_OK;
+}
+
 NVXL_STATUS IdtLoadTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulBase,
                                uint32_t* pulNumEntries, NVXL_ROUTE_ENTRY** ppTable)
 {
@@ -194,11 +330,18 @@ NVXL_STATUS IdtLoadTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t 
             return nStatus;
         }
     }
-    uint32_t ulCount = 0;
-    for (uint32_t i = 0; i < IDT_TABLE_WORDS; i++)
+    // The device part gives the routes of IDs 0 to 255. With 16-bit IDs the domain part adds those
+    // of the other domains: a port for every ID of the domain, or with 0xDD the device part's
+    // routes under the domain's high byte.
+    const int bLarge = HalGetLargeTransport() != 0;
+    uint32_t ulDeviceRoutes = 0;
+    for (uint32_t i = 0; i < IDT_DOMAIN_PART; i++)
+        ulDeviceRoutes += IsRouteWord(pulWords[i]) ? 1u : 0u;
+    uint32_t ulCount = ulDeviceRoutes;
+    for (uint32_t ulDomain = 1; bLarge && ulDomain < 256; ulDomain++)
     {
-        if (pulWords[i] != IDT_ROUTE_NONE && pulWords[i] != IDT_ROUTE_DEFAULT)
-            ulCount++;
+        const uint32_t ulValue = pulWords[IDT_DOMAIN_PART + ulDomain];
+        ulCount += ulValue == IDT_ROUTE_USE_DEVICE_TABLE ? ulDeviceRoutes : IsRouteWord(ulValue) ? 256u : 0u;
     }
     *pulNumEntries = ulCount;
     if (ulCount == 0)
@@ -213,20 +356,18 @@ NVXL_STATUS IdtLoadTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t 
         return NVXL_ERR_NO_MEMORY;
     }
     uint32_t ulEntry = 0;
-    for (uint32_t i = 0; i < IDT_TABLE_WORDS; i++)
+    for (uint32_t ulDomain = 0; ulDomain < (bLarge ? 256u : 1u); ulDomain++)
     {
-        const uint32_t ulValue = pulWords[i];
-        if (ulValue == IDT_ROUTE_NONE || ulValue == IDT_ROUTE_DEFAULT)
+        const uint32_t ulDomainValue = pulWords[IDT_DOMAIN_PART + ulDomain];
+        const int bDevicePart = ulDomain == 0 || ulDomainValue == IDT_ROUTE_USE_DEVICE_TABLE;
+        if (!bDevicePart && !IsRouteWord(ulDomainValue))
             continue;
-        // Bits 7..6: 0 a port, 1 a multicast mask, 2 and 3 special codes.
-        const uint32_t ulKind = (ulValue >> 6) & 3u;
-        NVXL_ROUTE_ENTRY* pEntry = &pTable[ulEntry++];
-        pEntry->wDestID = (uint16_t)i;
-        pEntry->uchPort = (uint8_t)(ulValue & 0x3Fu);
-        pEntry->eType = ulKind == 0   ? eNVXL_RouteTypePort
-                        : ulKind == 1 ? eNVXL_RouteTypeMCast
-                                      : eNVXL_RouteTypeSpecial;
-        pEntry->ulExtra = ulKind >= 2 ? ulKind : 0u;
+        for (uint32_t ulLow = 0; ulLow < 256; ulLow++)
+        {
+            const uint32_t ulValue = bDevicePart ? pulWords[ulLow] : ulDomainValue;
+            if (IsRouteWord(ulValue))
+                DecodeWord((uint16_t)((ulDomain << 8) | ulLow), ulValue, &pTable[ulEntry++]);
+        }
     }
     free(pulWords);
     *ppTable = pTable;
@@ -239,34 +380,12 @@ NVXL_STATUS IdtStoreTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t
     uint32_t* pulWords = (uint32_t*)malloc(IDT_TABLE_WORDS * sizeof(uint32_t));
     if (!pulWords)
         return NVXL_ERR_NO_MEMORY;
-    for (uint32_t i = 0; i < IDT_TABLE_WORDS; i++)
-        pulWords[i] = IDT_ROUTE_NONE;
-    for (uint32_t i = 0; i < ulNumEntries; i++)
-    {
-        const NVXL_ROUTE_ENTRY* pEntry = &pTable[i];
-        if (pEntry->wDestID >= IDT_TABLE_WORDS)
-            continue;
-        uint32_t* pulWord = &pulWords[pEntry->wDestID];
-        switch (pEntry->eType)
-        {
-        case eNVXL_RouteTypePort:
-            *pulWord = pEntry->uchPort;
-            break;
-        case eNVXL_RouteTypeMCast:
-            *pulWord = pEntry->uchPort + IDT_ROUTE_MCAST;
-            break;
-        case eNVXL_RouteTypeSpecial:
-            *pulWord = pEntry->uchPort + (pEntry->ulExtra << 6);
-            break;
-        case eNVXL_RouteTypeDefault:
-            *pulWord = IDT_ROUTE_DEFAULT;
-            break;
-        default:
-            // Unrouted and undefined entries stay at "no route".
-            break;
-        }
-    }
-    NVXL_STATUS nStatus = NVXL_OK;
+    uint32_t ulLost = 0;
+    NVXL_STATUS nStatus = PackTableWindow(ulNumEntries, pTable, pulWords, &ulLost);
+    if (ulLost)
+        HalDebugPrint(1,
+                      "%u destination IDs do not fit the domain and device tables and are routed otherwise\n",
+                      ulLost);
     for (uint32_t ulBlock = 0; ulBlock < IDT_TABLE_WORDS / IDT_TABLE_BLOCK && nStatus == NVXL_OK; ulBlock++)
         nStatus = MaintWrite(uchLocalPort, ulDestID, uchHopCount, ulBase + ulBlock * IDT_TABLE_BLOCK_BYTES,
                              pulWords + ulBlock * IDT_TABLE_BLOCK, IDT_TABLE_BLOCK, 4, 4);

@@ -14,8 +14,9 @@ extern "C"
  * switches add to the standard route types. */
 #define IDT_ROUTE_TYPE_LEVEL2_PORT ((NVXL_ROUTE_TYPE)6)
 
-/* Port values of an IDT route table. */
-#define IDT_ROUTE_DISCARD 221u
+/* Port values of an IDT route table. 221 is only meaningful in a domain entry: route by the device
+ * part of the table (the CPS manuals' "use device table" or "force local"). */
+#define IDT_ROUTE_USE_DEVICE_TABLE 221u
 #define IDT_ROUTE_DEFAULT 222u
 #define IDT_ROUTE_NONE 223u
 #define IDT_ROUTE_MCAST 64u
@@ -33,10 +34,13 @@ extern "C"
     NVXL_STATUS IdtRouteGet(int bGen2, uint16_t wDeviceID, uint8_t uchLocalPort, uint32_t ulDestID,
                             uint8_t uchHopCount, uint8_t uchWhichTable, uint16_t wRouteDestID,
                             NVXL_ROUTE_TYPE* peType, uint8_t* puchPort, uint32_t* pulExtra);
-    /* Reads the 512-word table window at ulBase and lists its entries. */
+    /* Reads the 512-word table window at ulBase (device part, then domain part) and lists its entries:
+     * IDs 0 to 255 from the device part and, with 16-bit transport, the other domains' IDs by their
+     * domain entries. */
     NVXL_STATUS IdtLoadTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
                                    uint32_t ulBase, uint32_t* pulNumEntries, NVXL_ROUTE_ENTRY** ppTable);
-    /* Writes the 512-word table window at ulBase from a list of entries. */
+    /* Writes the 512-word table window at ulBase from a list of entries, 16-bit IDs laid out over the
+     * domain and device parts. */
     NVXL_STATUS IdtStoreTableWindow(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
                                     uint32_t ulBase, uint32_t ulNumEntries, const NVXL_ROUTE_ENTRY* pTable);
 

@@ -115,8 +115,7 @@ TEST_F(IdtGen2OnSim, SecondLevelEntriesLiveInTheDomainPart)
 
 TEST_F(IdtGen2OnSim, TablesStoreAndLoadThroughTheWindows)
 {
-    const std::vector<SRoute> table = {
-        {0x01, 3, kPort, 0}, {0x02, 4, kMcast, 0}, {0x03, 2, kSpecial, 2}, {300, 9, kPort, 0}};
+    const std::vector<SRoute> table = {{0x01, 3, kPort, 0}, {0x02, 4, kMcast, 0}, {0x03, 2, kSpecial, 2}};
     ASSERT_EQ(NVXL_OK, StoreTable(kIdt, kCps1848, 5, table));
     NVXL_STATUS nStatus = 0;
     EXPECT_EQ(table, LoadTable(kIdt, kCps1848, 5, &nStatus));
@@ -130,6 +129,69 @@ TEST_F(IdtGen2OnSim, TablesStoreAndLoadThroughTheWindows)
     EXPECT_EQ((std::vector<SRoute>{{0x01, 1, kPort, 0}, {0x05, 0, kPort, 0}}),
               LoadTable(kIdt, kCps1848, kAllPorts, &nStatus));
     EXPECT_TRUE(Reaches(0x05));
+}
+
+// A 16-bit table goes into the two parts of the switch's table: a domain whose IDs all leave by
+// one port takes one domain entry, a domain split over several ports routes by the device part
+// (0xDD), which it shares with domain 0 and every other such domain. Where sharing would send an
+// ID the wrong way, the HAL compares what either choice loses.
+TEST_F(IdtGen2OnSim, SixteenBitTablesSplitIntoDomainAndDeviceEntries)
+{
+    using nvsim::models::CIdtSwitch;
+    const std::vector<SRoute> table = {
+        {0x0005, 0, kPort, 0}, {0x0006, 12, kPort, 0}, // domain 0
+        {0x0110, 3, kPort, 0}, {0x0111, 3, kPort, 0},  // domain 1: one port
+        {0x0210, 4, kPort, 0}, {0x0220, 7, kPort, 0},  // domain 2: two ports, device entries free
+        {0x0305, 9, kPort, 0}, {0x0306, 12, kPort, 0}, // domain 3: 0x0305 would take 0x0005's entry
+        {0x0307, 9, kPort, 0}, {0x0421, 5, kMcast, 0}, // domain 4: a multicast mask
+        {0x0430, 6, kPort, 0},
+    };
+    ASSERT_EQ(NVXL_OK, StoreTable(kIdt, kCps1848, 2, table));
+    const auto Entry = [this](uint32_t ulIndex) { return Switch().TableEntry(2, ulIndex); };
+    EXPECT_EQ(CIdtSwitch::kUseDeviceTable, Entry(CIdtSwitch::kDomainPart + 0));
+    EXPECT_EQ(3, Entry(CIdtSwitch::kDomainPart + 1));
+    EXPECT_EQ(CIdtSwitch::kUseDeviceTable, Entry(CIdtSwitch::kDomainPart + 2));
+    EXPECT_EQ(9, Entry(CIdtSwitch::kDomainPart + 3)) << "sharing loses 0x0305, one port loses 0x0306";
+    EXPECT_EQ(CIdtSwitch::kUseDeviceTable, Entry(CIdtSwitch::kDomainPart + 4))
+        << "masks live in the device part";
+    EXPECT_EQ(CIdtSwitch::kNoRoute, Entry(CIdtSwitch::kDomainPart + 5));
+    EXPECT_EQ(0x40 + 5, Entry(0x21));
+    EXPECT_EQ(CIdtSwitch::kUseDefaultRoute, Switch().TableEntry(3, CIdtSwitch::kDomainPart + 1))
+        << "other ports' tables untouched";
+
+    // Where the switch sends a 16-bit packet that came in on port 2.
+    const auto Egress = [this](uint32_t ulDestId) -> int
+    {
+        uint8_t uchPort = 0;
+        return Switch().Route(ulDestId, true, 2, &uchPort) ? uchPort : -1;
+    };
+    EXPECT_EQ(0, Egress(0x0005));
+    EXPECT_EQ(12, Egress(0x0006));
+    EXPECT_EQ(3, Egress(0x0110));
+    EXPECT_EQ(3, Egress(0x01AB)) << "the whole domain leaves by its port";
+    EXPECT_EQ(4, Egress(0x0210));
+    EXPECT_EQ(7, Egress(0x0220));
+    EXPECT_EQ(9, Egress(0x0305));
+    EXPECT_EQ(9, Egress(0x0307));
+    EXPECT_EQ(9, Egress(0x0306)) << "the one ID of domain 3 that no layout carries";
+    EXPECT_EQ(6, Egress(0x0430));
+    EXPECT_EQ(-1, Egress(0x0500));
+    EXPECT_EQ(6, Egress(0x0030)) << "an ID of domain 0 without a route shares domain 4's device entry";
+
+    // Read back with 16-bit IDs: the device part under domains 0, 2 and 4, and every ID of domains 1
+    // and 3. With 8-bit IDs only the device part.
+    HalSetLargeTransport(1);
+    NVXL_STATUS nStatus = 0;
+    const std::vector<SRoute> loaded = LoadTable(kIdt, kCps1848, 2, &nStatus);
+    HalSetLargeTransport(0);
+    ASSERT_EQ(NVXL_OK, nStatus);
+    ASSERT_EQ(3u * 6 + 2 * 256, loaded.size());
+    EXPECT_EQ((SRoute{0x0005, 0, kPort, 0}), loaded.front());
+    EXPECT_EQ((SRoute{0x0110, 3, kPort, 0}), loaded[6 + 0x10]);
+    EXPECT_EQ((SRoute{0x0221, 5, kMcast, 0}), loaded[6 + 256 + 4]);
+    EXPECT_EQ((SRoute{0x0306, 9, kPort, 0}), loaded[6 + 256 + 6 + 6]);
+    EXPECT_EQ((SRoute{0x0430, 6, kPort, 0}), loaded.back());
+    EXPECT_EQ(6u, LoadTable(kIdt, kCps1848, 2, &nStatus).size());
 }
 
 TEST_F(IdtGen2OnSim, ResetRestoresTheDomainAndDropsTheDefaultRoute)

@@ -60,10 +60,13 @@ protected:
         };
     }
 
+    // An ID with a high byte selects that entry of the domain part (0x400 into the window), any
+    // other its entry of the device part.
     uint32_t Entry() const
     {
         const uint32_t ulWindow = m_ulSelect == 0 ? 0xE00000 : 0xE10000 + 0x1000 * (m_ulSelect - 1);
-        return ulWindow + 4 * m_ulEntry;
+        const uint32_t ulHigh = (m_ulEntry >> 8) & 0xFF;
+        return ulWindow + (ulHigh ? 0x400 + 4 * ulHigh : 4 * (m_ulEntry & 0xFF));
     }
 
     // A window as the switch leaves it after a reset: no routes.
@@ -105,11 +108,12 @@ TEST_F(IdtRoutingTest, Gen2RoutesRoundTripThroughRegistersAndWindows)
     ASSERT_EQ(Add(kCPS1848, 3, 9, eNVXL_RouteTypeSpecial, 1, 2), 0);
     ASSERT_EQ(Add(kCPS1848, 3, 10, eNVXL_RouteTypeUndefined, 0, 221), 0);
     ASSERT_EQ(Add(kCPS1848, 3, 300, kLevel2Port, 4), 0);
-    ASSERT_EQ(Add(kCPS1848, 3, 301, eNVXL_RouteTypeUndefined, 0, 221), 0);
+    ASSERT_EQ(Add(kCPS1848, 3, 0x22D, eNVXL_RouteTypeUndefined, 0, 221), 0);
     // Table n is selected as n + 1, and every add selects it again.
     EXPECT_EQ(WritesTo(0x10070), std::vector<uint32_t>(8, 4));
     EXPECT_EQ(m_target.Reg(0xE13000 + 4 * 6), 66u);
     EXPECT_EQ(m_target.Reg(0xE13000 + 4 * 9), 129u);
+    EXPECT_EQ(m_target.Reg(0xE13400 + 4 * 1), 4u) << "ID 300 sets the entry of domain 1";
 
     EXPECT_EQ(Get(kCPS1848, 3, 5), (SRoute{eNVXL_RouteTypePort, 7, 0}));
     EXPECT_EQ(Get(kCPS1848, 3, 6), (SRoute{eNVXL_RouteTypeMCast, 2, 0}));
@@ -119,9 +123,10 @@ TEST_F(IdtRoutingTest, Gen2RoutesRoundTripThroughRegistersAndWindows)
     EXPECT_EQ(Get(kCPS1848, 3, 9), (SRoute{eNVXL_RouteTypeUndefined, 0, 129}));
     EXPECT_EQ(Get(kCPS1848, 3, 10), (SRoute{eNVXL_RouteTypeUndefined, 0, 221}));
     EXPECT_EQ(Get(kCPS1848, 3, 300), (SRoute{kLevel2Port, 4, 0}));
-    EXPECT_EQ(Get(kCPS1848, 3, 301), (SRoute{eNVXL_RouteTypeSpecial, 221, 221}));
+    EXPECT_EQ(Get(kCPS1848, 3, 0x22D), (SRoute{eNVXL_RouteTypeSpecial, 221, 221}));
 
-    // The window of table 3, read in four blocks of 128 words.
+    // The window of table 3, read in four blocks of 128 words. With 8-bit IDs only the device part
+    // holds routes: IDs 5, 6, 9 and 10 (7 has none, 8 takes the default route).
     Forget();
     uint32_t ulEntries = 0;
     NVXL_ROUTE_ENTRY* pTable = nullptr;
@@ -136,7 +141,7 @@ TEST_F(IdtRoutingTest, Gen2RoutesRoundTripThroughRegistersAndWindows)
     EXPECT_EQ(aReads,
               (std::vector<SStep>{
                   {false, 0xE13000, 0}, {false, 0xE13200, 0}, {false, 0xE13400, 0}, {false, 0xE13600, 0}}));
-    ASSERT_EQ(ulEntries, 6u);
+    ASSERT_EQ(ulEntries, 4u);
     EXPECT_EQ(pTable[0].wDestID, 5);
     EXPECT_EQ(pTable[0].eType, eNVXL_RouteTypePort);
     EXPECT_EQ(pTable[1].eType, eNVXL_RouteTypeMCast);
@@ -144,16 +149,35 @@ TEST_F(IdtRoutingTest, Gen2RoutesRoundTripThroughRegistersAndWindows)
     EXPECT_EQ(pTable[2].eType, eNVXL_RouteTypeSpecial);
     EXPECT_EQ(pTable[2].ulExtra, 2u);
     EXPECT_EQ(pTable[2].uchPort, 1);
-    EXPECT_EQ(pTable[4].wDestID, 300);
-    EXPECT_EQ(pTable[4].uchPort, 4);
+    EXPECT_EQ(pTable[3].wDestID, 10);
+    free(pTable);
 
-    // What was loaded, stored into the all-ports table, gives the same window word for word.
+    // With 16-bit IDs domain 1 sends all its 256 IDs to port 4, and domain 2 routes by the device
+    // part: 4 + 256 + 4 routes in rising order of ID.
+    HalSetLargeTransport(1);
+    pTable = nullptr;
+    ASSERT_EQ(HalLoadRoutingTable(kIDT, kCPS1848, 0, kDest, kHop, 3, &ulEntries, &pTable), 0);
+    ASSERT_EQ(ulEntries, 264u);
+    EXPECT_EQ(pTable[4].wDestID, 0x100);
+    EXPECT_EQ(pTable[4].uchPort, 4);
+    EXPECT_EQ(pTable[259].wDestID, 0x1FF);
+    EXPECT_EQ(pTable[259].eType, eNVXL_RouteTypePort);
+    EXPECT_EQ(pTable[260].wDestID, 0x205);
+    EXPECT_EQ(pTable[260].uchPort, 7);
+    EXPECT_EQ(pTable[261].wDestID, 0x206);
+    EXPECT_EQ(pTable[261].eType, eNVXL_RouteTypeMCast);
+    EXPECT_EQ(pTable[263].wDestID, 0x20A);
+
+    // What was loaded, stored into the all-ports table, gives the same window word for word: domain
+    // 1 agrees on one port, domain 2 does not and goes back to the device part.
     ASSERT_EQ(HalStoreRoutingTable(kIDT, kCPS1848, 0, kDest, kHop, 255, ulEntries, pTable), 0);
     free(pTable);
+    HalSetLargeTransport(0);
     for (uint32_t i = 0; i < 512; i++)
     {
-        // Only the default route of ID 8 has no entry in a loaded list.
-        const uint32_t ulExpected = i == 8 ? 223u : m_target.Reg(0xE13000 + 4 * i);
+        // The default route of ID 8 has no entry in a loaded list; domain 0 always routes by the
+        // device part, and the store marks its entry so.
+        const uint32_t ulExpected = i == 8 ? 223u : i == 256 ? 221u : m_target.Reg(0xE13000 + 4 * i);
         ASSERT_EQ(m_target.Reg(0xE00000 + 4 * i), ulExpected) << i;
     }
     EXPECT_EQ(WritesTo(0xE00200).size(), 128u);

@@ -6,6 +6,9 @@
 #include "ClientSimFixture.h"
 #include "Discovery.h"
 
+#include "DebugLog.h"
+
+#include <QFile>
 #include <QSet>
 
 namespace nvtest
@@ -352,6 +355,98 @@ TEST_F(CNetworkValidationTest, AMapErrorIsNotedAndAOnePEMapHasNoWork)
     EXPECT_TRUE(lone.ValidateNetwork(true));
     EXPECT_TRUE(m_pTransport->accesses.empty());
     EXPECT_EQ(eValidationUnknown, single.ActivePEs.GetByIndex(0)->Health.eStatus);
+}
+
+// The way to each PE is searched once and kept: later sweeps read the hardware without searching
+// the map again, until the map changes in something the search reads.
+TEST_F(CNetworkValidationTest, TheWayToEachPEIsSearchedOnceAndKeptWhileTheMapStaysTheSame)
+{
+    // Every search ends in the route search's log line.
+    const auto Searches = []
+    {
+        QFile log(DebugLogPath());
+        return log.open(QIODevice::ReadOnly) ? log.readAll().count("Use destID") : -1;
+    };
+    SetDebugFlag(eDebugFindRoute, true);
+    ASSERT_TRUE(ClearLog());
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+    const int nFirst = Searches();
+    EXPECT_EQ(4, nFirst) << "the two switches and two endpoints; the host is itself";
+    ASSERT_TRUE(ClearLog());
+    ASSERT_TRUE(Sweep());
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+    EXPECT_EQ(0, Searches()) << "a tick and a run later, nothing was searched again";
+    // The states the monitor writes (a link found down) are no change of the routes.
+    EXPECT_EQ(QStringLiteral("OK"), m_pEp2->GetStatusString());
+
+    // An entry of sw1 written again, as an upload or the editor writes it: every way is searched anew.
+    for (auto& pTable : m_pSw1->RoutingTables)
+    {
+        if (pTable && pTable->FindEntry(0x05) >= 0)
+            pTable->AddEntry(0x05, 2, 3, 0, false);
+    }
+    ASSERT_TRUE(ClearLog());
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+    EXPECT_EQ(4, Searches()) << "a table that changed drops every way kept";
+    SetDebugFlag(eDebugFindRoute, false);
+}
+
+// Each kind of change the route search reads makes the next sweep search again; with a stale way
+// these sweeps would still report the PE OK.
+TEST_F(CNetworkValidationTest, AWayKeptIsDroppedWhenTheMapChanges)
+{
+    const QString strNoRoute = QString::asprintf(
+        "Unable to validate Node %d.\n\nCould not find a route to this node.  Valid routing tables are "
+        "required for network validation.",
+        m_pSw2->iNodeNumber + 1);
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+
+    // sw1's tables edited and not yet sent: the search reads only tables that match the hardware.
+    std::vector<CRoutingTable*> withEp2;
+    for (auto& pTable : m_pSw1->RoutingTables)
+    {
+        if (pTable && pTable->FindEntry(0x0A) >= 0)
+            withEp2.push_back(pTable.get());
+    }
+    ASSERT_FALSE(withEp2.empty());
+    for (CRoutingTable* pTable : withEp2)
+        pTable->bModified = true;
+    EXPECT_FALSE(m_validation.ValidateNetwork(false));
+    EXPECT_EQ(strNoRoute, m_validation.LastFailure());
+    for (CRoutingTable* pTable : withEp2)
+        pTable->bModified = false;
+    ASSERT_TRUE(m_validation.ValidateNetwork(false)) << m_validation.LastFailure().toStdString();
+
+    // The link between the switches deleted from the map.
+    Link(m_pSw1, m_pSw2)->bDeleted = true;
+    EXPECT_FALSE(m_validation.ValidateNetwork(false));
+    EXPECT_EQ(strNoRoute, m_validation.LastFailure());
+    Link(m_pSw1, m_pSw2)->bDeleted = false;
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+
+    // A table thrown away, in the background monitor's tick.
+    std::unique_ptr<CRoutingTable> pKept = std::move(m_pSw1->RoutingTables[0]);
+    ASSERT_TRUE(pKept && pKept->FindEntry(0x0A) >= 0) << "the host's port";
+    m_validation.Start();
+    EXPECT_FALSE(m_validation.Tick());
+    EXPECT_EQ(strNoRoute, m_validation.LastFailure());
+    m_pSw1->RoutingTables[0] = std::move(pKept);
+    m_ui.messages.clear();
+
+    // ep1 given another ID on the map, checked on its own outside a sweep: no table routes the new
+    // ID and no other ID passes ep1.
+    ASSERT_TRUE(m_validation.ValidateNetwork(false));
+    const uint16_t wOld = m_pEp1->ShortDestID;
+    m_pEp1->ShortDestID = 0x0C;
+    QString strFailure;
+    EXPECT_FALSE(m_validation.ValidatePE(*m_pEp1, false, &strFailure));
+    EXPECT_TRUE(
+        strFailure.startsWith(QString::asprintf("Unable to validate Node %d.", m_pEp1->iNodeNumber + 1)))
+        << strFailure.toStdString();
+    m_pEp1->ShortDestID = wOld;
+    strFailure.clear();
+    EXPECT_TRUE(m_validation.ValidatePE(*m_pEp1, false, &strFailure)) << strFailure.toStdString();
+    EXPECT_EQ(QStringLiteral("OK"), m_pEp1->GetStatusString());
 }
 } // namespace
 } // namespace nvtest

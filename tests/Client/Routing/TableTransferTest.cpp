@@ -7,6 +7,8 @@
 #include "Preferences.h"
 #include "RouteGeneration.h"
 
+#include <set>
+
 namespace nvtest
 {
 namespace
@@ -196,6 +198,72 @@ TEST_F(CTableTest, FlashingWritesTheTableIntoTheSwitchsEepromImage)
     const CPEPrimitive* pEp2 = m_map.ActivePEs.GetPEByUniqueID("1fff000578d201002fff0");
     ASSERT_TRUE(pEp2);
     EXPECT_EQ(0u, IdentityAt(pEp2->ShortDestID, 1) & 0xFFFF0000u);
+}
+} // namespace
+} // namespace nvtest
+
+namespace nvtest
+{
+namespace
+{
+// 16-bit IDs from 0xF0 in steps of 0x81 spread the PEs over domains 0 to 4, each domain's IDs
+// behind different switches, so that every CPS-1848 on the way routes some domains by their
+// domain entry and others by its device entries: after the download each PE answers a
+// maintenance read at the ID and hop count the map gives for it.
+TEST_F(CTableTest, SixteenBitIDsOfSeveralDomainsReachEveryPEThroughTheSwitches)
+{
+    Load(std::string(kHostLine) +
+         "device sw1 switch model=cps1848\ndevice sw2 switch model=cps1848\ndevice sw3 switch model=cps1432\n"
+         "device ep1 endpoint device=0x1001 memory\ndevice ep2 endpoint device=0x1002 memory\n"
+         "device ep3 endpoint device=0x1003 memory\ndevice ep4 endpoint device=0x1004 memory\n"
+         "device ep5 endpoint device=0x1005 memory\ndevice ep6 endpoint device=0x1006 memory\n"
+         "host host0\nlink host0:0 sw1:0\nlink sw1:1 sw2:0\nlink sw2:1 sw3:0\n"
+         "link sw1:2 ep1:0\nlink sw2:2 ep2:0\nlink sw3:2 ep3:0\nlink sw1:3 ep4:0\n"
+         "link sw2:3 ep5:0\nlink sw3:3 ep6:0\n");
+    SetMapTransportAccess([] { return 16; }, [](int) {});
+    HalSetLargeTransport(1);
+    SDiscoveryRequest request;
+    request.bEnumerate = true;
+    request.bLongDestIDs = true;
+    request.bTryAllClockRates = false;
+    request.ulFirstDestID = 0xF0;
+    request.ulDestIDIncr = 0x81;
+    ASSERT_EQ(0, StandardDiscovery(request, m_map, &m_host, {}));
+    std::set<int> domains;
+    int nEndpoints = 0;
+    for (const auto& pPE : m_map.ActivePEs)
+    {
+        if (pPE.get() != Node(0) && !(pPE->uType & (kPETypeSwitch | kPETypeNull | kPETypeUnknown)))
+        {
+            ++nEndpoints;
+            domains.insert(pPE->LongDestID >> 8);
+        }
+    }
+    ASSERT_EQ(6, nEndpoints);
+    ASSERT_GE(domains.size(), 4u) << "the IDs must span several domains";
+    ASSERT_EQ(3, GenerateRoutes(m_map));
+    m_ui.answers = {eAnswerNo};
+    ASSERT_EQ(3, DownloadAllTables(m_map)) << m_ui.messages.join(QLatin1Char('|')).toStdString();
+
+    for (const auto& pPE : m_map.ActivePEs)
+    {
+        if (pPE.get() == Node(0) || (pPE->uType & (kPETypeNull | kPETypeUnknown)))
+            continue;
+        uint32_t ulID = 0;
+        uint8_t uchHop = 0;
+        ASSERT_EQ(0, FindRoute(Node(0), pPE.get(), m_map.ActivePEs, m_map.ActiveConnections, &ulID, &uchHop,
+                               false, nullptr))
+            << pPE->CommonName.toStdString();
+        if (!(pPE->uType & kPETypeSwitch))
+        {
+            EXPECT_EQ(pPE->LongDestID, ulID) << "an endpoint is reached by its own ID";
+        }
+        uint32_t ulIdentity = 0;
+        EXPECT_EQ(0, m_pFabric->MaintRead(0, ulID, uchHop, 0, &ulIdentity, 1, 4, 4, true))
+            << std::hex << ulID << " hop " << int{uchHop};
+        EXPECT_EQ((uint32_t{pPE->DeviceID} << 16) | pPE->ManufID, ulIdentity)
+            << std::hex << ulID << " hop " << int{uchHop};
+    }
 }
 } // namespace
 } // namespace nvtest

@@ -203,6 +203,31 @@ TEST(RoutingTable, SortedOneEntryPerIDAndModifiedOnRequest)
     EXPECT_EQ(table.FindEntry(20), 0);
 }
 
+// The stamp moves with every change of the entries, a failed removal is none, and a copy keeps
+// the stamp of the contents it copied.
+TEST(RoutingTable, StampChangesWithTheEntries)
+{
+    CRoutingTable table;
+    const uint64_t ullEmpty = table.Stamp();
+    EXPECT_EQ(ullEmpty, table.Stamp()) << "asking twice is no change";
+    table.AddEntry(5, 2, eRoutePort, 0, false);
+    const uint64_t ullOne = table.Stamp();
+    EXPECT_NE(ullEmpty, ullOne);
+    table.AddEntry(5, 3, eRoutePort, 0, false);
+    const uint64_t ullRewritten = table.Stamp();
+    EXPECT_NE(ullOne, ullRewritten);
+    EXPECT_FALSE(table.RemoveAt(4));
+    EXPECT_EQ(ullRewritten, table.Stamp());
+    const CRoutingTable copy = table;
+    EXPECT_EQ(ullRewritten, copy.Stamp());
+    EXPECT_TRUE(table.RemoveAt(0));
+    const uint64_t ullRemoved = table.Stamp();
+    EXPECT_NE(ullRewritten, ullRemoved);
+    table.Clear();
+    EXPECT_NE(ullRemoved, table.Stamp());
+    EXPECT_NE(CRoutingTable().Stamp(), CRoutingTable().Stamp()) << "two tables never share a stamp";
+}
+
 TEST(MulticastInfo, MasksAndCursors)
 {
     CMulticastInfo info;
