@@ -821,9 +821,16 @@ NVXL_STATUS NVXL_Walk(uint32_t ulHostDestID, uint8_t uchHopCount, NVXL_PE* pPare
     nStatus = HalGetFeatures(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulFeatures);
     if (NvxlReport(1, "attepting to read features information from a discovered PE", nStatus))
         return nStatus;
-    nStatus = HalResetRoutingTable(wVendorID, wDeviceID, 0, ulDestID, uchHopCount);
-    if (NvxlReport(1, "performing part-specific discovery pre-initialization", nStatus))
-        return nStatus;
+    // The part-specific pre-initialisation resets routing state (the IDT switches' domain and
+    // default route, the whole table of vendor 1's device 8): it belongs to bringing a fabric up.
+    // A walk that neither enumerates nor takes locks looks at a fabric in service, whose traffic
+    // depends on that state, and leaves it alone.
+    if (NvxlFlag(NVXL_DISCOVER_ENUMERATE) || !NvxlFlag(NVXL_DISCOVER_NO_LOCKS))
+    {
+        nStatus = HalResetRoutingTable(wVendorID, wDeviceID, 0, ulDestID, uchHopCount);
+        if (NvxlReport(1, "performing part-specific discovery pre-initialization", nStatus))
+            return nStatus;
+    }
     if (ulFeatures & 0x10000000u)
         nStatus =
             SwitchSteps(pParentPE, uchParentPort, wVendorID, wDeviceID, &ulDestID, uchHopCount, ulFeatures);

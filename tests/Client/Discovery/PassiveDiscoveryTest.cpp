@@ -133,6 +133,12 @@ protected:
 TEST_F(CPassiveDiscoveryTest, AFabricInServiceIsResolvedThroughItsOwnRoutesWithNoEntryInUseChanged)
 {
     Load(ShippedTopology("inservice.topo"));
+    // sw1's default route (the standard Route Default Port CSR, 78h) sends what it can't route to
+    // the host; a walk of a fabric in service must not reset it to "no route".
+    nvsim::CSimDevice* pSw1 = m_pFabric->FindDevice("sw1");
+    ASSERT_NE(nullptr, pSw1);
+    pSw1->SetReg(0x78, 0);
+    const uint32_t ulDefaultBefore = pSw1->Reg(0x78);
     const TableState before = Tables(*m_pFabric);
     m_pFabric->RouteJournal().Enable(true);
     ASSERT_EQ(0, Passive());
@@ -212,6 +218,7 @@ TEST_F(CPassiveDiscoveryTest, AFabricInServiceIsResolvedThroughItsOwnRoutesWithN
                               write.uchNew == 3);
     }
     EXPECT_TRUE(bOnramp) << m_pFabric->RouteJournal().Text();
+    EXPECT_EQ(ulDefaultBefore, pSw1->Reg(0x78)) << "the default route was reset";
     const TableState after = Tables(*m_pFabric);
     for (const auto& [key, uchBefore] : before)
     {
