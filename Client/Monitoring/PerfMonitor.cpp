@@ -496,12 +496,6 @@ void CPerfMonitor::Tick()
                        static_cast<unsigned long>(ulValue), static_cast<unsigned long>(ulAddress),
                        static_cast<unsigned long>(ulElapsed));
         }
-        uint32_t ulCount = ulValue;
-        if (m_pDevice->counters[static_cast<size_t>(trace.iCounter)].bCumulative)
-        {
-            ulCount = ulValue - trace.ulLastCount; // a wrap still gives the count since the last reading
-            trace.ulLastCount = ulValue;
-        }
         trace.ulLastTick = ulTick;
         if (trace.bFirstSample)
         {
@@ -515,7 +509,7 @@ void CPerfMonitor::Tick()
             trace.aulCounts[static_cast<size_t>(k)] = trace.aulCounts[static_cast<size_t>(k - 1)];
             trace.aulElapsed[static_cast<size_t>(k)] = trace.aulElapsed[static_cast<size_t>(k - 1)];
         }
-        trace.aulCounts[0] = ulCount;
+        trace.aulCounts[0] = ulValue;
         trace.aulElapsed[0] = ulElapsed;
         trace.dRate = Rate(trace.aulCounts.data(), trace.aulElapsed.data(), trace.nValid);
         trace.bHasRate = true;

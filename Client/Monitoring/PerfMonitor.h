@@ -21,14 +21,12 @@ constexpr uint16_t kPerfVendorTundra = 0x000D;
 constexpr uint16_t kPerfDeviceTsi578 = 0x0578;
 
 // One counter a device offers: its name, and the address of port 0's counter (port p adds
-// 0x100 x p).
+// 0x100 x p). Every counter here clears itself when read, so a reading is the count since the
+// one before.
 struct SPerfCounterDesc
 {
     QString strName;
     uint32_t ulBase = 0;
-    // A counter that keeps counting across reads, rated by the difference to the last reading;
-    // the counters of the tables clear themselves on reading.
-    bool bCumulative = false;
 };
 
 // How a device's counters are switched on before they count.
@@ -118,7 +116,6 @@ struct SPerfTrace
     std::array<uint32_t, kPerfMaxDepth> aulCounts{};
     std::array<uint32_t, kPerfMaxDepth> aulElapsed{};
     uint32_t ulLastTick = 0;
-    uint32_t ulLastCount = 0; // last reading of a cumulative counter
     double dRate = 0;
     bool bHasRate = false;
     std::vector<SPerfRateSample> samples; // what the report gets
