@@ -127,8 +127,8 @@ int RunReportCommand(const SCliInvocation& invocation, const char* pszUsage, ERe
         return RunReport(report, options, messages);
     }
     // The performance monitors keep their samples in their windows only; a map holds none.
-    std::fprintf(stderr, "The performance report is not available from the command line yet: performance "
-                         "monitor samples are not kept in the map.\n");
+    std::fprintf(stderr, "The performance report is not available from a saved map: performance monitor "
+                         "samples are not kept in the map. Run perfmon MAP NODE ... --report DIR to write one.\n");
     return 2;
 }
 

@@ -32,13 +32,15 @@ extern const SCliCommand g_aHealthCommands[];
 extern const SCliCommand g_aWatchCommands[];
 extern const SCliCommand g_aDiffCommands[];
 extern const SCliCommand g_aReportCommands[];
+extern const SCliCommand g_aPerfmonCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
-    g_aTargetCommands, g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
-    g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
-    g_aVdidCommands,   g_aHealthCommands,    g_aWatchCommands,  g_aDiffCommands,       g_aReportCommands};
+    g_aTargetCommands,     g_aDeviceCommands, g_aMapCommands,       g_aRegsCommands,
+    g_aDiscoveryCommands,  g_aRouteCommands,  g_aMulticastCommands, g_aScriptCommands,
+    g_aInitScriptCommands, g_aInitCommands,   g_aVdidCommands,      g_aHealthCommands,
+    g_aWatchCommands,      g_aDiffCommands,   g_aReportCommands,    g_aPerfmonCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
@@ -98,8 +100,9 @@ int main(int argc, char** argv)
     std::vector<std::string> args(argv + 1, argv + argc);
     // The global options may stand anywhere; what is left is the command and its words. A command
     // may own a global option's name: after its word the option is the command's (watch's --log is
-    // its log of trigger lines, not the transaction log).
-    const std::vector<std::pair<std::string, std::string>> commandOptions = {{"watch", "--log"}};
+    // its log of trigger lines, not the transaction log; perfmon's --port is the switch port).
+    const std::vector<std::pair<std::string, std::string>> commandOptions = {{"watch", "--log"},
+                                                                             {"perfmon", "--port"}};
     const std::vector<std::string> valueGlobals = {
         "--server",  "--port",      "--local-port",     "--log",
         "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
