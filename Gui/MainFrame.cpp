@@ -23,6 +23,7 @@
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "ParametersDlg.h"
+#include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
 #include "RegisterDlg.h"
@@ -442,6 +443,7 @@ void CMainFrame::InstallHandlers()
     InstallCompareCommands(m_core);
     InstallScriptCommands(m_core, this);
     InstallReportCommands(m_core);
+    InstallPerfMonitorCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

@@ -189,11 +189,16 @@ const std::vector<SPerfDeviceDesc>& PerfDeviceTable()
         std::vector<SPerfCounterDesc> tsi;
         for (int k = 0; k < 6; ++k)
             tsi.push_back({QLatin1String(kTsiKinds[k].pszName), Tsi578CounterAddress(k, 0)});
-        SPerfDeviceDesc tsi578 = Device(kPerfDeviceTsi578, "IDT Tsi-578 Performance Monitor", 16,
-                                        std::move(tsi), ePerfControlTsi57x);
-        tsi578.wVendorID = kPerfVendorTundra;
-        tsi578.bTsi578 = true;
-        table.push_back(std::move(tsi578));
+        // The Tsi574 and Tsi577 have the Tsi578's statistics counters and use its window.
+        for (const auto& [wDevice, iPorts] :
+             {std::pair<uint16_t, int>{kPerfDeviceTsi578, 16}, {0x0577, 16}, {0x0574, 8}})
+        {
+            SPerfDeviceDesc tsi57x =
+                Device(wDevice, "IDT Tsi-578 Performance Monitor", iPorts, tsi, ePerfControlTsi57x);
+            tsi57x.wVendorID = kPerfVendorTundra;
+            tsi57x.bTsi578 = true;
+            table.push_back(std::move(tsi57x));
+        }
         return table;
     }();
     return s_table;

@@ -186,6 +186,9 @@ TEST(PerfDeviceTable, EveryDeviceHasItsTitlePortsAndCounterSet)
     EXPECT_FALSE(FindPerfDevice(0x0038, 0x0578));
     ASSERT_TRUE(FindPerfDevice(0x000D, 0x0578));
     EXPECT_TRUE(FindPerfDevice(0x000D, 0x0578)->bTsi578);
+    ASSERT_TRUE(FindPerfDevice(0x000D, 0x0574));
+    EXPECT_EQ(8, FindPerfDevice(0x000D, 0x0574)->iNumPorts) << "the Tsi574 has the form with its 8 ports";
+    EXPECT_FALSE(FindPerfDevice(0x000D, 0x0500));
 
     // Counters sit where the parts have them.
     const SPerfDeviceDesc& cps = *FindPerfDevice(0x0038, 0x0379);
