@@ -44,6 +44,14 @@ double ChartTop(double dPeak)
     }
     return dTop;
 }
+
+// Quarters of the top are the grid lines: below 100 they need a decimal (2.5, 12.5).
+void SetChartTop(COScopeCtrl& chart, double dPeak)
+{
+    const double dTop = ChartTop(dPeak);
+    if (dTop != chart.Upper() || chart.Decimals() != (dTop < 100.0 ? 1 : 0))
+        chart.SetRange(0.0, dTop, dTop < 100.0 ? 1 : 0);
+}
 } // namespace
 
 CPerfMonitorWnd* CPerfMonitorWnd::Find(int iNode)
@@ -128,8 +136,9 @@ CPerfMonitorWnd::CPerfMonitorWnd(CNetworkDocument& document, int iNode, IPerfTra
         trace.pChart = new COScopeCtrl(pBox);
         trace.pChart->SetTitle(counters.value(trace.pCounter->currentIndex()));
         trace.pChart->SetYUnits(QStringLiteral("Counts/s"));
-        trace.pChart->SetSamples(60);
-        trace.pChart->SetRange(0.0, ChartTop(0), 0);
+        // 61 places: the axis ticks fall on 0, 15, 30, 45 and 60 seconds back.
+        trace.pChart->SetSamples(61);
+        SetChartTop(*trace.pChart, 0);
         trace.pChart->setMinimumSize(360, 200);
         pBoxLayout->addLayout(pControls);
         pBoxLayout->addWidget(trace.pChart, 1);
@@ -144,7 +153,7 @@ CPerfMonitorWnd::CPerfMonitorWnd(CNetworkDocument& document, int iNode, IPerfTra
                     widgets.pChart->Reset();
                     widgets.pChart->SetTitle(m_pMonitor->CounterNames().value(iCounter));
                     widgets.dPeak = 0;
-                    widgets.pChart->SetRange(0.0, ChartTop(0), 0);
+                    SetChartTop(*widgets.pChart, 0);
                     widgets.pRate->clear();
                     // The new counter may be taken by another window: the box shows what is so.
                     const QSignalBlocker blocker(widgets.pOn);
@@ -226,9 +235,7 @@ void CPerfMonitorWnd::OnRate(int iTrace, double dRate)
     if (dRate > trace.dPeak)
     {
         trace.dPeak = dRate;
-        const double dTop = ChartTop(dRate);
-        if (dTop != trace.pChart->Upper())
-            trace.pChart->SetRange(0.0, dTop, dTop < 100.0 ? 1 : 0);
+        SetChartTop(*trace.pChart, dRate);
     }
     trace.pChart->AppendPoint(dRate);
     trace.pRate->setText(QString::asprintf("%.1f", dRate));

@@ -131,10 +131,12 @@ SPerfDeviceDesc Device(uint16_t wDeviceID, const char* pszTitle, int iPorts,
     return device;
 }
 
-// Which monitor controls a counter of a PE: (node, counter address) to monitor.
-std::map<std::pair<int, uint32_t>, const CPerfMonitor*>& Claims()
+// Which trace of which monitor controls a counter of a PE: (node, counter address) to (monitor,
+// trace). A counter clears when read, so two readers would each see part of the count.
+using ClaimMap = std::map<std::pair<int, uint32_t>, std::pair<const CPerfMonitor*, int>>;
+ClaimMap& Claims()
 {
-    static std::map<std::pair<int, uint32_t>, const CPerfMonitor*> s_claims;
+    static ClaimMap s_claims;
     return s_claims;
 }
 
@@ -380,7 +382,7 @@ bool CPerfMonitor::SetTraceOn(int iTrace, bool bOn)
         return true;
     const std::pair<int, uint32_t> key{m_iNode, CounterAddress(trace)};
     const auto it = Claims().find(key);
-    if (it != Claims().end() && it->second != this)
+    if (it != Claims().end() && it->second != std::make_pair(static_cast<const CPerfMonitor*>(this), iTrace))
     {
         UI().ShowMessage(QStringLiteral("This counter is already being controlled by another dialog."),
                          QStringLiteral("Warning"), EMessageKind::Warning);
@@ -392,7 +394,7 @@ bool CPerfMonitor::SetTraceOn(int iTrace, bool bOn)
                          EMessageKind::Error);
         return false;
     }
-    Claims()[key] = this;
+    Claims()[key] = {this, iTrace};
     trace.bOn = true;
     trace.bFirstSample = true;
     trace.nValid = 0;
@@ -406,7 +408,7 @@ void CPerfMonitor::Release(int iTrace)
     if (!m_pDevice || !trace.bOn)
         return;
     const auto it = Claims().find({m_iNode, CounterAddress(trace)});
-    if (it != Claims().end() && it->second == this)
+    if (it != Claims().end() && it->second == std::make_pair(static_cast<const CPerfMonitor*>(this), iTrace))
         Claims().erase(it);
 }
 
