@@ -6,6 +6,8 @@
 
 #include "ClientSimFixture.h"
 #include "Discovery.h"
+#include "MainFrame.h"
+#include "MapCommands.h"
 #include "OScopeCtrl.h"
 #include "PerfMonitorWnd.h"
 #include "RouteSearch.h"
@@ -235,3 +237,34 @@ TEST_F(PerfMonitorWndTest, EnableWithoutALinkSaysWhyAndStaysOff)
     nvguitest::WaitFor([this] { return CPerfMonitorWnd::Find(m_iSwitch) == nullptr; }, 2000);
 }
 } // namespace nvtest
+
+// The PE pop-up's command opens the node's window on the frame's map, and again shows the same.
+TEST(PerfMonitorCommand, ThePopUpCommandOpensOneWindowForThePE)
+{
+    SetMapTransportAccess([] { return 8; }, [](int) {});
+    CMainFrame frame;
+    nvguitest::AddPE(frame.Core().Document(), 0, 0x0038, 0x0379, kPETypeSwitch, 200, 100, 16);
+    nvguitest::AddPE(frame.Core().Document(), 1, 0x000D, 0x0578, kPETypeSwitch, 300, 100, 16);
+    frame.Core().NotifyMap();
+    SCommandContext context;
+    context.iNode = 0;
+    frame.RunCommand(eCmdPerformanceMonitor, context);
+    CPerfMonitorWnd* pWindow = CPerfMonitorWnd::Find(0);
+    ASSERT_TRUE(pWindow);
+    EXPECT_TRUE(pWindow->isVisible());
+    EXPECT_EQ(QStringLiteral("IDT CPS-1616 Performance Monitor - Node 1"), pWindow->windowTitle());
+    frame.RunCommand(eCmdPerformanceMonitor, context);
+    EXPECT_EQ(pWindow, CPerfMonitorWnd::Find(0));
+    context.iNode = 1;
+    frame.RunCommand(eCmdTsi578PerformanceMonitor, context);
+    ASSERT_TRUE(CPerfMonitorWnd::Find(1));
+    EXPECT_EQ(QStringLiteral("IDT Tsi-578 Performance Monitor - Node 2"),
+              CPerfMonitorWnd::Find(1)->windowTitle());
+    EXPECT_EQ(QStringLiteral("Unicast Packets Received"),
+              CPerfMonitorWnd::Find(1)->CounterBox(0)->itemText(0));
+    CPerfMonitorWnd::Find(0)->close();
+    CPerfMonitorWnd::Find(1)->close();
+    EXPECT_TRUE(
+        nvguitest::WaitFor([] { return !CPerfMonitorWnd::Find(0) && !CPerfMonitorWnd::Find(1); }, 2000));
+    SetMapTransportAccess(nullptr, nullptr);
+}
