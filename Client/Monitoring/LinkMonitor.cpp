@@ -32,11 +32,12 @@ public:
         const CTargetLink* pLink = CTargetClient::Instance().Link();
         return pLink && pLink->IsConnected();
     }
-    int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulWords, uint32_t ulCount,
-                      uint32_t ulStride, uint32_t ulLastTick, uint32_t* pulElapsedUs, uint32_t* pulTick) override
+    int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulWords,
+                      uint32_t ulCount, uint32_t ulStride, uint32_t ulLastTick, uint32_t* pulElapsedUs,
+                      uint32_t* pulTick) override
     {
-        return CTargetClient::Instance().Maint_read(0, ulDestID, uchHop, ulOffset, pulWords, ulCount, ulStride, 2,
-                                                    true, ulLastTick, pulElapsedUs, pulTick);
+        return CTargetClient::Instance().Maint_read(0, ulDestID, uchHop, ulOffset, pulWords, ulCount,
+                                                    ulStride, 2, true, ulLastTick, pulElapsedUs, pulTick);
     }
 };
 
@@ -59,7 +60,8 @@ uint64_t SumOf(const std::deque<uint32_t>& series)
 class CLinkMonitorReport final : public CReport
 {
 public:
-    CLinkMonitorReport(const QString& strMapName, std::vector<SPerfMonitorRecord> records, std::vector<int> decimals)
+    CLinkMonitorReport(const QString& strMapName, std::vector<SPerfMonitorRecord> records,
+                       std::vector<int> decimals)
         : CReport(eReportPerformance), m_records(std::move(records)), m_decimals(std::move(decimals))
     {
         SetMapName(strMapName);
@@ -91,7 +93,8 @@ protected:
             {
                 if (!WritePiece(QStringLiteral("pmr_tl.htm"),
                                 {QStringLiteral("SAMPLETIME"), QStringLiteral("SAMPLEDATA")},
-                                {ReportEscape(sample.strTime), QLocale::c().toString(sample.dRate, 'f', m_decimals[i])}))
+                                {ReportEscape(sample.strTime),
+                                 QLocale::c().toString(sample.dRate, 'f', m_decimals[i])}))
                 {
                     return false;
                 }
@@ -165,8 +168,8 @@ SEfficiency ComputeEfficiency(bool bTsi500, uint64_t ullElapsedUs, uint64_t ullP
     return result;
 }
 
-CLinkMonitor::CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document, ILinkMonitorTransport& transport,
-                           int iNode, int iPort)
+CLinkMonitor::CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document,
+                           ILinkMonitorTransport& transport, int iNode, int iPort)
     : m_eKind(eKind), m_document(document), m_transport(transport), m_iNode(iNode), m_iPort(iPort)
 {
     if (const CPEPrimitive* pPE = PE())
@@ -204,8 +207,9 @@ QString CLinkMonitor::ChartTitle(int iChart) const
         return iChart == 0 ? QStringLiteral("Outbound Retries on CRC Error - Buffer %1").arg(m_iBuffer)
                            : QStringLiteral("Inbound CRC Errors");
     case eLinkMonitorThroughput:
-        return iChart == 0 ? QStringLiteral("Priority %1 Read Rate (Kilopackets / second)").arg(m_iReadPriority)
-                           : QStringLiteral("Priority %1 Write Rate (Kilopackets / second)").arg(m_iWritePriority);
+        return iChart == 0
+                   ? QStringLiteral("Priority %1 Read Rate (Kilopackets / second)").arg(m_iReadPriority)
+                   : QStringLiteral("Priority %1 Write Rate (Kilopackets / second)").arg(m_iWritePriority);
     case eLinkMonitorEfficiency:
         return iChart == 0   ? QStringLiteral("Packet Rate (Kilopackets/second)")
                : iChart == 1 ? QStringLiteral("Average Packet Size (bytes)")
@@ -223,7 +227,9 @@ QString CLinkMonitor::ChartUnits(int iChart) const
     case eLinkMonitorThroughput:
         return QStringLiteral("kPkt/s");
     case eLinkMonitorEfficiency:
-        return iChart == 0 ? QStringLiteral("kPkt/s") : iChart == 1 ? QStringLiteral("Bytes") : QStringLiteral("%");
+        return iChart == 0   ? QStringLiteral("kPkt/s")
+               : iChart == 1 ? QStringLiteral("Bytes")
+                             : QStringLiteral("%");
     }
     return QString();
 }
@@ -298,8 +304,8 @@ bool CLinkMonitor::FindPERoute(uint32_t* pulDestID, uint8_t* puchHop) const
     const CPEPrimitive* pHost = m_document.ActivePEs.GetHostPE();
     const CPEPrimitive* pPE = PE();
     return pHost && pPE &&
-           FindRoute(pHost, pPE, m_document.ActivePEs, m_document.ActiveConnections, pulDestID, puchHop, false,
-                     nullptr) == 0;
+           FindRoute(pHost, pPE, m_document.ActivePEs, m_document.ActiveConnections, pulDestID, puchHop,
+                     false, nullptr) == 0;
 }
 
 bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pulElapsed, uint32_t* pulTick,
@@ -313,8 +319,8 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
         uint32_t ulRetries = 0;
         uint32_t ulCrc = 0;
         uint32_t ulIgnored = 0;
-        if (m_transport.TimedRead(ulDestID, uchHop, LinkMonitorRetryOffset(m_iPort, m_iBuffer), &ulRetries, 1, 4,
-                                  m_ulLastTick, pulElapsed, pulTick) != 0 ||
+        if (m_transport.TimedRead(ulDestID, uchHop, LinkMonitorRetryOffset(m_iPort, m_iBuffer), &ulRetries, 1,
+                                  4, m_ulLastTick, pulElapsed, pulTick) != 0 ||
             m_transport.TimedRead(ulDestID, uchHop, LinkMonitorCrcOffset(m_iPort), &ulCrc, 1, 4, m_ulLastTick,
                                   &ulIgnored, &ulIgnored) != 0)
         {
@@ -328,8 +334,8 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
     {
         uint32_t aulReg[kTsi500ThroughputWords] = {};
         const uint32_t ulWords = bTsi500 ? kTsi500ThroughputWords : kTsi57xThroughputWords;
-        if (m_transport.TimedRead(ulDestID, uchHop, LinkMonitorThroughputOffset(bTsi500, m_iPort), aulReg, ulWords,
-                                  4, m_ulLastTick, pulElapsed, pulTick) != 0)
+        if (m_transport.TimedRead(ulDestID, uchHop, LinkMonitorThroughputOffset(bTsi500, m_iPort), aulReg,
+                                  ulWords, 4, m_ulLastTick, pulElapsed, pulTick) != 0)
         {
             return false;
         }
@@ -353,8 +359,8 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
         {
             return false;
         }
-        DebugPrint(eDebugPerfMon, "TrafficEfficiency: DC:%08lx PC:%08lx\n", static_cast<unsigned long>(aulReg[0]),
-                   static_cast<unsigned long>(aulReg[1]));
+        DebugPrint(eDebugPerfMon, "TrafficEfficiency: DC:%08lx PC:%08lx\n",
+                   static_cast<unsigned long>(aulReg[0]), static_cast<unsigned long>(aulReg[1]));
         // Second series: bytes, first: packets.
         *pulFirst = aulReg[1];
         *pulSecond = aulReg[0];
@@ -416,7 +422,8 @@ bool CLinkMonitor::Tick()
         return false;
     }
     Record(ulElapsed, ulDeltaFirst,
-           m_eKind == eLinkMonitorEfficiency ? static_cast<uint32_t>(uint64_t{ulDeltaSecond} * 4) : ulDeltaSecond);
+           m_eKind == eLinkMonitorEfficiency ? static_cast<uint32_t>(uint64_t{ulDeltaSecond} * 4)
+                                             : ulDeltaSecond);
     Compute();
     return true;
 }

@@ -34,8 +34,8 @@ public:
     virtual ~ILinkMonitorTransport() = default;
     virtual bool IsOpen() = 0;
     virtual int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulWords,
-                              uint32_t ulCount, uint32_t ulStride, uint32_t ulLastTick, uint32_t* pulElapsedUs,
-                              uint32_t* pulTick) = 0;
+                              uint32_t ulCount, uint32_t ulStride, uint32_t ulLastTick,
+                              uint32_t* pulElapsedUs, uint32_t* pulTick) = 0;
 };
 // Over the transaction front end: LocalPort 0, Priority 2, bTimed.
 ILinkMonitorTransport& TargetLinkMonitorTransport();
@@ -77,8 +77,8 @@ class CLinkMonitor
 {
 public:
     // Watches port iPort (from 0) of the PE at node number iNode of the document's active network.
-    CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document, ILinkMonitorTransport& transport, int iNode,
-                 int iPort);
+    CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document, ILinkMonitorTransport& transport,
+                 int iNode, int iPort);
 
     ELinkMonitorKind Kind() const { return m_eKind; }
     int Node() const { return m_iNode; }
@@ -121,7 +121,10 @@ public:
     const std::array<double, 3>& LastValues() const { return m_lastValues; }
     const SEfficiency& LastEfficiency() const { return m_lastEfficiency; }
     // Every point of a chart since the window was opened.
-    const std::vector<SLinkSample>& Samples(int iChart) const { return m_samples[static_cast<size_t>(iChart)]; }
+    const std::vector<SLinkSample>& Samples(int iChart) const
+    {
+        return m_samples[static_cast<size_t>(iChart)];
+    }
     bool HasData() const;
     void ClearData();
     // The history, newest first: elapsed microseconds, counts, second counts.
@@ -133,7 +136,8 @@ public:
     std::vector<SPerfMonitorRecord> ReportRecords() const;
     // Writes the performance report with the recorded points; "There is no data recorded to
     // report." when there are none.
-    bool GenerateReport(const QString& strMapName, const QString& strDirectory = QString(), bool bOpen = true);
+    bool GenerateReport(const QString& strMapName, const QString& strDirectory = QString(),
+                        bool bOpen = true);
 
     // The clock of the time stamps (the wall clock unless set).
     std::function<QTime()> fnNow;
@@ -146,8 +150,8 @@ public:
 private:
     CPEPrimitive* PE() const;
     bool FindPERoute(uint32_t* pulDestID, uint8_t* puchHop) const;
-    bool ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pulElapsed, uint32_t* pulTick, uint32_t* pulFirst,
-                      uint32_t* pulSecond);
+    bool ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pulElapsed, uint32_t* pulTick,
+                      uint32_t* pulFirst, uint32_t* pulSecond);
     void Record(uint32_t ulElapsed, uint32_t ulFirst, uint32_t ulSecond);
     void Compute();
     void AddPoint(int iChart, double dValue, const QString& strTime);
