@@ -12,6 +12,7 @@
 #include "FindRegisterDlg.h"
 #include "HealthMonitor.h"
 #include "InitNetworkCommand.h"
+#include "LinkMonitorWnd.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
@@ -442,6 +443,7 @@ void CMainFrame::InstallHandlers()
     InstallCompareCommands(m_core);
     InstallScriptCommands(m_core, this);
     InstallReportCommands(m_core);
+    InstallLinkMonitorCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

@@ -2,6 +2,7 @@
 
 #include "DebugLog.h"
 #include "NetworkDocument.h"
+#include "PETypes.h"
 #include "Preferences.h"
 #include "Reports/ReportTemplate.h"
 #include "RouteSearch.h"
@@ -139,6 +140,33 @@ uint32_t LinkMonitorEfficiencyOffset(bool bTsi500, int iPort)
 {
     return bTsi500 ? 0x10914 + kTsi500PortStride * static_cast<uint32_t>(iPort)
                    : 0x13038 + kTsi57xPortStride * static_cast<uint32_t>(iPort);
+}
+
+bool LinkMonitorEnd(const CNetworkDocument& document, int iConnection, ELinkMonitorKind eKind, int* piNode,
+                    int* piPort, QString* pstrWhy)
+{
+    const CConnectionPrimitive* pLink = document.pCurrentConnections->GetByNodeNumber(iConnection);
+    if (!pLink)
+    {
+        *pstrWhy = QStringLiteral("Unable to find the link.");
+        return false;
+    }
+    for (int iEnd = 0; iEnd < 2; ++iEnd)
+    {
+        const int iNode = iEnd == 0 ? pLink->iPE1 : pLink->iPE2;
+        const CPEPrimitive* pPE = document.pCurrentPEs->GetByNodeNumber(iNode);
+        if (pPE && pPE->ManufID == kTundraVendorID && (pPE->uType & kPETypeSwitch) &&
+            (eKind != eLinkMonitorBitErrors || pPE->DeviceID == kTsi500DeviceID))
+        {
+            *piNode = iNode;
+            *piPort = iEnd == 0 ? pLink->iPE1Port : pLink->iPE2Port;
+            return true;
+        }
+    }
+    *pstrWhy = eKind == eLinkMonitorBitErrors
+                   ? QStringLiteral("Bit error rates can be monitored only on a port of a Tsi500.")
+                   : QStringLiteral("Link monitors need a Tsi switch at one end of the link.");
+    return false;
 }
 
 SEfficiency ComputeEfficiency(bool bTsi500, uint64_t ullElapsedUs, uint64_t ullPackets, uint64_t ullBytes,

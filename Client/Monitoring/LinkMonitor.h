@@ -52,6 +52,11 @@ uint32_t LinkMonitorCrcOffset(int iPort);                // Tsi500 inbound CRC e
 uint32_t LinkMonitorThroughputOffset(bool bTsi500, int iPort);
 uint32_t LinkMonitorEfficiencyOffset(bool bTsi500, int iPort);
 
+// The end of a link on the map a monitor of that kind watches: the Tsi switch at either end (the
+// Tsi500 for bit error rates), the first end when both are. False with the reason in *pstrWhy.
+bool LinkMonitorEnd(const CNetworkDocument& document, int iConnection, ELinkMonitorKind eKind, int* piNode,
+                    int* piPort, QString* pstrWhy);
+
 // The efficiency sums as the window computes them.
 struct SEfficiency
 {
