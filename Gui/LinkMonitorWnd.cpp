@@ -21,6 +21,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <cmath>
 #include <map>
 #include <tuple>
 
@@ -29,25 +30,43 @@ namespace
 constexpr int kTickMs = 1000;
 constexpr int kSamplesAcross = 60;
 
-// A chart's starting Y maximum: a thousand retries, a megapacket a second, a maximum-size
-// packet, all of a link.
+// A chart's starting Y maximum: ten retries, a kilopacket a second, a packet of 256 bytes with
+// its header, all of a link. A point above the maximum raises it (see NextScale).
 double DefaultMaximum(ELinkMonitorKind eKind, int iChart)
 {
     switch (eKind)
     {
     case eLinkMonitorBitErrors:
-        return 1000.0;
+        return 10.0;
     case eLinkMonitorThroughput:
-        return 1000.0;
+        return 1.0;
     case eLinkMonitorEfficiency:
-        return iChart == 0 ? 1000.0 : iChart == 1 ? 276.0 : 100.0;
+        return iChart == 0 ? 1.0 : iChart == 1 ? 276.0 : 100.0;
     }
     return 100.0;
 }
 
+// The smallest of 1, 2 and 5 times a power of ten at or above d.
+double NextScale(double d)
+{
+    double dStep = std::pow(10.0, std::floor(std::log10(d)));
+    for (double dFactor : {1.0, 2.0, 5.0, 10.0})
+    {
+        if (dStep * dFactor >= d)
+        {
+            return dStep * dFactor;
+        }
+    }
+    return dStep * 10.0;
+}
+
 int Decimals(ELinkMonitorKind eKind, int iChart)
 {
-    return eKind == eLinkMonitorBitErrors || (eKind == eLinkMonitorEfficiency && iChart == 1) ? 0 : 1;
+    if (eKind == eLinkMonitorEfficiency)
+    {
+        return iChart == 0 ? 2 : iChart == 1 ? 0 : 1;
+    }
+    return eKind == eLinkMonitorBitErrors ? 1 : 2;
 }
 } // namespace
 
@@ -197,7 +216,12 @@ void CLinkMonitorWnd::OnTick()
     }
     for (size_t i = 0; i < m_charts.size(); ++i)
     {
-        m_charts[i]->AppendPoint(m_monitor.LastValues()[i]);
+        const double dValue = m_monitor.LastValues()[i];
+        if (dValue > m_maxima[i]->value())
+        {
+            m_maxima[i]->setValue(NextScale(dValue)); // the chart follows through ApplyChartSettings
+        }
+        m_charts[i]->AppendPoint(dValue);
     }
     if (m_pLinkUse)
     {

@@ -251,7 +251,7 @@ QString CLinkMonitor::ChartUnits(int iChart) const
     switch (m_eKind)
     {
     case eLinkMonitorBitErrors:
-        return QStringLiteral("Retries");
+        return iChart == 0 ? QStringLiteral("Retries") : QStringLiteral("Errors");
     case eLinkMonitorThroughput:
         return QStringLiteral("kPkt/s");
     case eLinkMonitorEfficiency:

@@ -3,6 +3,7 @@
 // the test's, so every rate is exact.
 #include "LinkMonitor.h"
 #include "ClientSimFixture.h"
+#include "ClockedTransport.h"
 #include "Discovery.h"
 #include "Preferences.h"
 #include "TestSupport.h"
@@ -12,8 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-
-#include <map>
 
 namespace nvtest
 {
@@ -27,47 +26,6 @@ std::string Tsi500Fabric()
                                     "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
                                     "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n";
 }
-
-// Timed reads on the fabric with a millisecond clock the test moves. Words at chosen offsets can
-// be replaced (a counter about to wrap), and the next reads made to fail.
-class CClockedTransport final : public ILinkMonitorTransport
-{
-public:
-    explicit CClockedTransport(nvsim::CSimFabric& fabric) : m_fabric(fabric) {}
-    bool IsOpen() override { return bOpen; }
-    int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulWords,
-                      uint32_t ulCount, uint32_t ulStride, uint32_t ulLastTick, uint32_t* pulElapsedUs,
-                      uint32_t* pulTick) override
-    {
-        ++nReads;
-        if (nFailures > 0)
-        {
-            --nFailures;
-            return -310;
-        }
-        const int32_t nStatus = m_fabric.MaintRead(0, ulDestID, uchHop, ulOffset, pulWords, ulCount, 4,
-                                                   ulStride, false, nullptr, 2);
-        for (uint32_t i = 0; i < ulCount; ++i)
-        {
-            const auto it = overrides.find(ulOffset + i * ulStride);
-            if (it != overrides.end())
-            {
-                pulWords[i] = it->second;
-            }
-        }
-        *pulElapsedUs = (ulNowMs - ulLastTick) * 1000;
-        *pulTick = ulNowMs;
-        return nStatus;
-    }
-    bool bOpen = true;
-    int nFailures = 0;
-    int nReads = 0;
-    uint32_t ulNowMs = 5000;
-    std::map<uint32_t, uint32_t> overrides;
-
-private:
-    nvsim::CSimFabric& m_fabric;
-};
 
 class CLinkMonitorTest : public CClientSimTest
 {
