@@ -12,6 +12,7 @@
 #include "FindRegisterDlg.h"
 #include "HealthMonitor.h"
 #include "InitNetworkCommand.h"
+#include "LinkMonitorWnd.h"
 #include "LinkSettings.h"
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
@@ -444,6 +445,7 @@ void CMainFrame::InstallHandlers()
     InstallScriptCommands(m_core, this);
     InstallReportCommands(m_core);
     InstallPerfMonitorCommands(m_core, this);
+    InstallLinkMonitorCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {
