@@ -8,6 +8,26 @@
 #include <QValueAxis>
 
 #include <algorithm>
+#include <cmath>
+
+namespace
+{
+// A step of 1, 2, 2.5 or 5 times a power of ten that cuts the span into about four parts, so the
+// axis reads 0, 50, 100, ... rather than 0, 69, 138, ...
+double NiceStep(double dSpan)
+{
+    if (!(dSpan > 0.0))
+        return 1.0;
+    const double dRough = dSpan / 4.0;
+    const double dPower = std::pow(10.0, std::floor(std::log10(dRough)));
+    for (double dFactor : {1.0, 2.0, 2.5, 5.0, 10.0})
+    {
+        if (dFactor * dPower >= dRough)
+            return dFactor * dPower;
+    }
+    return 10.0 * dPower;
+}
+} // namespace
 
 COScopeCtrl::COScopeCtrl(QWidget* pParent) : QWidget(pParent)
 {
@@ -19,6 +39,8 @@ COScopeCtrl::COScopeCtrl(QWidget* pParent) : QWidget(pParent)
     m_pAxisX = new QValueAxis;
     m_pAxisY = new QValueAxis;
     m_pAxisX->setLabelFormat(QStringLiteral("%d"));
+    m_pAxisX->setTickType(QValueAxis::TicksDynamic);
+    m_pAxisY->setTickType(QValueAxis::TicksDynamic);
     m_pChart->addAxis(m_pAxisX, Qt::AlignBottom);
     m_pChart->addAxis(m_pAxisY, Qt::AlignLeft);
     m_pSeries->attachAxis(m_pAxisX);
@@ -92,11 +114,15 @@ void COScopeCtrl::Redraw()
     const int nFirst = m_nSamples - static_cast<int>(m_points.size());
     int i = 0;
     for (double dValue : m_points)
-        points.append(QPointF(nFirst + i++, std::clamp(dValue, m_dLower, m_dUpper)));
+        points.append(QPointF(nFirst + ++i, std::clamp(dValue, m_dLower, m_dUpper)));
     m_pSeries->replace(points);
-    m_pAxisX->setRange(0, m_nSamples - 1);
+    m_pAxisX->setRange(0, m_nSamples);
+    m_pAxisX->setTickAnchor(0);
+    m_pAxisX->setTickInterval(std::max(1.0, std::round(NiceStep(m_nSamples))));
     m_pAxisX->setTitleText(m_strXUnits);
     m_pAxisY->setRange(m_dLower, m_dUpper);
+    m_pAxisY->setTickAnchor(m_dLower);
+    m_pAxisY->setTickInterval(NiceStep(m_dUpper - m_dLower));
     m_pAxisY->setTitleText(m_strYUnits);
     m_pAxisY->setLabelFormat(QStringLiteral("%.") + QString::number(m_nDecimals) + QStringLiteral("f"));
 }

@@ -6,6 +6,10 @@
 
 #include <QChartView>
 #include <QLineSeries>
+#include <QValueAxis>
+
+#include <algorithm>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -24,10 +28,10 @@ TEST(OScopeCtrlTest, KeepsTheLastSamplesAcrossAndDrawsTheNewestAtTheRightEdge)
     ASSERT_EQ(1, series.size());
     const QList<QPointF> drawn = series.front()->points();
     ASSERT_EQ(3, drawn.size());
-    // Oldest at the left, newest at the last place across; a value above the range is drawn at
+    // Oldest at the left, newest at the right edge (x = samples across); a value above the range is drawn at
     // its top while the chart still holds the value.
-    EXPECT_EQ(QPointF(0, 2.0), drawn[0]);
-    EXPECT_EQ(QPointF(2, 10.0), drawn[2]);
+    EXPECT_EQ(QPointF(1, 2.0), drawn[0]);
+    EXPECT_EQ(QPointF(3, 10.0), drawn[2]);
 
     // Narrowing drops the oldest; with fewer points than places they hug the right edge.
     chart.SetSamples(2);
@@ -35,7 +39,7 @@ TEST(OScopeCtrlTest, KeepsTheLastSamplesAcrossAndDrawsTheNewestAtTheRightEdge)
     chart.Reset();
     chart.SetSamples(5);
     chart.AppendPoint(7.0);
-    EXPECT_EQ(QPointF(4, 7.0), series.front()->points().front());
+    EXPECT_EQ(QPointF(5, 7.0), series.front()->points().front());
 }
 
 TEST(OScopeCtrlTest, LabelsFollowTheDecimalsAndAnEmptyRangeStillHasHeight)
@@ -43,6 +47,15 @@ TEST(OScopeCtrlTest, LabelsFollowTheDecimalsAndAnEmptyRangeStillHasHeight)
     COScopeCtrl chart;
     chart.SetRange(0.0, 2.5, 3);
     EXPECT_EQ(QStringLiteral("1.250"), chart.YLabel(1.25));
+    // Ticks fall on round numbers, whatever the range and width.
+    const QList<QValueAxis*> axes = chart.findChild<QChartView*>()->chart()->findChildren<QValueAxis*>();
+    chart.SetRange(0.0, 276.0, 0);
+    chart.SetSamples(61);
+    std::vector<double> intervals;
+    for (const QValueAxis* pAxis : axes)
+        intervals.push_back(pAxis->tickInterval());
+    std::sort(intervals.begin(), intervals.end());
+    EXPECT_EQ((std::vector<double>{20.0, 100.0}), intervals);
     chart.SetRange(0.0, 0.0, 0);
     EXPECT_GT(chart.Upper(), chart.Lower());
     EXPECT_EQ(QStringLiteral("2"), chart.YLabel(1.6));
