@@ -167,6 +167,7 @@ public:
     // Once a second while running: command 3.
     STick Tick();
 
+    bool LinkOpen() const { return m_fnLinkOpen(); }
     bool Running() const { return m_bRunning; }
     bool Lagging() const { return m_bLagging; }
     // The rate the slider and rate box show: in dynamic mode the running step's, else ulRate.
