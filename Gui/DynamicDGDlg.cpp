@@ -23,6 +23,8 @@ CDynamicDGDlg::CDynamicDGDlg(uint32_t ulKind, const std::vector<std::pair<uint32
     m_pList->setHeaderLabels(
         {QStringLiteral("Step"), QStringLiteral("Duration (s)"), DataGenRateColumn(ulKind)});
     m_pList->setRootIsDecorated(false);
+    m_pList->headerItem()->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+    m_pList->headerItem()->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
     m_pList->setSelectionMode(QAbstractItemView::SingleSelection);
     m_pList->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_pList->setMinimumSize(320, 260);
