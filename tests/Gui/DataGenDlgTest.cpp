@@ -243,7 +243,9 @@ TEST_F(DataGenDlgTest, NoTextIsCutInEitherWindow)
         for (QLabel* pLabel : pTop->findChildren<QLabel*>())
         {
             if (pLabel->isVisible() && !pLabel->text().isEmpty())
+            {
                 EXPECT_GE(pLabel->width(), pLabel->sizeHint().width()) << pLabel->text().toStdString();
+            }
         }
         for (QGroupBox* pBox : pTop->findChildren<QGroupBox*>())
             EXPECT_GE(pBox->width(), pBox->fontMetrics().horizontalAdvance(pBox->title()))
