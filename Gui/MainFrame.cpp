@@ -4,6 +4,7 @@
 #include "ChildView.h"
 #include "CompareCommand.h"
 #include "ConnectDlg.h"
+#include "DataGenDlg.h"
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
 #include "DefaultSettingsDlg.h"
@@ -451,6 +452,13 @@ void CMainFrame::InstallHandlers()
                              {
                                  CReportDirsDlg dialog(this);
                                  dialog.exec();
+                             });
+    m_core.SetCommandHandler(eCmdTrafficGenerator,
+                             [this](const SCommandContext& context)
+                             {
+                                 if (context.iNode >= 0)
+                                     CDataGenDlg::OpenFor(m_core.Document(), context.iNode,
+                                                          [this] { m_pView->Rebuild(); }, this);
                              });
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
