@@ -41,6 +41,9 @@ int FailWith(CCollectingInterface& messages, const QString& strFallback)
     return kExitError;
 }
 
+} // namespace
+
+// Also behind `report perf`, which samples a node the same way to write its report.
 int RunPerfmon(const SCliInvocation& invocation)
 {
     const CCliOptions options(invocation.args,
@@ -152,7 +155,6 @@ int RunPerfmon(const SCliInvocation& invocation)
     }
     return 0;
 }
-} // namespace
 
 extern const SCliCommand g_aPerfmonCommands[] = {
     {"perfmon", "MAP NODE --port P --counter NAME --ticks N [--depth D] [--interval-ms MS] [--report DIR]",

@@ -20,6 +20,8 @@
 #include <cstdio>
 #include <memory>
 
+int RunPerfmon(const SCliInvocation& invocation);
+
 namespace
 {
 void PrintMessages(const CCollectingInterface& messages)
@@ -127,8 +129,10 @@ int RunReportCommand(const SCliInvocation& invocation, const char* pszUsage, ERe
         return RunReport(report, options, messages);
     }
     // The performance monitors keep their samples in their windows only; a map holds none.
-    std::fprintf(stderr, "The performance report is not available from a saved map: performance monitor "
-                         "samples are not kept in the map. Run perfmon MAP NODE ... --report DIR to write one.\n");
+    std::fprintf(stderr,
+                 "The performance report is not available from a saved map alone: performance monitor "
+                 "samples are not kept in the map. Name the node, port and counter to sample "
+                 "(report perf MAP --node N --port P --counter NAME --dir DIR).\n");
     return 2;
 }
 
@@ -152,9 +156,41 @@ int RunReportWatch(const SCliInvocation& invocation)
     return RunReportCommand(invocation, "report watch MAP [--dir DIR]", eReportWatch);
 }
 
+// A saved map holds no performance samples: with --node the command takes them itself, as the
+// performance monitor does (perfmon), and writes the report of that run.
 int RunReportPerf(const SCliInvocation& invocation)
 {
-    return RunReportCommand(invocation, "report perf MAP [--dir DIR]", eReportPerformance);
+    const char* const kPerfUsage = "report perf MAP --node N --port P --counter NAME --dir DIR [--ticks N] "
+                                   "[--depth D] [--interval-ms MS]";
+    const CCliOptions options(
+        invocation.args, {"--node", "--port", "--counter", "--dir", "--ticks", "--depth", "--interval-ms"},
+        {});
+    if (!options.Ok() || options.Positional().size() != 1 || !options.Has("--node"))
+    {
+        if (!options.Ok())
+            std::fprintf(stderr, "report perf: %s\n", options.Error().c_str());
+        return RunReportCommand(invocation, kPerfUsage, eReportPerformance);
+    }
+    if (!options.Has("--counter") || !options.Has("--dir"))
+        return CliUsage(kPerfUsage);
+    SCliInvocation perfmon;
+    perfmon.args = {options.Positional()[0],
+                    options.Value("--node"),
+                    "--counter",
+                    options.Value("--counter"),
+                    "--ticks",
+                    options.Has("--ticks") ? options.Value("--ticks") : std::string("5"),
+                    "--report",
+                    options.Value("--dir")};
+    for (const char* pszOption : {"--port", "--depth", "--interval-ms"})
+    {
+        if (options.Has(pszOption))
+        {
+            perfmon.args.push_back(pszOption);
+            perfmon.args.push_back(options.Value(pszOption));
+        }
+    }
+    return RunPerfmon(perfmon);
 }
 } // namespace
 
@@ -163,6 +199,6 @@ extern const SCliCommand g_aReportCommands[] = {
     {"report routing", "MAP [--dir DIR]", RunReportRouting},
     {"report registers", "MAP [--node N] [--dir DIR]", RunReportRegisters},
     {"report watch", "MAP [--dir DIR]", RunReportWatch},
-    {"report perf", "MAP [--dir DIR]", RunReportPerf},
+    {"report perf", "MAP --node N --port P --counter NAME --dir DIR [--ticks N] [--depth D]", RunReportPerf},
     {nullptr, nullptr, nullptr},
 };

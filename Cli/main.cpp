@@ -102,9 +102,9 @@ int main(int argc, char** argv)
     std::vector<std::string> args(argv + 1, argv + argc);
     // The global options may stand anywhere; what is left is the command and its words. A command
     // may own a global option's name: after its word the option is the command's (watch's --log is
-    // its log of trigger lines, not the transaction log; perfmon's --port is the switch port).
-    const std::vector<std::pair<std::string, std::string>> commandOptions = {{"watch", "--log"},
-                                                                             {"perfmon", "--port"}};
+    // its log of trigger lines, not the transaction log; perfmon's and report's --port is a switch port).
+    const std::vector<std::pair<std::string, std::string>> commandOptions = {
+        {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}};
     const std::vector<std::string> valueGlobals = {
         "--server",  "--port",      "--local-port",     "--log",
         "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};

@@ -93,6 +93,27 @@ TEST_F(PerfmonCliTest, EachTickRatesTheCountsTheSwitchSawOverTheTargetsTime)
     EXPECT_EQ(4, strPage.count(QStringLiteral("<td class=\"num\">"))) << "one row a rated tick";
 }
 
+// report perf samples the node itself, as perfmon does, and writes the same report; its --port is
+// the switch's port, not the server's.
+TEST_F(PerfmonCliTest, ReportPerfSamplesTheNodeAndWritesThePerformanceReport)
+{
+    const std::string strDir = Temp("report-perf");
+    SRunResult result = Cli({"report", "perf", m_strMap, "--node", "6", "--port", "4", "--counter",
+                             "VC0 Packets Received", "--ticks", "3", "--interval-ms", "20", "--dir", strDir});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    const std::vector<std::string> lines = Lines(result.strOut);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ("Wrote " + strDir + "/Output/Performance Report.HTM", lines.back());
+    QFile page(QString::fromStdString(strDir + "/Output/Performance Report.HTM"));
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    EXPECT_EQ(2, QString::fromUtf8(page.readAll()).count(QStringLiteral("<td class=\"num\">")))
+        << "one row for each rated tick of three";
+
+    result = Cli({"report", "perf", m_strMap, "--node", "6", "--port", "4", "--dir", strDir});
+    EXPECT_EQ(2, result.nExitCode) << "without a counter there is nothing to sample";
+    EXPECT_NE(std::string::npos, result.strErr.find("usage")) << result.strErr;
+}
+
 TEST_F(PerfmonCliTest, RefusalsSayWhyAndEndWithStatus2)
 {
     // A counter the device doesn't have: the list of those it has.
