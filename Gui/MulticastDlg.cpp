@@ -1,4 +1,5 @@
 #include "MulticastDlg.h"
+#include "NumberFormatMenu.h"
 
 #include <QActionGroup>
 #include <QComboBox>
@@ -29,20 +30,7 @@ CMulticastDlg::CMulticastDlg(CMulticastEditor& editor, QWidget* pParent) : QDial
     setWindowTitle(m_editor.Title());
     auto* pLayout = new QVBoxLayout(this);
 
-    auto* pMenus = new QMenuBar;
-    auto* pFormat = pMenus->addMenu(QStringLiteral("Format"));
-    auto* pBases = new QActionGroup(this);
-    for (const auto& [strName, nBase] : {std::pair{QStringLiteral("Hex"), 16},
-                                         {QStringLiteral("Decimal"), 10},
-                                         {QStringLiteral("Binary"), 2}})
-    {
-        QAction* pAction = pFormat->addAction(strName);
-        pAction->setCheckable(true);
-        pAction->setChecked(m_editor.NumberBase() == nBase);
-        pBases->addAction(pAction);
-        connect(pAction, &QAction::triggered, this, [this, nBase = nBase] { SetNumberBase(nBase); });
-    }
-    pLayout->setMenuBar(pMenus);
+    AddNumberFormatMenu(this, pLayout, m_editor.NumberBase(), [this](int nBase) { SetNumberBase(nBase); });
 
     auto* pBody = new QHBoxLayout;
     // The ports: "Port %d" and the link's state as two columns that line up, split at the tab.

@@ -1,4 +1,5 @@
 #include "RoutingTableEditorDlg.h"
+#include "NumberFormatMenu.h"
 
 #include <QActionGroup>
 #include <QFormLayout>
@@ -28,20 +29,7 @@ CRoutingTableEditorDlg::CRoutingTableEditorDlg(CNetworkDocument& map, CPEPrimiti
     setWindowTitle(QString::asprintf("Routing Table Editor - Node %d", pe.iNodeNumber + 1));
     auto* pLayout = new QVBoxLayout(this);
 
-    auto* pMenus = new QMenuBar;
-    auto* pFormat = pMenus->addMenu(QStringLiteral("Format"));
-    auto* pBases = new QActionGroup(this);
-    for (const auto& [strName, nBase] : {std::pair{QStringLiteral("Hex"), 16},
-                                         {QStringLiteral("Decimal"), 10},
-                                         {QStringLiteral("Binary"), 2}})
-    {
-        QAction* pAction = pFormat->addAction(strName);
-        pAction->setCheckable(true);
-        pAction->setChecked(m_editor.NumberBase() == nBase);
-        pBases->addAction(pAction);
-        connect(pAction, &QAction::triggered, this, [this, nBase = nBase] { SetNumberBase(nBase); });
-    }
-    pLayout->setMenuBar(pMenus);
+    AddNumberFormatMenu(this, pLayout, m_editor.NumberBase(), [this](int nBase) { SetNumberBase(nBase); });
 
     auto* pLists = new QHBoxLayout;
     m_pTables = new QListWidget;
