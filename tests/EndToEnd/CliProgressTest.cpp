@@ -12,6 +12,8 @@
 
 namespace
 {
+using nvtest::Lines;
+
 std::vector<std::string> CliArgs(const nvtest::CSimProcess& sim, const std::vector<std::string>& args)
 {
     std::vector<std::string> all = {"--server", "127.0.0.1", "--wait-ms",
@@ -23,15 +25,6 @@ std::vector<std::string> CliArgs(const nvtest::CSimProcess& sim, const std::vect
 std::string CliProgram()
 {
     return nvtest::BuiltProgram("Cli/norvanta-cli");
-}
-
-std::vector<std::string> Lines(const std::string& strText)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(strText);
-    for (std::string strLine; std::getline(in, strLine);)
-        lines.push_back(strLine);
-    return lines;
 }
 
 bool StartsWith(const std::string& strText, const std::string& strStart)

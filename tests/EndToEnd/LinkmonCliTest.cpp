@@ -14,6 +14,7 @@
 namespace
 {
 using nvtest::RunProgram;
+using nvtest::Lines;
 using nvtest::SRunResult;
 
 std::string Temp(const std::string& strName)
@@ -32,18 +33,6 @@ std::string TopologyFile()
                               "link host:0 sw0:0\nlink sw0:1 sw1:0\nlink sw1:1 ep5:0\n"
                               "route sw0 0x01 0\nroute sw0 0x05 1\nroute sw1 0x01 0\nroute sw1 0x05 1\n";
     return strPath;
-}
-
-std::vector<std::string> Lines(const std::string& strText)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(strText);
-    std::string strLine;
-    while (std::getline(stream, strLine))
-    {
-        lines.push_back(strLine);
-    }
-    return lines;
 }
 
 class LinkmonCliTest : public ::testing::Test

@@ -16,17 +16,8 @@
 namespace
 {
 using nvtest::RunProgram;
+using nvtest::Lines;
 using nvtest::SRunResult;
-
-std::vector<std::string> Lines(const std::string& strText)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(strText);
-    std::string strLine;
-    while (std::getline(stream, strLine))
-        lines.push_back(strLine);
-    return lines;
-}
 
 class PerfmonCliTest : public ::testing::Test
 {

@@ -66,4 +66,14 @@ std::string ReadFile(const std::string& strPath)
     out << in.rdbuf();
     return out.str();
 }
+
+std::vector<std::string> Lines(const std::string& strText)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(strText);
+    std::string strLine;
+    while (std::getline(stream, strLine))
+        lines.push_back(strLine);
+    return lines;
+}
 } // namespace nvtest

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace nvtest
 {
@@ -15,4 +16,6 @@ std::string BinaryDir();
 std::string BuiltProgram(const std::string& strRelative);
 // Whole contents of a file, or an empty string.
 std::string ReadFile(const std::string& strPath);
+// The lines of a text, without their line ends.
+std::vector<std::string> Lines(const std::string& strText);
 } // namespace nvtest
