@@ -135,7 +135,7 @@ QString TriggerLabel(int eType)
                             : QStringLiteral("Invalid");
 }
 
-QString TriggerText(const WatchItem& item, int nBase)
+QString TriggerText(const WatchItem& item, int nBase, bool bTail)
 {
     if (!ValidType(item.eType))
     {
@@ -145,11 +145,11 @@ QString TriggerText(const WatchItem& item, int nBase)
     const int nParams = TriggerParamCount(item.eType);
     if (nParams >= 1)
     {
-        strText = strText.arg(NumberToText(item.uParam1, nBase, false));
+        strText = strText.arg(NumberToText(item.uParam1, nBase, bTail));
     }
     if (nParams == 2)
     {
-        strText = strText.arg(NumberToText(item.uParam2, nBase, false));
+        strText = strText.arg(NumberToText(item.uParam2, nBase, bTail));
     }
     return strText;
 }

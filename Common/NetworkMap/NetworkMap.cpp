@@ -551,11 +551,10 @@ void CMapWriter::WriteWatchItem(const WatchItem& item)
     m_Out.Element(strIn, "Type", QString::fromLatin1(WordOf(kTriggerWords, item.eType, "Invalid")));
     m_Out.Element(strIn, "PEID", item.iPEID);
     m_Out.Element(strIn, "DestID", item.uDestID);
-    // The names are escaped, unlike the other texts of the file: every whole-register item is
-    // named "<All>", and written raw it would make the map one that can't be opened again.
-    m_Out.Element(strIn, "RegName", item.RegName.toHtmlEscaped());
+    // Element escapes the names: every whole-register item's field is "<All>".
+    m_Out.Element(strIn, "RegName", item.RegName);
     m_Out.Element(strIn, "RegOffset", item.uRegOffset);
-    m_Out.Element(strIn, "BFName", item.BFName.toHtmlEscaped());
+    m_Out.Element(strIn, "BFName", item.BFName);
     m_Out.Element(strIn, "NumBits", item.iNumBits);
     m_Out.Element(strIn, "LSB", item.iLSB);
     m_Out.Element(strIn, "MSB", item.iMSB);
