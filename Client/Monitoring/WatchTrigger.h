@@ -10,7 +10,7 @@
 #include <cstdint>
 
 // Number of trigger types (0 to 10); a type at or above it never fires and reads "Invalid".
-constexpr int kNumWatchTriggers = 11;
+constexpr int kNumWatchTriggers = static_cast<int>(kWatchTriggerWords.size());
 
 // The part of a 32-bit word between two bits in RapidIO numbering (bit 0 the most significant),
 // shifted down. iMSB is the first bit, iLSB the last; the register's width plays no part.
