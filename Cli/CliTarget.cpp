@@ -1,6 +1,7 @@
 #include "CliTarget.h"
 
 #include "NVXLStatus.h"
+#include "Primitives.h"
 #include "StatusText.h"
 #include "TargetClient.h"
 #include "TargetConnection.h"
@@ -38,6 +39,16 @@ CliConnection OpenCliTarget()
         return {nullptr, close};
     }
     return pConnection;
+}
+
+void SetCliHostLink(CPEPrimitive& host)
+{
+    host.bHasHostLink = true;
+    host.bHostLinkOpen = true;
+    in_addr address{};
+    inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
+    host.uNetworkServerAddress = ntohl(address.s_addr);
+    host.eConnectionType = CliGlobals().bUdp ? eConnInternetUDP : eConnInternetTCP;
 }
 
 int CliFailure(int32_t nStatus)

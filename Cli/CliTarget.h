@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+class CPEPrimitive;
 class CTargetConnection;
 
 struct SCliGlobals
@@ -24,6 +25,9 @@ using CliConnection = std::unique_ptr<CTargetConnection, void (*)(CTargetConnect
 
 // Opens the target of the globals; prints the failure and returns nullptr when it can't.
 CliConnection OpenCliTarget();
+
+// Makes a PE the host of a walk: its host link open to the server of the globals, by TCP or UDP.
+void SetCliHostLink(CPEPrimitive& host);
 
 // Prints the text of a client status to standard error and returns the exit status 1.
 int CliFailure(int32_t nStatus);

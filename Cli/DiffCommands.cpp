@@ -12,7 +12,6 @@
 #include "NetworkDocument.h"
 #include "TargetConnection.h"
 
-#include <arpa/inet.h>
 #include <cstdio>
 
 namespace
@@ -72,12 +71,7 @@ int RunDiff(const SCliInvocation& invocation)
         return Fail(QStringLiteral("Unable to reach the target"), messages.Messages);
     }
     CPEPrimitive host;
-    host.bHasHostLink = true;
-    host.bHostLinkOpen = true;
-    in_addr address{};
-    inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
-    host.uNetworkServerAddress = ntohl(address.s_addr);
-    host.eConnectionType = CliGlobals().bUdp ? eConnInternetUDP : eConnInternetTCP;
+    SetCliHostLink(host);
     CNetworkDocument live;
     if (WalkLiveFabric(saved, &host, &live) != 0)
     {

@@ -16,7 +16,6 @@
 
 #include <algorithm>
 
-#include <arpa/inet.h>
 #include <cstdio>
 #include <memory>
 #include <unistd.h>
@@ -238,12 +237,7 @@ int RunDiscover(const SCliInvocation& invocation)
         return 1;
     }
     CPEPrimitive host;
-    host.bHasHostLink = true;
-    host.bHostLinkOpen = true;
-    in_addr address{};
-    inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
-    host.uNetworkServerAddress = ntohl(address.s_addr);
-    host.eConnectionType = CliGlobals().bUdp ? eConnInternetUDP : eConnInternetTCP;
+    SetCliHostLink(host);
     // The layout program is looked for beside the program, which needs the application object.
     static int s_argc = 1;
     static char s_szName[] = "norvanta-cli";

@@ -15,7 +15,6 @@
 #include "TargetConnection.h"
 #include "UserInterface.h"
 
-#include <arpa/inet.h>
 #include <cstdio>
 
 namespace
@@ -130,12 +129,7 @@ int RunInit(const SCliInvocation& invocation)
     NVXL_InitNetwork(request.bLongDestIDs ? NVXL_DISCOVER_USE_LONG_DESTIDS : 0u, 0, 0, nullptr);
 
     CPEPrimitive host;
-    host.bHasHostLink = true;
-    host.bHostLinkOpen = true;
-    in_addr address{};
-    inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
-    host.uNetworkServerAddress = ntohl(address.s_addr);
-    host.eConnectionType = CliGlobals().bUdp ? eConnInternetUDP : eConnInternetTCP;
+    SetCliHostLink(host);
     const SInitNetworkResult result = InitNetworkFromTemplate(request, map, &host);
     if (result.nStatus != 0)
     {

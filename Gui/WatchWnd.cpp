@@ -2,6 +2,7 @@
 
 #include "TriggerDlg.h"
 #include "UserInterface.h"
+#include "WatchReport.h"
 #include "WatchTrigger.h"
 
 #include <QHeaderView>
@@ -22,7 +23,7 @@ const QColor kFiredColor(255, 214, 204);
 } // namespace
 
 CWatchDlg::CWatchDlg(CNetworkDocument& document, IRegisterTransport& transport, QWidget* pParent)
-    : QMainWindow(pParent, Qt::Window), m_monitor(document, transport)
+    : QMainWindow(pParent, Qt::Window), m_document(document), m_monitor(document, transport)
 {
     setObjectName(QStringLiteral("WatchDlg"));
     setWindowTitle(QStringLiteral("Watch Window"));
@@ -122,14 +123,14 @@ void CWatchDlg::BuildMenus()
                         m_pLog->clear();
                     });
     pLog->addSeparator();
-    pLog->addAction(
-        QStringLiteral("Generate Report"), this,
-        []
-        {
-            ShowMessage(
-                QStringLiteral("\"Generate Report\" is not available in this version of Norvanta yet."),
-                EMessageKind::Information);
-        });
+    pLog->addAction(QStringLiteral("Generate Report"), this, [this] { GenerateReport(); });
+}
+
+bool CWatchDlg::GenerateReport()
+{
+    const std::unique_ptr<CWatchReport> pReport =
+        MakeWatchRunReport(m_document, m_monitor.LogRecords(), CWatchMonitor::DisplayBase());
+    return pReport->GenerateReport();
 }
 
 int CWatchDlg::AddWatch(const SWatchRequest& request)

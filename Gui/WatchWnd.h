@@ -34,6 +34,9 @@ public:
     void Rebuild();
     // Opens the trigger window on an item; true when it was accepted.
     bool EditTrigger(int i);
+    // Log > Generate Report: the Watch Window Report of the table and the log in the display base,
+    // shown when written; false with the failure shown.
+    bool GenerateReport();
     // The pop-up menu of a cell, as a right click opens it (null for a column without one).
     std::unique_ptr<QMenu> CellMenu(int i, int iColumn);
 
@@ -53,6 +56,7 @@ private:
     void AppendLog(const QString& strLine);
     void OnCellChanged(int iRow, int iColumn);
 
+    CNetworkDocument& m_document;
     CWatchMonitor m_monitor;
     QTableWidget* m_pTable = nullptr;
     QPlainTextEdit* m_pLog = nullptr;

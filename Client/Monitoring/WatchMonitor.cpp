@@ -420,6 +420,7 @@ void CWatchMonitor::WriteLogLine(int i)
     SWatchLogRecord record;
     record.Time = clock().toString(QStringLiteral("dd/MM/yyyy HH:mm:ss"));
     record.iNode = pPE ? pPE->iNodeNumber : item.iPEID;
+    record.uDestID = item.uDestID;
     record.RegName = item.RegName;
     record.BFName = item.BFName;
     record.iNumBits = item.iNumBits;

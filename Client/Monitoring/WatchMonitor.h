@@ -24,6 +24,7 @@ struct SWatchLogRecord
 {
     QString Time;  // "%d/%m/%Y %H:%M:%S"
     int iNode = 0; // node number (not plus one)
+    uint16_t uDestID = 0xFFFF;
     QString RegName;
     QString BFName;
     int iNumBits = 32;

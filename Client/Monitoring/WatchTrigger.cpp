@@ -33,19 +33,6 @@ constexpr std::array<const char*, kNumWatchTriggers> kShown = {"BF Changes",
                                                                "%1 <= BF <= %2",
                                                                "(BF < %1) || (BF > %2)",
                                                                "(BF <= %1) || (BF >= %2)"};
-// The words the map file names the types by; the command line takes them too.
-constexpr std::array<const char*, kNumWatchTriggers> kWords = {"Change",
-                                                               "NotEqual",
-                                                               "EqualTo",
-                                                               "GreaterThan",
-                                                               "GreaterThanOrEqualTo",
-                                                               "LessThan",
-                                                               "LessThanOrEqualTo",
-                                                               "BetweenExclusive",
-                                                               "BetweenInclusive",
-                                                               "NotBetweenExclusive",
-                                                               "NotBetweenInclusive"};
-
 bool ValidType(int eType)
 {
     return eType >= 0 && eType < kNumWatchTriggers;
@@ -135,7 +122,7 @@ QString TriggerLabel(int eType)
                             : QStringLiteral("Invalid");
 }
 
-QString TriggerText(const WatchItem& item, int nBase)
+QString TriggerText(const WatchItem& item, int nBase, bool bTail)
 {
     if (!ValidType(item.eType))
     {
@@ -145,11 +132,11 @@ QString TriggerText(const WatchItem& item, int nBase)
     const int nParams = TriggerParamCount(item.eType);
     if (nParams >= 1)
     {
-        strText = strText.arg(NumberToText(item.uParam1, nBase, false));
+        strText = strText.arg(NumberToText(item.uParam1, nBase, bTail));
     }
     if (nParams == 2)
     {
-        strText = strText.arg(NumberToText(item.uParam2, nBase, false));
+        strText = strText.arg(NumberToText(item.uParam2, nBase, bTail));
     }
     return strText;
 }
@@ -215,7 +202,7 @@ QString ParseTriggerSpec(const QString& strText, int* peType, uint32_t* puX1, ui
     const QStringList parts = strTrimmed.split(QLatin1Char(':'));
     for (int eType = 0; eType < kNumWatchTriggers; ++eType)
     {
-        if (parts.front().trimmed().compare(QLatin1String(kWords[static_cast<size_t>(eType)]),
+        if (parts.front().trimmed().compare(QLatin1String(kWatchTriggerWords[static_cast<size_t>(eType)]),
                                             Qt::CaseInsensitive) != 0)
         {
             continue;
@@ -224,7 +211,7 @@ QString ParseTriggerSpec(const QString& strText, int* peType, uint32_t* puX1, ui
         if (parts.size() != nParams + 1)
         {
             return QStringLiteral("Trigger '%1' takes %2 parameter(s): %3")
-                .arg(QLatin1String(kWords[static_cast<size_t>(eType)]))
+                .arg(QLatin1String(kWatchTriggerWords[static_cast<size_t>(eType)]))
                 .arg(nParams)
                 .arg(TriggerLabel(eType));
         }

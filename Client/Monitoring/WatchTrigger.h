@@ -10,7 +10,7 @@
 #include <cstdint>
 
 // Number of trigger types (0 to 10); a type at or above it never fires and reads "Invalid".
-constexpr int kNumWatchTriggers = 11;
+constexpr int kNumWatchTriggers = static_cast<int>(kWatchTriggerWords.size());
 
 // The part of a 32-bit word between two bits in RapidIO numbering (bit 0 the most significant),
 // shifted down. iMSB is the first bit, iLSB the last; the register's width plays no part.
@@ -22,9 +22,10 @@ bool TriggerFires(int eType, uint32_t uOld, uint32_t uNew, uint32_t uX1, uint32_
 int TriggerParamCount(int eType);
 // The label of a type in the trigger window's list ("BF == X1"), or "Invalid".
 QString TriggerLabel(int eType);
-// The trigger of an item as the watch window shows it, with the parameters in a base (2, 10 or
-// 16), without a tail: "BF == 5", "10 < BF < 20".
-QString TriggerText(const WatchItem& item, int nBase);
+// The trigger of an item with the parameters in a base (2, 10 or 16): as the watch window shows
+// it, without a tail ("BF == 5", "10 < BF < 20"), or with the base's tail as the report has it
+// ("BF == 5h"); "Invalid" for an unknown type.
+QString TriggerText(const WatchItem& item, int nBase, bool bTail = false);
 
 // "None", "Beep", "Highlight PE", "MessageBox"; anything else "Invalid".
 QString WatchActionText(int eAction);

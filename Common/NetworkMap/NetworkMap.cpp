@@ -26,18 +26,8 @@ constexpr uint32_t kVersion15 = (1u << 16) | 5u;
 constexpr uint32_t kVersion16 = (1u << 16) | 6u;
 constexpr uint32_t kVersion17 = (1u << 16) | 7u;
 
-// Words of the watch items, in the order of their numbers.
-constexpr std::array<const char*, 11> kTriggerWords = {"Change",
-                                                       "NotEqual",
-                                                       "EqualTo",
-                                                       "GreaterThan",
-                                                       "GreaterThanOrEqualTo",
-                                                       "LessThan",
-                                                       "LessThanOrEqualTo",
-                                                       "BetweenExclusive",
-                                                       "BetweenInclusive",
-                                                       "NotBetweenExclusive",
-                                                       "NotBetweenInclusive"};
+// Words of the watch items' log and action, in the order of their numbers (the trigger types'
+// are kWatchTriggerWords).
 constexpr std::array<const char*, 3> kLogWords = {"None", "All", "Triggers"};
 constexpr std::array<const char*, 4> kActionWords = {"None", "Beep", "HighlightPE", "MessageBox"};
 // Connection type words, from 1 on; anything else is "Unknown".
@@ -548,14 +538,13 @@ void CMapWriter::WriteEdge(const QByteArray& strIn, const CDrawEdge& edge)
 void CMapWriter::WriteWatchItem(const WatchItem& item)
 {
     const QByteArray strIn = Latin("\t\t\t");
-    m_Out.Element(strIn, "Type", QString::fromLatin1(WordOf(kTriggerWords, item.eType, "Invalid")));
+    m_Out.Element(strIn, "Type", QString::fromLatin1(WordOf(kWatchTriggerWords, item.eType, "Invalid")));
     m_Out.Element(strIn, "PEID", item.iPEID);
     m_Out.Element(strIn, "DestID", item.uDestID);
-    // The names are escaped, unlike the other texts of the file: every whole-register item is
-    // named "<All>", and written raw it would make the map one that can't be opened again.
-    m_Out.Element(strIn, "RegName", item.RegName.toHtmlEscaped());
+    // Element escapes the names: every whole-register item's field is "<All>".
+    m_Out.Element(strIn, "RegName", item.RegName);
     m_Out.Element(strIn, "RegOffset", item.uRegOffset);
-    m_Out.Element(strIn, "BFName", item.BFName.toHtmlEscaped());
+    m_Out.Element(strIn, "BFName", item.BFName);
     m_Out.Element(strIn, "NumBits", item.iNumBits);
     m_Out.Element(strIn, "LSB", item.iLSB);
     m_Out.Element(strIn, "MSB", item.iMSB);
@@ -1706,7 +1695,7 @@ bool CMapReader::ReadWatchItem(const CXmlElement& element, WatchItem& item)
     {
         return Fail(QStringLiteral("Bad WatchItem Type"));
     }
-    item.eType = WordIndex(kTriggerWords, strWord.trimmed());
+    item.eType = WordIndex(kWatchTriggerWords, strWord.trimmed());
     if (item.eType < 0)
     {
         return Fail(QStringLiteral("Invalid Watch Item Type: %1").arg(strWord));

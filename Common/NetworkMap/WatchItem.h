@@ -4,9 +4,10 @@
 
 #include <QString>
 
+#include <array>
 #include <cstdint>
 
-// Trigger types; the map file names them by the words in NetworkMap.cpp.
+// Trigger types; the map file names them by kWatchTriggerWords.
 enum EWatchTrigger
 {
     eTriggerChange = 0,
@@ -21,6 +22,20 @@ enum EWatchTrigger
     eTriggerNotBetweenExclusive = 9,
     eTriggerNotBetweenInclusive = 10,
 };
+
+// The words of the trigger types in the map file, in the order of their numbers; the command line
+// takes them too.
+inline constexpr std::array<const char*, 11> kWatchTriggerWords = {"Change",
+                                                                   "NotEqual",
+                                                                   "EqualTo",
+                                                                   "GreaterThan",
+                                                                   "GreaterThanOrEqualTo",
+                                                                   "LessThan",
+                                                                   "LessThanOrEqualTo",
+                                                                   "BetweenExclusive",
+                                                                   "BetweenInclusive",
+                                                                   "NotBetweenExclusive",
+                                                                   "NotBetweenInclusive"};
 
 enum EWatchLog
 {

@@ -1,5 +1,6 @@
 #include "XmlHelper.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
@@ -215,7 +216,11 @@ void CXmlHelper::SkipByteOrderMark(QByteArray& buffer)
 void CXmlLineWriter::Element(const QByteArray& strIndent, const char* pszName, const QString& strValue)
 {
     m_text.append(strIndent).append('<').append(pszName).append('>');
-    m_text.append(strValue.toUtf8());
+    // Names, comments, labels and script paths are typed by people and may hold any of the three
+    // characters markup reserves; the reader turns the entities back.
+    const bool bPlain = std::none_of(strValue.cbegin(), strValue.cend(),
+                                     [](QChar ch) { return ch == u'<' || ch == u'>' || ch == u'&'; });
+    m_text.append(bPlain ? strValue.toUtf8() : strValue.toHtmlEscaped().toUtf8());
     m_text.append("</").append(pszName).append(">\n");
 }
 

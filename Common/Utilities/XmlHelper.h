@@ -135,7 +135,7 @@ public:
 class CXmlLineWriter
 {
 public:
-    // "<indent><name>value</name>\n".
+    // "<indent><name>value</name>\n"; a text value has "<", ">", "&" (and '"') as entities.
     void Element(const QByteArray& strIndent, const char* pszName, const QString& strValue);
     void Element(const QByteArray& strIndent, const char* pszName, int64_t llValue);
     void YesNo(const QByteArray& strIndent, const char* pszName, bool bValue);

@@ -26,11 +26,13 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QScrollArea>
 #include <QTableWidget>
@@ -1009,6 +1011,32 @@ TEST_F(RegisterEditorTest, AddToWatchFillsTheWatchWindowWhosePollsFireTheTrigger
     EXPECT_TRUE(window.LogBox()->toPlainText().contains("Reg='Component Tag CSR' BF='Tag Low' Value=A0h "
                                                         "Trigger='BF Changes' #Event=1"))
         << window.LogBox()->toPlainText().toStdString();
+    // Log > Generate Report writes the table and the log into the watch report directory and hands
+    // the page to the desktop.
+    const QString strReports = QString::fromStdString(nvtest::ProcessTempDir()) + "/watch-reports";
+    QDir(strReports).removeRecursively();
+    SetPreferenceOverride(QStringLiteral("Directories"), QStringLiteral("WWReportDir"), strReports);
+    QAction* pGenerate = nullptr;
+    for (QAction* pMenuAction : window.menuBar()->actions())
+    {
+        for (QAction* pAction : pMenuAction->menu() ? pMenuAction->menu()->actions() : QList<QAction*>())
+        {
+            pGenerate = pAction->text() == QStringLiteral("Generate Report") ? pAction : pGenerate;
+        }
+    }
+    ASSERT_NE(nullptr, pGenerate);
+    m_pUI->messages.clear();
+    pGenerate->trigger();
+    EXPECT_TRUE(m_pUI->messages.isEmpty()) << m_pUI->messages.join('\n').toStdString();
+    ASSERT_EQ(1, m_pUI->openedDocuments.size());
+    QFile page(m_pUI->openedDocuments.front());
+    EXPECT_TRUE(page.fileName().startsWith(strReports + "/Output/"));
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    const QString strPage = QString::fromUtf8(page.readAll());
+    EXPECT_TRUE(strPage.contains("Component Tag CSR / Tag Low")) << "the item's row";
+    EXPECT_TRUE(strPage.contains(">A0h<")) << "the logged poll's value";
+    EXPECT_TRUE(strPage.contains(">5 Seconds<")) << "the item's period";
+
     CDrawPE* pNode = Document().pCurrentNodes->FindPENode(kHost);
     ASSERT_NE(nullptr, pNode);
     EXPECT_TRUE(pNode->bHighlighted);

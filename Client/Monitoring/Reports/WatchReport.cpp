@@ -5,6 +5,8 @@
 #include "Primitives.h"
 #include "ReportTemplate.h"
 #include "WatchItem.h"
+#include "WatchMonitor.h"
+#include "WatchTrigger.h"
 
 namespace
 {
@@ -34,56 +36,6 @@ QString RegisterCell(int iNode, uint16_t uDestID, const QString& strRegister, co
 }
 } // namespace
 
-QString WatchReportTriggerText(const WatchItem& item, int nBase)
-{
-    const QString x1 = NumberToText(item.uParam1, nBase, true);
-    const QString x2 = NumberToText(item.uParam2, nBase, true);
-    switch (item.eType)
-    {
-    case eTriggerChange:
-        return QStringLiteral("BF Changes");
-    case eTriggerNotEqual:
-        return QStringLiteral("BF != %1").arg(x1);
-    case eTriggerEqualTo:
-        return QStringLiteral("BF == %1").arg(x1);
-    case eTriggerGreaterThan:
-        return QStringLiteral("BF > %1").arg(x1);
-    case eTriggerGreaterThanOrEqualTo:
-        return QStringLiteral("BF >= %1").arg(x1);
-    case eTriggerLessThan:
-        return QStringLiteral("BF < %1").arg(x1);
-    case eTriggerLessThanOrEqualTo:
-        return QStringLiteral("BF <= %1").arg(x1);
-    case eTriggerBetweenExclusive:
-        return QStringLiteral("%1 < BF < %2").arg(x1, x2);
-    case eTriggerBetweenInclusive:
-        return QStringLiteral("%1 <= BF <= %2").arg(x1, x2);
-    case eTriggerNotBetweenExclusive:
-        return QStringLiteral("(BF < %1) || (BF > %2)").arg(x1, x2);
-    case eTriggerNotBetweenInclusive:
-        return QStringLiteral("(BF <= %1) || (BF >= %2)").arg(x1, x2);
-    default:
-        return QStringLiteral("Invalid");
-    }
-}
-
-QString WatchReportActionText(int eAction)
-{
-    switch (eAction)
-    {
-    case eWatchActionNone:
-        return QStringLiteral("None");
-    case eWatchActionBeep:
-        return QStringLiteral("Beep");
-    case eWatchActionHighlightPE:
-        return QStringLiteral("Highlight PE");
-    case eWatchActionMessageBox:
-        return QStringLiteral("MessageBox");
-    default:
-        return QStringLiteral("Invalid");
-    }
-}
-
 std::vector<SWatchReportItem> WatchReportItems(const CNetworkDocument& map, int nBase)
 {
     std::vector<SWatchReportItem> items;
@@ -97,14 +49,41 @@ std::vector<SWatchReportItem> WatchReportItems(const CNetworkDocument& map, int 
         item.strRegister = watch.RegName;
         item.strBitField = watch.BFName;
         item.strValue = NumberToText(watch.uNewValue, nBase, true);
-        item.strTrigger = WatchReportTriggerText(watch, nBase);
+        item.strTrigger = TriggerText(watch, nBase, true);
         item.iNumEvents = watch.iNumEvents;
-        item.strAction = WatchReportActionText(watch.eAction);
+        item.strAction = WatchActionText(watch.eAction);
         item.iUpdatePeriod = watch.iUpdatePeriod;
         item.bEnabled = watch.bEnabled;
         items.push_back(item);
     }
     return items;
+}
+
+std::vector<SWatchReportLogRecord> WatchReportLog(const std::vector<SWatchLogRecord>& records, int nBase)
+{
+    std::vector<SWatchReportLogRecord> lines;
+    lines.reserve(records.size());
+    for (const SWatchLogRecord& record : records)
+    {
+        SWatchReportLogRecord line;
+        line.strTime = record.Time;
+        line.iNode = record.iNode;
+        line.uDestID = record.uDestID;
+        line.strRegister = record.RegName;
+        line.strBitField = record.BFName;
+        line.strValue = WatchValueText(record.uNewValue, record.iNumBits, nBase, true);
+        line.strTrigger = record.Trigger;
+        line.iNumEvents = record.iNumEvents;
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::unique_ptr<CWatchReport> MakeWatchRunReport(const CNetworkDocument& map,
+                                                 const std::vector<SWatchLogRecord>& log, int nBase)
+{
+    return std::make_unique<CWatchReport>(map.FileName, WatchReportItems(map, nBase),
+                                          WatchReportLog(log, nBase));
 }
 
 QStringList WatchItemKeys()
@@ -132,7 +111,7 @@ QStringList WatchLogKeys()
             QStringLiteral("LOGTRIGGER"),  QStringLiteral("LOGEVENT")};
 }
 
-QStringList WatchLogValues(const SWatchLogRecord& record)
+QStringList WatchLogValues(const SWatchReportLogRecord& record)
 {
     return {ReportEscape(record.strTime),
             QString::number(record.iNode + 1),
@@ -145,7 +124,7 @@ QStringList WatchLogValues(const SWatchLogRecord& record)
 }
 
 CWatchReport::CWatchReport(const QString& strMapName, std::vector<SWatchReportItem> items,
-                           std::vector<SWatchLogRecord> log)
+                           std::vector<SWatchReportLogRecord> log)
     : CReport(eReportWatch), m_items(std::move(items)), m_log(std::move(log))
 {
     SetMapName(strMapName);
@@ -172,7 +151,7 @@ bool CWatchReport::WriteBody()
         return false;
     }
     const QStringList logKeys = WatchLogKeys();
-    for (const SWatchLogRecord& record : m_log)
+    for (const SWatchReportLogRecord& record : m_log)
     {
         if (!WritePiece(QStringLiteral("wwr_eltl.htm"), logKeys, WatchLogValues(record)))
         {

@@ -5,10 +5,12 @@
 #include "Report.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class CNetworkDocument;
-struct WatchItem;
+struct SWatchLogRecord;
+class CWatchReport;
 
 // One row of the watch table.
 struct SWatchReportItem
@@ -26,7 +28,7 @@ struct SWatchReportItem
 };
 
 // One line of the event log.
-struct SWatchLogRecord
+struct SWatchReportLogRecord
 {
     QString strTime; // "%d/%m/%Y %H:%M:%S"
     int iNode = -1;
@@ -38,28 +40,31 @@ struct SWatchLogRecord
     int iNumEvents = 0;
 };
 
-// The trigger of an item in words, with its parameters in the base given ("BF Changes",
-// "BF != 5h", "10h < BF < 20h", ...; "Invalid" for an unknown type), and an action's word.
-QString WatchReportTriggerText(const WatchItem& item, int nBase);
-QString WatchReportActionText(int eAction);
-// The rows of a map's watch table, values and parameters in the base given.
+// The rows of a map's watch table, values and parameters in the base given with its tail; the
+// trigger and action texts are the watch window's (TriggerText, WatchActionText).
 std::vector<SWatchReportItem> WatchReportItems(const CNetworkDocument& map, int nBase);
+// The watch monitor's log records as report lines: the value with the base's tail, the trigger as
+// it was logged, the destination ID from the map's item where the record has none.
+std::vector<SWatchReportLogRecord> WatchReportLog(const std::vector<SWatchLogRecord>& records, int nBase);
+// The report of a watch run: the map's watch table and the monitor's log.
+std::unique_ptr<CWatchReport> MakeWatchRunReport(const CNetworkDocument& map,
+                                                 const std::vector<SWatchLogRecord>& log, int nBase);
 
 QStringList WatchItemKeys();
 QStringList WatchItemValues(int iIndex, const SWatchReportItem& item);
 QStringList WatchLogKeys();
-QStringList WatchLogValues(const SWatchLogRecord& record);
+QStringList WatchLogValues(const SWatchReportLogRecord& record);
 
 class CWatchReport : public CReport
 {
 public:
     CWatchReport(const QString& strMapName, std::vector<SWatchReportItem> items,
-                 std::vector<SWatchLogRecord> log);
+                 std::vector<SWatchReportLogRecord> log);
 
 protected:
     bool WriteBody() override;
 
 private:
     std::vector<SWatchReportItem> m_items;
-    std::vector<SWatchLogRecord> m_log;
+    std::vector<SWatchReportLogRecord> m_log;
 };

@@ -9,8 +9,10 @@
 #include "RegisterAccess.h"
 #include "RouteSearch.h"
 #include "TestSupport.h"
+#include "WatchReport.h"
 #include "WatchTrigger.h"
 
+#include <QDir>
 #include <QFile>
 
 namespace nvtest
@@ -409,6 +411,77 @@ TEST_F(CWatchTest, LogModesAndTheLineOfALoggedPoll)
     m_pMonitor->ClearLog();
     EXPECT_TRUE(m_pMonitor->LogLines().isEmpty());
     EXPECT_TRUE(m_pMonitor->LogRecords().empty());
+}
+
+// The Watch Window Report of a run: one row per item with the trigger and action as the window
+// words them, one line per logged poll, and the page written from them.
+TEST_F(CWatchTest, TheReportOfARunHoldsTheTableAndTheLoggedPolls)
+{
+    const int iTag = WatchTag(*m_pEp1, 1);
+    m_pMonitor->SetTrigger(iTag, eTriggerBetweenInclusive, QStringLiteral("2"), QStringLiteral("1A"));
+    m_pMonitor->SetLog(iTag, eWatchLogTriggers);
+    m_pMonitor->SetAction(iTag, eWatchActionBeep);
+    const int iField = WatchTag(*m_pEp2, 0, 24, 31); // the low byte of ep2's tag, never fires
+    m_pMonitor->SetLog(iField, eWatchLogAll);
+    m_pMonitor->SetPeriod(iField, 2);
+    SetTag(*m_pEp2, 0);
+    EXPECT_TRUE(TickWith(iTag, 0x05));  // ep1 fires and logs; ep2 is not due
+    EXPECT_FALSE(TickWith(iTag, 0x40)); // ep1 out of range, not logged; ep2 is due and logs
+    EXPECT_TRUE(TickWith(iTag, 0x1A));  // ep1 fires at the top of the range
+    m_pMonitor->SetEnabled(iField, false);
+
+    const std::vector<SWatchReportItem> items = WatchReportItems(m_map, 16);
+    ASSERT_EQ(2u, items.size());
+    EXPECT_EQ(m_pEp1->iNodeNumber, items[0].iNode);
+    EXPECT_EQ(0x05, items[0].uDestID);
+    EXPECT_EQ(QStringLiteral("<All>"), items[0].strBitField);
+    EXPECT_EQ(QStringLiteral("1Ah"), items[0].strValue);
+    EXPECT_EQ(QStringLiteral("2h <= BF <= 1Ah"), items[0].strTrigger);
+    EXPECT_EQ(2, items[0].iNumEvents);
+    EXPECT_EQ(QStringLiteral("Beep"), items[0].strAction);
+    EXPECT_EQ(1, items[0].iUpdatePeriod);
+    EXPECT_TRUE(items[0].bEnabled);
+    EXPECT_EQ(m_pEp2->iNodeNumber, items[1].iNode);
+    EXPECT_EQ(QStringLiteral("BF Changes"), items[1].strTrigger);
+    EXPECT_EQ(0, items[1].iNumEvents);
+    EXPECT_FALSE(items[1].bEnabled);
+
+    // The log: ep1's two firings and ep2's one due poll, in the order they happened.
+    const std::vector<SWatchReportLogRecord> log = WatchReportLog(m_pMonitor->LogRecords(), 16);
+    ASSERT_EQ(3u, log.size());
+    EXPECT_EQ(QStringLiteral("07/03/2024 09:05:02"), log[0].strTime);
+    EXPECT_EQ(m_pEp1->iNodeNumber, log[0].iNode);
+    EXPECT_EQ(0x05, log[0].uDestID);
+    EXPECT_EQ(QStringLiteral("00000005h"), log[0].strValue);
+    EXPECT_EQ(QStringLiteral("2 <= BF <= 1A"), log[0].strTrigger); // as logged
+    EXPECT_EQ(1, log[0].iNumEvents);
+    EXPECT_EQ(m_pEp2->iNodeNumber, log[1].iNode);
+    EXPECT_EQ(0x0A, log[1].uDestID);
+    EXPECT_EQ(QStringLiteral("00h"), log[1].strValue); // an 8-bit field is two digits wide
+    EXPECT_EQ(0, log[1].iNumEvents);
+    EXPECT_EQ(QStringLiteral("0000001Ah"), log[2].strValue);
+    EXPECT_EQ(2, log[2].iNumEvents);
+    // In binary the field's value keeps its width.
+    EXPECT_EQ(QStringLiteral("00000000b"), WatchReportLog(m_pMonitor->LogRecords(), 2)[1].strValue);
+
+    // The page: every item and every log line, the trigger's "<" made safe.
+    m_map.FileName = QStringLiteral("watch.nvm");
+    const std::unique_ptr<CWatchReport> pReport = MakeWatchRunReport(m_map, m_pMonitor->LogRecords(), 16);
+    const QString strDir = QString::fromStdString(ProcessTempDir()) + QStringLiteral("/watch-report/");
+    QDir(strDir).removeRecursively();
+    pReport->SetReportDirectory(strDir);
+    pReport->SetOpenWhenDone(false);
+    ASSERT_TRUE(pReport->GenerateReport()) << m_ui.messages.join('\n').toStdString();
+    QFile page(pReport->OutputPath());
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    const QString strPage = QString::fromUtf8(page.readAll());
+    EXPECT_TRUE(strPage.contains(QStringLiteral("watch.nvm")));
+    EXPECT_TRUE(strPage.contains(QStringLiteral("2h &lt= BF &lt= 1Ah")));
+    EXPECT_EQ(2, strPage.count(QStringLiteral("2 &lt= BF &lt= 1A</td>")))
+        << "each firing of ep1 is a log line";
+    EXPECT_TRUE(strPage.contains(QStringLiteral("0000001Ah")));
+    EXPECT_TRUE(strPage.contains(QStringLiteral("<td>OFF</td>")));
+    EXPECT_FALSE(strPage.contains(QStringLiteral("##!!!")));
 }
 
 TEST_F(CWatchTest, ActionsBeepHighlightAndNotify)

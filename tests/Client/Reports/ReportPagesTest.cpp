@@ -272,7 +272,7 @@ TEST_F(ReportPages, WatchAndPerformanceReportsWriteTheirRecords)
     item.strBitField = QStringLiteral("<All>");
     item.strTrigger = QStringLiteral("BF > 1h");
     item.strAction = QStringLiteral("None");
-    SWatchLogRecord record;
+    SWatchReportLogRecord record;
     record.strTime = QStringLiteral("05/03/2024 10:11:12");
     record.strTrigger = QStringLiteral("BF > 1h");
     CWatchReport watch(m_map.FileName, {item, item}, {record});

@@ -104,7 +104,7 @@ TEST_F(ReportRender, EveryKindOfReportLoadsWithItsTables)
         item.strRegister = QStringLiteral("Component Tag CSR");
         item.strTrigger = QStringLiteral("X1 < BF");
         item.bEnabled = true;
-        SWatchLogRecord record;
+        SWatchReportLogRecord record;
         record.strTrigger = QStringLiteral("BF < 2h");
         CWatchReport report(m_map.FileName, {item}, {record});
         // "&lt" without its semicolon still reads as "<" in the document.

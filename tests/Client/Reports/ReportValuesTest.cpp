@@ -11,6 +11,7 @@
 #include "RoutingTableReport.h"
 #include "WatchItem.h"
 #include "WatchReport.h"
+#include "WatchTrigger.h"
 
 namespace
 {
@@ -161,14 +162,15 @@ TEST_F(ReportValues, WatchRowsEscapeTriggersAndShowThePeriod)
     watch.eType = eTriggerNotBetweenExclusive;
     watch.uParam1 = 10;
     watch.uParam2 = 20;
-    EXPECT_EQ(QStringLiteral("(BF < Ah) || (BF > 14h)"), WatchReportTriggerText(watch, 16));
-    EXPECT_EQ(QStringLiteral("(BF < 10d) || (BF > 20d)"), WatchReportTriggerText(watch, 10));
+    EXPECT_EQ(QStringLiteral("(BF < Ah) || (BF > 14h)"), TriggerText(watch, 16, true));
+    EXPECT_EQ(QStringLiteral("(BF < 10d) || (BF > 20d)"), TriggerText(watch, 10, true));
+    EXPECT_EQ(QStringLiteral("(BF < A) || (BF > 14)"), TriggerText(watch, 16)); // the window shows no tail
     watch.eType = eTriggerChange;
-    EXPECT_EQ(QStringLiteral("BF Changes"), WatchReportTriggerText(watch, 16));
+    EXPECT_EQ(QStringLiteral("BF Changes"), TriggerText(watch, 16, true));
     watch.eType = 11;
-    EXPECT_EQ(QStringLiteral("Invalid"), WatchReportTriggerText(watch, 16));
-    EXPECT_EQ(QStringLiteral("Highlight PE"), WatchReportActionText(eWatchActionHighlightPE));
-    EXPECT_EQ(QStringLiteral("Invalid"), WatchReportActionText(9));
+    EXPECT_EQ(QStringLiteral("Invalid"), TriggerText(watch, 16, true));
+    EXPECT_EQ(QStringLiteral("Highlight PE"), WatchActionText(eWatchActionHighlightPE));
+    EXPECT_EQ(QStringLiteral("Invalid"), WatchActionText(9));
 
     SWatchReportItem item;
     item.iNode = 2;
@@ -192,7 +194,7 @@ TEST_F(ReportValues, WatchRowsEscapeTriggersAndShowThePeriod)
     item.bEnabled = false;
     EXPECT_EQ(QStringLiteral("OFF"), Value(keys, WatchItemValues(1, item), "PERIOD"));
 
-    SWatchLogRecord record;
+    SWatchReportLogRecord record;
     record.strTime = QStringLiteral("05/03/2024 10:11:12");
     record.iNode = 0;
     record.uDestID = 0xFFFF;

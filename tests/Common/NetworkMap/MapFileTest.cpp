@@ -414,6 +414,59 @@ TEST_F(MapFile, RoundTripKeepsEveryElement)
     EXPECT_EQ(rewriter.WriteMapText(document), text);
 }
 
+// Every text a person types (names, comments, labels, view descriptions, script entries) may hold
+// "<", "&" and ">"; the file must still open and give them back as typed.
+TEST_F(MapFile, TypedTextsWithMarkupCharactersReadBackAsTyped)
+{
+    CNetworkDocument original = RichDocument();
+    CPEPrimitive& sw = *original.ActivePEs.GetByIndex(0);
+    sw.Comment = QStringLiteral("spine <A&B> </Comment> & more");
+    sw.CommonName = QStringLiteral("CPS-1848 <rev C>");
+    sw.Symbol = QStringLiteral("sw&reg");
+    CMapView& expanded = *original.Views.front();
+    expanded.Desc = QStringLiteral("x < y && y > z");
+    expanded.Name = QStringLiteral("Lab <1>");
+    static_cast<CDrawGroup*>(expanded.pNodes.GetAt(2))->Label = QStringLiteral("Rack <A> & B");
+    original.WatchItems[0].RegName = QStringLiteral("Port 0 <Error> & Status");
+    original.WatchItems[0].BFName = QStringLiteral("<All>");
+    original.EventScripts[0].ScriptFile = QStringLiteral("/home/u/a&b<c>.js");
+    original.EventScripts[0].MethodName = QStringLiteral("On<Trigger>");
+    original.MenuScripts[0].MenuItemName = QStringLiteral("Reset <all> & go");
+
+    SetMapTransportAccess([] { return 16; }, nullptr);
+    CNetworkMap writer;
+    const QByteArray text = writer.WriteMapText(original);
+    EXPECT_TRUE(text.contains("<BFName>&lt;All&gt;</BFName>"));
+    EXPECT_FALSE(text.contains("</Comment> & more")); // the typed end tag is not markup
+    CScratchDir dir;
+    const QString strPath = dir.Write(QStringLiteral("typed.nvm"), text);
+    CNetworkDocument document;
+    CNetworkMap reader;
+    ASSERT_TRUE(reader.LoadMap(strPath, document, false)) << reader.LastError().toStdString();
+
+    const CPEPrimitive& back = *document.ActivePEs.GetByIndex(0);
+    EXPECT_EQ(back.Comment, sw.Comment);
+    EXPECT_EQ(back.CommonName, sw.CommonName);
+    EXPECT_EQ(back.Symbol, sw.Symbol);
+    EXPECT_EQ(document.Views.front()->Desc, expanded.Desc);
+    EXPECT_EQ(document.Views.front()->Name, expanded.Name);
+    EXPECT_EQ(static_cast<const CDrawGroup*>(document.Views.front()->pNodes.GetAt(2))->Label,
+              QStringLiteral("Rack <A> & B"));
+    ASSERT_EQ(document.WatchItems.size(), 1u);
+    EXPECT_EQ(document.WatchItems[0].RegName, original.WatchItems[0].RegName);
+    EXPECT_EQ(document.WatchItems[0].BFName, QStringLiteral("<All>"));
+    ASSERT_EQ(document.EventScripts.size(), 1u);
+    EXPECT_EQ(document.EventScripts[0].ScriptFile, original.EventScripts[0].ScriptFile);
+    EXPECT_EQ(document.EventScripts[0].MethodName, original.EventScripts[0].MethodName);
+    ASSERT_EQ(document.MenuScripts.size(), 1u);
+    EXPECT_EQ(document.MenuScripts[0].MenuItemName, original.MenuScripts[0].MenuItemName);
+    // Saved again, the map gives the same text: nothing is escaped twice.
+    CNetworkMap rewriter;
+    const QByteArray again = rewriter.WriteMapText(document);
+    EXPECT_TRUE(again.contains("<Comment>spine &lt;A&amp;B&gt; &lt;/Comment&gt; &amp; more</Comment>"));
+    EXPECT_FALSE(again.contains("&amp;lt;"));
+}
+
 TEST_F(MapFile, WriterAndReaderDifferWhereFilesInTheFieldDo)
 {
     // A multicast destination ID is written without the closing bracket: the file can't be read.
@@ -426,13 +479,14 @@ TEST_F(MapFile, WriterAndReaderDifferWhereFilesInTheFieldDo)
     EXPECT_FALSE(map.ReadMapText(text, reread));
     EXPECT_EQ(m_Recorder.Messages, QStringList{QStringLiteral("Error parsing file")});
 
-    // Names are written as they stand, so a "<" in one makes the file unreadable too.
+    // Files in the field may hold a raw "<" in a comment; the reader refuses them. This writer
+    // escapes it, so its own files read back.
     m_Recorder.Messages.clear();
+    EXPECT_FALSE(map.ReadMapText(OnePE(kMinimalPE + "<Comment>ports <4</Comment>"), reread));
+    EXPECT_EQ(m_Recorder.Messages, QStringList{QStringLiteral("Error parsing file")});
     CNetworkDocument named = RichDocument();
     named.ActivePEs.GetByIndex(0)->Comment = QStringLiteral("ports <4");
-    EXPECT_TRUE(map.WriteMapText(named).contains("<Comment>ports <4</Comment>"));
-    EXPECT_FALSE(map.ReadMapText(map.WriteMapText(named), reread));
-    EXPECT_EQ(m_Recorder.Messages, QStringList{QStringLiteral("Error parsing file")});
+    EXPECT_TRUE(map.WriteMapText(named).contains("<Comment>ports &lt;4</Comment>"));
 
     // Well-formed by hand, such a slot is read.
     CNetworkDocument handMade;
