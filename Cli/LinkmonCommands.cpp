@@ -231,7 +231,10 @@ int RunLinkmon(const SCliInvocation& invocation)
         monitor.SetLineRate(dLineRate);
     }
     std::printf("%s\n", monitor.Title().toLocal8Bit().constData());
-    monitor.Enable();
+    if (!monitor.Enable())
+    {
+        return kExitError; // the monitor has shown why
+    }
     // The first reading starts the counts; each tick after it is one line.
     for (uint64_t t = 0; t <= ulTicks; ++t)
     {
