@@ -233,7 +233,12 @@ int RunLinkmon(const SCliInvocation& invocation)
     std::printf("%s\n", monitor.Title().toLocal8Bit().constData());
     if (!monitor.Enable())
     {
-        return kExitError; // the monitor has shown why
+        // No route, a counter another reader holds, or controls that could not be set.
+        for (const QString& strMessage : messages.Messages)
+        {
+            Fail(strMessage);
+        }
+        return kExitError;
     }
     // The first reading starts the counts; each tick after it is one line.
     for (uint64_t t = 0; t <= ulTicks; ++t)
