@@ -231,7 +231,15 @@ int RunLinkmon(const SCliInvocation& invocation)
         monitor.SetLineRate(dLineRate);
     }
     std::printf("%s\n", monitor.Title().toLocal8Bit().constData());
-    monitor.Enable();
+    if (!monitor.Enable())
+    {
+        // No route, a counter another reader holds, or controls that could not be set.
+        for (const QString& strMessage : messages.Messages)
+        {
+            Fail(strMessage);
+        }
+        return kExitError;
+    }
     // The first reading starts the counts; each tick after it is one line.
     for (uint64_t t = 0; t <= ulTicks; ++t)
     {

@@ -121,8 +121,6 @@ CLinkMonitorWnd::CLinkMonitorWnd(ELinkMonitorKind eKind, CNetworkDocument& docum
         pControls->addWidget(new QLabel(QStringLiteral("Write:"), this));
         m_pSecondChoice = new QComboBox(this);
         m_pSecondChoice->addItems(priorities);
-        // Only the Tsi500 counts writes by priority.
-        m_pSecondChoice->setEnabled(m_monitor.IsTsi500());
         pControls->addWidget(m_pSecondChoice);
         auto apply = [this]
         {
@@ -197,7 +195,10 @@ void CLinkMonitorWnd::SetEnabled(bool bEnabled)
 {
     if (bEnabled)
     {
-        m_monitor.Enable();
+        if (!m_monitor.Enable())
+        {
+            return; // the monitor said why; it stays off
+        }
         m_pTimer->start();
     }
     else

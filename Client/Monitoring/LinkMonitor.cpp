@@ -3,6 +3,7 @@
 #include "DebugLog.h"
 #include "NetworkDocument.h"
 #include "PETypes.h"
+#include "PerfMonitor.h"
 #include "Preferences.h"
 #include "Reports/ReportTemplate.h"
 #include "RouteSearch.h"
@@ -17,13 +18,28 @@
 
 namespace
 {
-// Tsi500 port register blocks are 128 KiB apart; the Tsi57x's serial ports 256 bytes apart.
+// Tsi500 port register blocks are 128 KiB apart.
 constexpr uint32_t kTsi500PortStride = 0x20000;
-constexpr uint32_t kTsi57xPortStride = 0x100;
-// Throughput: 8 words on the Tsi500 (inbound NREADs of priority 0..3, then writes of 0..3), 4 on
-// the others (SP{n}_PSC1..4).
+// Throughput: 8 words on the Tsi500 (inbound NREADs of priority 0..3, then writes of 0..3).
 constexpr uint32_t kTsi500ThroughputWords = 8;
-constexpr uint32_t kTsi57xThroughputWords = 4;
+
+// The Tsi57x has no fixed throughput or efficiency counters. What it has are six statistics
+// counters a port, SP{n}_PSC0..5 at 13040h + 4k, each counting what its half of SP{n}_PSC0n1_CTRL,
+// PSC2n3_CTRL or PSC4n5_CTRL (13020h/13024h/13028h) selects, and each cleared when read. This
+// follows the Tsi578 User Manual's port statistics counter register descriptions (SP{n}_PSC0n1_CTRL
+// to SP{n}_PSC4n5_CTRL and SP{n}_PSC0..5, in the serial port registers of its register map) and
+// the field layout of Tsi578.h in the RapidIO device access routines. A reading that takes 13038h
+// and 13044h as cumulative inbound counters gets the addresses wrong: 13038h is no counter at all,
+// 13044h is PSC1, and neither keeps a running total. So the monitors claim two counters, program
+// them, and take every reading as the count since the one before.
+//   Throughput: PSC4 = received unicast request packets of the read priority, PSC5 = of the write
+//   priority (the counters select by priority, not by transaction type), read as 2 words, stride 4.
+//   Efficiency: PSC0 = received unicast packets, PSC2 = received unicast data in 4-byte words, all
+//   priorities, read as 2 words, stride 8; the same selections as the performance monitor's
+//   counters 0 and 2, so one claim table keeps the two from sharing a counter.
+constexpr int kTsi57xThroughputCounters[2] = {4, 5};
+constexpr int kTsi57xEfficiencyCounters[2] = {0, 2};
+constexpr uint16_t kAllPriorities = 0xF000;
 
 class CTargetLinkMonitorTransport final : public ILinkMonitorTransport
 {
@@ -39,6 +55,14 @@ public:
     {
         return CTargetClient::Instance().Maint_read(0, ulDestID, uchHop, ulOffset, pulWords, ulCount,
                                                     ulStride, 2, true, ulLastTick, pulElapsedUs, pulTick);
+    }
+    int32_t Read(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulValue) override
+    {
+        return CTargetClient::Instance().Maint_read(0, ulDestID, uchHop, ulOffset, pulValue, 1, 4, 2);
+    }
+    int32_t Write(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t ulValue) override
+    {
+        return CTargetClient::Instance().Maint_write(0, ulDestID, uchHop, ulOffset, &ulValue, 1, 4, 2);
     }
 };
 
@@ -133,13 +157,13 @@ uint32_t LinkMonitorCrcOffset(int iPort)
 uint32_t LinkMonitorThroughputOffset(bool bTsi500, int iPort)
 {
     return bTsi500 ? 0x1091C + kTsi500PortStride * static_cast<uint32_t>(iPort)
-                   : 0x13044 + kTsi57xPortStride * static_cast<uint32_t>(iPort);
+                   : Tsi578CounterAddress(kTsi57xThroughputCounters[0], iPort);
 }
 
 uint32_t LinkMonitorEfficiencyOffset(bool bTsi500, int iPort)
 {
     return bTsi500 ? 0x10914 + kTsi500PortStride * static_cast<uint32_t>(iPort)
-                   : 0x13038 + kTsi57xPortStride * static_cast<uint32_t>(iPort);
+                   : Tsi578CounterAddress(kTsi57xEfficiencyCounters[0], iPort);
 }
 
 bool LinkMonitorEnd(const CNetworkDocument& document, int iConnection, ELinkMonitorKind eKind, int* piNode,
@@ -203,8 +227,80 @@ CLinkMonitor::CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document,
     if (const CPEPrimitive* pPE = PE())
     {
         m_uDeviceID = pPE->DeviceID;
+        // The Tsi574, Tsi577 and Tsi578 share the statistics counters.
+        const SPerfDeviceDesc* pDevice = FindPerfDevice(pPE->ManufID, pPE->DeviceID);
+        m_bTsi57x = pDevice && pDevice->bTsi578;
     }
     m_dLineRate = StoredLineRate();
+}
+
+CLinkMonitor::~CLinkMonitor()
+{
+    ReleaseCounters();
+}
+
+bool CLinkMonitor::UsesStatisticsCounters() const
+{
+    return m_eKind != eLinkMonitorBitErrors && m_bTsi57x;
+}
+
+std::array<int, 2> CLinkMonitor::StatisticsCounters() const
+{
+    const int* piCounters =
+        m_eKind == eLinkMonitorThroughput ? kTsi57xThroughputCounters : kTsi57xEfficiencyCounters;
+    return {piCounters[0], piCounters[1]};
+}
+
+uint16_t CLinkMonitor::StatisticsControl(int iSeries) const
+{
+    if (m_eKind == eLinkMonitorThroughput)
+    {
+        const int iPriority = iSeries == 0 ? m_iReadPriority : m_iWritePriority;
+        return static_cast<uint16_t>((kTsi578ControlPriority0 << iPriority) | kTsi578TypeRequests);
+    }
+    return static_cast<uint16_t>(kAllPriorities | (iSeries == 0 ? kTsi578TypePackets : kTsi578TypeData));
+}
+
+const char* CLinkMonitor::ProgramStatisticsControls()
+{
+    static const char* const pszUnable = "Unable to enable counter.";
+    uint32_t ulDestID = 0;
+    uint8_t uchHop = 0;
+    if (!m_transport.IsOpen())
+    {
+        return pszUnable;
+    }
+    if (!FindPERoute(&ulDestID, &uchHop))
+    {
+        return kLinkMonitorNoRoute;
+    }
+    const std::array<int, 2> counters = StatisticsCounters();
+    for (int i = 0; i < 2; ++i)
+    {
+        if (!ProgramTsi578Control([&](uint32_t ulOffset, uint32_t* pulValue)
+                                  { return m_transport.Read(ulDestID, uchHop, ulOffset, pulValue); },
+                                  [&](uint32_t ulOffset, uint32_t ulValue)
+                                  { return m_transport.Write(ulDestID, uchHop, ulOffset, ulValue); },
+                                  m_iPort, counters[static_cast<size_t>(i)], StatisticsControl(i)))
+        {
+            return pszUnable;
+        }
+    }
+    return nullptr;
+}
+
+void CLinkMonitor::ReleaseCounters()
+{
+    if (!m_bClaimed)
+    {
+        return;
+    }
+    const std::array<int, 2> counters = StatisticsCounters();
+    for (int i = 0; i < 2; ++i)
+    {
+        ReleasePerfCounter(m_iNode, Tsi578CounterAddress(counters[static_cast<size_t>(i)], m_iPort), this, i);
+    }
+    m_bClaimed = false;
 }
 
 QString CLinkMonitor::Title() const
@@ -286,6 +382,20 @@ void CLinkMonitor::SetPriorities(int iRead, int iWrite)
     m_iWritePriority = std::clamp(iWrite, 0, 3);
     m_bFirstSample = true;
     m_elapsed.clear(), m_counts.clear(), m_seconds.clear();
+    // The counters now count other priorities; what they hold from before goes with the first
+    // reading after this.
+    if (m_bClaimed && m_eKind == eLinkMonitorThroughput)
+    {
+        if (const char* pszWhy = ProgramStatisticsControls())
+        {
+            Disable();
+            if (onDisabled)
+            {
+                onDisabled();
+            }
+            ShowMessage(QString::fromLatin1(pszWhy));
+        }
+    }
 }
 
 void CLinkMonitor::SetLineRate(double dMBps)
@@ -311,15 +421,42 @@ bool CLinkMonitor::StoreLineRate(double dMBps)
                          QString::number(dMBps));
 }
 
-void CLinkMonitor::Enable()
+bool CLinkMonitor::Enable()
 {
+    if (UsesStatisticsCounters() && !m_bClaimed)
+    {
+        const std::array<int, 2> counters = StatisticsCounters();
+        for (int i = 0; i < 2; ++i)
+        {
+            if (PerfCounterClaimedByOther(
+                    m_iNode, Tsi578CounterAddress(counters[static_cast<size_t>(i)], m_iPort), this, i))
+            {
+                UI().ShowMessage(QString::fromLatin1(kPerfCounterClaimedMessage), QStringLiteral("Warning"),
+                                 EMessageKind::Warning);
+                return false;
+            }
+        }
+        if (const char* pszWhy = ProgramStatisticsControls())
+        {
+            ShowMessage(QString::fromLatin1(pszWhy));
+            return false;
+        }
+        for (int i = 0; i < 2; ++i)
+        {
+            ClaimPerfCounter(m_iNode, Tsi578CounterAddress(counters[static_cast<size_t>(i)], m_iPort), this,
+                             i);
+        }
+        m_bClaimed = true;
+    }
     m_bEnabled = true;
     m_bFirstSample = true;
+    return true;
 }
 
 void CLinkMonitor::Disable()
 {
     m_bEnabled = false;
+    ReleaseCounters();
 }
 
 CPEPrimitive* CLinkMonitor::PE() const
@@ -361,7 +498,7 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
     case eLinkMonitorThroughput:
     {
         uint32_t aulReg[kTsi500ThroughputWords] = {};
-        const uint32_t ulWords = bTsi500 ? kTsi500ThroughputWords : kTsi57xThroughputWords;
+        const uint32_t ulWords = bTsi500 ? kTsi500ThroughputWords : 2;
         if (m_transport.TimedRead(ulDestID, uchHop, LinkMonitorThroughputOffset(bTsi500, m_iPort), aulReg,
                                   ulWords, 4, m_ulLastTick, pulElapsed, pulTick) != 0)
         {
@@ -374,9 +511,10 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
                    static_cast<unsigned long>(aulReg[2]), static_cast<unsigned long>(aulReg[3]),
                    static_cast<unsigned long>(aulReg[4]), static_cast<unsigned long>(aulReg[5]),
                    static_cast<unsigned long>(aulReg[6]), static_cast<unsigned long>(aulReg[7]));
-        // The Tsi500's write counters follow its four read counters.
-        *pulFirst = aulReg[m_iReadPriority];
-        *pulSecond = bTsi500 ? aulReg[4 + m_iWritePriority] : 0;
+        // The Tsi500's write counters follow its four read counters; the Tsi57x's two counters
+        // are programmed with the read and the write priority.
+        *pulFirst = bTsi500 ? aulReg[m_iReadPriority] : aulReg[0];
+        *pulSecond = bTsi500 ? aulReg[4 + m_iWritePriority] : aulReg[1];
         return true;
     }
     case eLinkMonitorEfficiency:
@@ -389,9 +527,10 @@ bool CLinkMonitor::ReadCounters(uint32_t ulDestID, uint8_t uchHop, uint32_t* pul
         }
         DebugPrint(eDebugPerfMon, "TrafficEfficiency: DC:%08lx PC:%08lx\n",
                    static_cast<unsigned long>(aulReg[0]), static_cast<unsigned long>(aulReg[1]));
-        // Second series: bytes, first: packets.
-        *pulFirst = aulReg[1];
-        *pulSecond = aulReg[0];
+        // Second series: data words, first: packets. The Tsi500 has data first, the Tsi57x's PSC0
+        // packets and PSC2 data.
+        *pulFirst = bTsi500 ? aulReg[1] : aulReg[0];
+        *pulSecond = bTsi500 ? aulReg[0] : aulReg[1];
         return true;
     }
     }
@@ -434,18 +573,20 @@ bool CLinkMonitor::Tick()
         return false; // the history stays as it was; the next tick tries again
     }
     m_ulLastTick = ulTick;
-    // The counters are cumulative: what counts is the change since the last reading, taken
-    // modulo the counter's width so that a wrap gives the true count (16 bits for the Tsi500's
-    // error counters).
+    // The Tsi500's counters are cumulative: what counts is the change since the last reading,
+    // taken modulo the counter's width so that a wrap gives the true count (16 bits for its error
+    // counters). The Tsi57x's statistics counters clear on read: a reading is already the count.
+    const bool bClearOnRead = UsesStatisticsCounters();
     const uint32_t ulMask = m_eKind == eLinkMonitorBitErrors ? 0xFFFFu : 0xFFFFFFFFu;
-    const uint32_t ulDeltaFirst = (ulFirst - m_ulPrevFirst) & ulMask;
-    const uint32_t ulDeltaSecond = (ulSecond - m_ulPrevSecond) & ulMask;
+    const uint32_t ulDeltaFirst = bClearOnRead ? ulFirst : (ulFirst - m_ulPrevFirst) & ulMask;
+    const uint32_t ulDeltaSecond = bClearOnRead ? ulSecond : (ulSecond - m_ulPrevSecond) & ulMask;
     m_ulOlderFirst = m_ulPrevFirst;
     m_ulPrevFirst = ulFirst;
     m_ulPrevSecond = ulSecond;
     if (m_bFirstSample)
     {
-        // The first reading only starts the deltas and the target's clock.
+        // The first reading only starts the deltas and the target's clock (and on a Tsi57x takes
+        // away what the counters held from before they were programmed).
         m_bFirstSample = false;
         return false;
     }

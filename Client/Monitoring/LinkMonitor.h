@@ -36,6 +36,9 @@ public:
     virtual int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulWords,
                               uint32_t ulCount, uint32_t ulStride, uint32_t ulLastTick,
                               uint32_t* pulElapsedUs, uint32_t* pulTick) = 0;
+    // Plain one-word accesses, for the counter controls.
+    virtual int32_t Read(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulValue) = 0;
+    virtual int32_t Write(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t ulValue) = 0;
 };
 // Over the transaction front end: LocalPort 0, Priority 2, bTimed.
 ILinkMonitorTransport& TargetLinkMonitorTransport();
@@ -46,7 +49,9 @@ constexpr int kLinkMonitorMaxDepth = 16;
 constexpr const char* kLinkMonitorNoRoute =
     "You must be connected and have all routing tables\nsynchronized to enable performance monitoring";
 
-// Register offsets of the monitors (the Tsi500's ports are 0x20000 apart, the Tsi57x's 0x100).
+// Register offsets of the monitors (the Tsi500's ports are 0x20000 apart, the Tsi57x's 0x100). On
+// the Tsi57x the throughput words are SP{n}_PSC4 and PSC5 (stride 4), the efficiency words
+// SP{n}_PSC0 and PSC2 (stride 8).
 uint32_t LinkMonitorRetryOffset(int iPort, int iBuffer); // Tsi500 outbound retries, buffer b
 uint32_t LinkMonitorCrcOffset(int iPort);                // Tsi500 inbound CRC errors
 uint32_t LinkMonitorThroughputOffset(bool bTsi500, int iPort);
@@ -84,6 +89,10 @@ public:
     // Watches port iPort (from 0) of the PE at node number iNode of the document's active network.
     CLinkMonitor(ELinkMonitorKind eKind, CNetworkDocument& document, ILinkMonitorTransport& transport,
                  int iNode, int iPort);
+    // Gives up the counters it claimed.
+    ~CLinkMonitor();
+    CLinkMonitor(const CLinkMonitor&) = delete;
+    CLinkMonitor& operator=(const CLinkMonitor&) = delete;
 
     ELinkMonitorKind Kind() const { return m_eKind; }
     int Node() const { return m_iNode; }
@@ -114,9 +123,19 @@ public:
     static double StoredLineRate();
     static bool StoreLineRate(double dMBps);
 
-    // "Enable": on, and the next reading is only a start. "Disable": off.
-    void Enable();
+    // "Enable": on, and the next reading is only a start. On a Tsi57x the two statistics counters
+    // read are claimed and programmed first; when another reader holds one, "This counter is
+    // already being controlled by another dialog."; when they cannot be programmed, "Unable to
+    // enable counter." (or the no-route text); either way the monitor stays off and false.
+    // "Disable": off, and the counters are released.
+    bool Enable();
     void Disable();
+    // Whether the monitor reads a Tsi57x's clear-on-read statistics counters (throughput and
+    // efficiency on a Tsi574, Tsi577 or Tsi578), and the counters (0..5) of its first and second series.
+    bool UsesStatisticsCounters() const;
+    std::array<int, 2> StatisticsCounters() const;
+    // The control half programmed for the series iSeries (0, 1).
+    uint16_t StatisticsControl(int iSeries) const;
     bool IsEnabled() const { return m_bEnabled; }
 
     // One second of the timer. Returns true when chart points were added.
@@ -160,6 +179,9 @@ private:
     void Record(uint32_t ulElapsed, uint32_t ulFirst, uint32_t ulSecond);
     void Compute();
     void AddPoint(int iChart, double dValue, const QString& strTime);
+    // Programs the controls of both statistics counters; 0, or the failure's message.
+    const char* ProgramStatisticsControls();
+    void ReleaseCounters();
 
     ELinkMonitorKind m_eKind;
     CNetworkDocument& m_document;
@@ -173,6 +195,8 @@ private:
     int m_iWritePriority = 0;
     double m_dLineRate = 312.5;
     bool m_bEnabled = false;
+    bool m_bTsi57x = false;  // a Tsi574, Tsi577 or Tsi578
+    bool m_bClaimed = false; // the statistics counters are ours
     bool m_bFirstSample = true;
     uint32_t m_ulLastTick = 0;
     uint32_t m_ulPrevFirst = 0; // the last counter readings, for the deltas

@@ -131,9 +131,10 @@ SPerfDeviceDesc Device(uint16_t wDeviceID, const char* pszTitle, int iPorts,
     return device;
 }
 
-// Which trace of which monitor controls a counter of a PE: (node, counter address) to (monitor,
-// trace). A counter clears when read, so two readers would each see part of the count.
-using ClaimMap = std::map<std::pair<int, uint32_t>, std::pair<const CPerfMonitor*, int>>;
+// Which reader controls a counter of a PE: (node, counter address) to (owner, slot): a performance
+// monitor and its trace, or a link monitor. A counter clears when read, so two readers would each
+// see part of the count.
+using ClaimMap = std::map<std::pair<int, uint32_t>, std::pair<const void*, int>>;
 ClaimMap& Claims()
 {
     static ClaimMap s_claims;
@@ -226,6 +227,44 @@ uint16_t Tsi578ControlHalf(int iKind)
     const STsiKind& kind = kTsiKinds[std::clamp(iKind, 0, 5)];
     // Priorities 15..12 all counted, direction in bit 8, type in 2..0.
     return static_cast<uint16_t>(0xF000u | (kind.bTransmit ? 0x100u : 0u) | kind.uType);
+}
+
+const char* const kPerfCounterClaimedMessage = "This counter is already being controlled by another dialog.";
+
+bool ProgramTsi578Control(const std::function<int32_t(uint32_t, uint32_t*)>& fnRead,
+                          const std::function<int32_t(uint32_t, uint32_t)>& fnWrite, int iPort, int iCounter,
+                          uint16_t uHalf)
+{
+    // PSC0n1, PSC2n3, PSC4n5; the even counter in the high half.
+    const uint32_t ulAddress = kTsi578CounterControl + 4u * static_cast<uint32_t>(iCounter / 2) +
+                               0x100u * static_cast<uint32_t>(iPort);
+    uint32_t ulControl = 0;
+    if (fnRead(ulAddress, &ulControl) != 0)
+        return false;
+    ulControl = iCounter % 2 == 0 ? (ulControl & 0x0000FFFFu) | (uint32_t{uHalf} << 16)
+                                  : (ulControl & 0xFFFF0000u) | uHalf;
+    return fnWrite(ulAddress, ulControl) == 0;
+}
+
+bool PerfCounterClaimedByOther(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot)
+{
+    const auto it = Claims().find({iNode, ulAddress});
+    return it != Claims().end() && it->second != std::make_pair(pOwner, iSlot);
+}
+
+bool ClaimPerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot)
+{
+    if (PerfCounterClaimedByOther(iNode, ulAddress, pOwner, iSlot))
+        return false;
+    Claims()[{iNode, ulAddress}] = {pOwner, iSlot};
+    return true;
+}
+
+void ReleasePerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot)
+{
+    const auto it = Claims().find({iNode, ulAddress});
+    if (it != Claims().end() && it->second == std::make_pair(pOwner, iSlot))
+        Claims().erase(it);
 }
 
 IPerfTransport& TargetPerfTransport()
@@ -356,15 +395,11 @@ bool CPerfMonitor::SwitchCounterOn(const SPerfTrace& trace)
             return false;
         return m_transport.Write(ulDestID, uchHop, ulAddress, ulControl | kPerfCountersEnable) == 0;
     }
-    // Tsi57x: PSC0n1, PSC2n3, PSC4n5; the even counter in the high half.
-    const uint32_t ulAddress =
-        kTsi578CounterControl + 4u * static_cast<uint32_t>(trace.iCounter / 2) + 0x100u * ulPort;
-    if (m_transport.Read(ulDestID, uchHop, ulAddress, &ulControl) != 0)
-        return false;
-    const uint32_t ulHalf = Tsi578ControlHalf(trace.iCounter);
-    ulControl = trace.iCounter % 2 == 0 ? (ulControl & 0x0000FFFFu) | (ulHalf << 16)
-                                        : (ulControl & 0xFFFF0000u) | ulHalf;
-    return m_transport.Write(ulDestID, uchHop, ulAddress, ulControl) == 0;
+    return ProgramTsi578Control([&](uint32_t ulAddress, uint32_t* pulValue)
+                                { return m_transport.Read(ulDestID, uchHop, ulAddress, pulValue); },
+                                [&](uint32_t ulAddress, uint32_t ulValue)
+                                { return m_transport.Write(ulDestID, uchHop, ulAddress, ulValue); },
+                                trace.iPort, trace.iCounter, Tsi578ControlHalf(trace.iCounter));
 }
 
 bool CPerfMonitor::SetTraceOn(int iTrace, bool bOn)
@@ -380,12 +415,10 @@ bool CPerfMonitor::SetTraceOn(int iTrace, bool bOn)
     }
     if (trace.bOn)
         return true;
-    const std::pair<int, uint32_t> key{m_iNode, CounterAddress(trace)};
-    const auto it = Claims().find(key);
-    if (it != Claims().end() && it->second != std::make_pair(static_cast<const CPerfMonitor*>(this), iTrace))
+    if (PerfCounterClaimedByOther(m_iNode, CounterAddress(trace), this, iTrace))
     {
-        UI().ShowMessage(QStringLiteral("This counter is already being controlled by another dialog."),
-                         QStringLiteral("Warning"), EMessageKind::Warning);
+        UI().ShowMessage(QString::fromLatin1(kPerfCounterClaimedMessage), QStringLiteral("Warning"),
+                         EMessageKind::Warning);
         return false;
     }
     if (!SwitchCounterOn(trace))
@@ -394,7 +427,7 @@ bool CPerfMonitor::SetTraceOn(int iTrace, bool bOn)
                          EMessageKind::Error);
         return false;
     }
-    Claims()[key] = {this, iTrace};
+    ClaimPerfCounter(m_iNode, CounterAddress(trace), this, iTrace);
     trace.bOn = true;
     trace.bFirstSample = true;
     trace.nValid = 0;
@@ -407,9 +440,7 @@ void CPerfMonitor::Release(int iTrace)
     const SPerfTrace& trace = m_traces[static_cast<size_t>(iTrace)];
     if (!m_pDevice || !trace.bOn)
         return;
-    const auto it = Claims().find({m_iNode, CounterAddress(trace)});
-    if (it != Claims().end() && it->second == std::make_pair(static_cast<const CPerfMonitor*>(this), iTrace))
-        Claims().erase(it);
+    ReleasePerfCounter(m_iNode, CounterAddress(trace), this, iTrace);
 }
 
 void CPerfMonitor::SetDepth(int iDepth)

@@ -63,6 +63,28 @@ constexpr uint32_t kPerfPortOps = 0xF40004;
 constexpr uint32_t kPerfCountersEnable = 0x04000000;
 // The Tsi57x counter controls: two counters a register, the even one in 31..16.
 constexpr uint32_t kTsi578CounterControl = 0x13020;
+// The Tsi57x control half fields: priorities 0..3 in bits 12..15, transmit in bit 8, type in 2..0.
+constexpr uint16_t kTsi578ControlPriority0 = 0x1000;
+constexpr uint16_t kTsi578ControlTransmit = 0x0100;
+constexpr uint16_t kTsi578TypeRequests = 0; // unicast request packets
+constexpr uint16_t kTsi578TypePackets = 1;  // unicast packets
+constexpr uint16_t kTsi578TypeData = 4;     // unicast data, in 4-byte words
+
+// Sets the control half of SP{iPort}_PSC{iCounter} to uHalf, the other half of its register kept
+// (read, update, write through the given accesses, which return 0 on success).
+bool ProgramTsi578Control(const std::function<int32_t(uint32_t ulOffset, uint32_t* pulValue)>& fnRead,
+                          const std::function<int32_t(uint32_t ulOffset, uint32_t ulValue)>& fnWrite,
+                          int iPort, int iCounter, uint16_t uHalf);
+
+// Clear-on-read counters have one reader at a time: a claim ties the counter at ulAddress of node
+// iNode to an owner (any object) and a slot of it. ClaimPerfCounter is false, and changes nothing,
+// when another owner or slot holds the counter; claiming one's own again is true.
+bool ClaimPerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot);
+// Drops the claim when this owner and slot hold it.
+void ReleasePerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot);
+// Whether the counter is held by someone other than this owner and slot.
+bool PerfCounterClaimedByOther(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot);
+extern const char* const kPerfCounterClaimedMessage; // "This counter is already being controlled..."
 
 constexpr int kPerfTraces = 4;
 constexpr int kPerfMaxDepth = 64;

@@ -112,6 +112,27 @@ TEST_F(LinkmonCliTest, EfficiencyCountsTheMonitorsOwnRequestsAtTheTargetsClock)
     }
 }
 
+TEST_F(LinkmonCliTest, Tsi578ThroughputCountsTheMonitorsOwnRequestsOfTheReadPriorityOnly)
+{
+    // The monitor's maintenance requests reach the Tsi578's port 0 at priority 2, so the read
+    // series counts them and the write series (priority 0) sees nothing.
+    const SRunResult result = Cli({"linkmon", "throughput", m_strMap, "3", "0", "--ticks", "3",
+                                   "--interval-ms", "100", "--read-priority", "2", "--write-priority", "0"});
+    ASSERT_EQ(0, result.nExitCode) << result.strErr;
+    const std::vector<std::string> lines = Lines(result.strOut);
+    ASSERT_EQ(4u, lines.size()) << result.strOut;
+    EXPECT_EQ("Throughput - Node 3, Port 1, Inbound", lines[0]);
+    const std::regex line(R"(\d\d::\d\d::\d\d read\(p2\)=([0-9.]+) kPkt/s write\(p0\)=0\.000 kPkt/s)");
+    for (size_t i = 1; i < lines.size(); ++i)
+    {
+        std::smatch match;
+        ASSERT_TRUE(std::regex_match(lines[i], match, line)) << lines[i];
+        const double dRate = std::stod(match[1]);
+        EXPECT_GT(dRate, 0.0) << "the programmed counter counts the requests";
+        EXPECT_LT(dRate, 0.1) << "each reading is the count since the last, not a running total";
+    }
+}
+
 TEST_F(LinkmonCliTest, RefusesWhatItCannotMonitorWithExitTwo)
 {
     struct SCase

@@ -13,6 +13,7 @@
 #include "nvsim/Faults.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QPushButton>
@@ -24,14 +25,17 @@ namespace
 class CLinkMonitorWndTest : public CClientSimTest
 {
 protected:
+    virtual const char* SwitchModel() const { return "tsi500"; }
+    virtual uint16_t SwitchDeviceID() const { return kTsi500DeviceID; }
     void SetUp() override
     {
         CClientSimTest::SetUp();
-        Load(std::string(kHostLine) + "device sw1 switch model=tsi500\n"
-                                      "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
-                                      "device ep2 endpoint memory id=0x0A largeid=0x000A\n"
-                                      "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
-                                      "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n");
+        Load(std::string(kHostLine) + "device sw1 switch model=" + SwitchModel() +
+             "\n"
+             "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+             "device ep2 endpoint memory id=0x0A largeid=0x000A\n"
+             "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
+             "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n");
         SDiscoveryRequest request;
         request.bTryAllClockRates = false;
         request.bUploadRoutingTables = true;
@@ -39,7 +43,7 @@ protected:
         ASSERT_EQ(0, StandardDiscovery(request, m_map, &m_host, {}));
         for (const auto& pPE : m_map.ActivePEs)
         {
-            if (pPE->DeviceID == kTsi500DeviceID)
+            if (pPE->DeviceID == SwitchDeviceID())
             {
                 m_iSwitch = pPE->iNodeNumber;
             }
@@ -202,6 +206,65 @@ TEST_F(CLinkMonitorWndTest, LinkPopupOpensTheSwitchEndOrSaysWhyNot)
     EXPECT_EQ(m_iSwitch, iNode);
     EXPECT_EQ(1, iPort);
     EXPECT_FALSE(LinkMonitorEnd(m_map, 999, eLinkMonitorThroughput, &iNode, &iPort, &strWhy));
+}
+
+class CTsi578LinkMonitorWndTest : public CLinkMonitorWndTest
+{
+protected:
+    const char* SwitchModel() const override { return "tsi578"; }
+    uint16_t SwitchDeviceID() const override { return 0x0578; }
+};
+
+TEST_F(CTsi578LinkMonitorWndTest, WritePriorityIsOfferedAndASecondWindowOnTheSameCountersStaysOff)
+{
+    auto pFirst = std::make_unique<CLinkMonitorWnd>(eLinkMonitorThroughput, m_map, *m_pClocked, m_iSwitch, 1);
+    pFirst->setAttribute(Qt::WA_DeleteOnClose, false);
+    const QList<QComboBox*> choices = pFirst->findChildren<QComboBox*>();
+    ASSERT_EQ(2, choices.size());
+    EXPECT_TRUE(choices[1]->isEnabled()) << "the Tsi578's counters take a write priority";
+    choices[1]->setCurrentIndex(1);
+    pFirst->Monitor().fnNow = [this]
+    { return QTime(14, 0, 0).addMSecs(static_cast<int>(m_pClocked->ulNowMs)); };
+    pFirst->SetEnabled(true);
+    ASSERT_TRUE(pFirst->TimerActive());
+    pFirst->OnTick();
+    for (int i = 0; i < 4; ++i)
+    {
+        for (uint8_t uchPriority : {uint8_t{0}, uint8_t{1}})
+        {
+            nvsim::CSimFabric::SGenerated what;
+            what.eKind = nvsim::EPacketKind::Write;
+            what.uchPriority = uchPriority;
+            what.ulDestId = 0x01;
+            what.ulBufferBytes = 0x10000;
+            what.ulBytes = 64;
+            m_pFabric->SendGenerated(m_pFabric->Device("ep1"), 0, what,
+                                     100 * static_cast<uint64_t>(i + 1) * (uchPriority + 1u));
+        }
+        m_pClocked->ulNowMs += 1000;
+        pFirst->OnTick();
+    }
+    ASSERT_EQ(4u, pFirst->Chart(0)->Points().size());
+    EXPECT_DOUBLE_EQ(0.4, pFirst->Chart(0)->Points().back()) << "400 priority 0 writes in the last second";
+    EXPECT_DOUBLE_EQ(0.8, pFirst->Chart(1)->Points().back()) << "800 priority 1 writes in the last second";
+    ExpectTidy(*pFirst);
+    Shoot(*pFirst, QStringLiteral("linkmon-throughput-tsi578.png"));
+
+    CLinkMonitorWnd second(eLinkMonitorThroughput, m_map, *m_pClocked, m_iSwitch, 1);
+    second.setAttribute(Qt::WA_DeleteOnClose, false);
+    second.SetEnabled(true);
+    EXPECT_FALSE(second.TimerActive());
+    EXPECT_FALSE(second.Monitor().IsEnabled());
+    EXPECT_EQ(QStringLiteral("Enable"), second.EnableButton()->text());
+    ASSERT_EQ(1, m_ui.messages.size());
+    EXPECT_EQ(QStringLiteral("This counter is already being controlled by another dialog."),
+              m_ui.messages.back());
+
+    pFirst->close();
+    pFirst.reset();
+    second.SetEnabled(true);
+    EXPECT_TRUE(second.TimerActive()) << "closing the first window released the counters";
+    EXPECT_EQ(QStringLiteral("Disable"), second.EnableButton()->text());
 }
 } // namespace
 } // namespace nvtest

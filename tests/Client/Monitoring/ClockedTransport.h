@@ -40,9 +40,25 @@ public:
         *pulTick = ulNowMs;
         return nStatus;
     }
+    int32_t Read(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulValue) override
+    {
+        return m_fabric.MaintRead(0, ulDestID, uchHop, ulOffset, pulValue, 1, 4, 4, false, nullptr, 2);
+    }
+    int32_t Write(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t ulValue) override
+    {
+        ++nWrites;
+        if (nWriteFailures > 0)
+        {
+            --nWriteFailures;
+            return -310;
+        }
+        return m_fabric.MaintWrite(0, ulDestID, uchHop, ulOffset, &ulValue, 1, 4, 4, false, nullptr, 2);
+    }
     bool bOpen = true;
     int nFailures = 0;
     int nReads = 0;
+    int nWrites = 0;
+    int nWriteFailures = 0;
     uint32_t ulNowMs = 5000;
     std::map<uint32_t, uint32_t> overrides;
 

@@ -5,6 +5,7 @@
 #include "ClientSimFixture.h"
 #include "ClockedTransport.h"
 #include "Discovery.h"
+#include "PerfMonitor.h"
 #include "Preferences.h"
 #include "TestSupport.h"
 #include "nvsim/Device.h"
@@ -27,13 +28,25 @@ std::string Tsi500Fabric()
                                     "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n";
 }
 
+// The same with a Tsi578 in the middle.
+std::string Tsi578Fabric()
+{
+    return std::string(kHostLine) + "device sw1 switch model=tsi578\n"
+                                    "device ep1 endpoint memory id=0x05 largeid=0x0005\n"
+                                    "device ep2 endpoint memory id=0x0A largeid=0x000A\n"
+                                    "host host0\nlink host0:0 sw1:0\nlink sw1:1 ep1:0\nlink sw1:2 ep2:0\n"
+                                    "route sw1 0x01 0\nroute sw1 0x05 1\nroute sw1 0x0A 2\n";
+}
+
 class CLinkMonitorTest : public CClientSimTest
 {
 protected:
+    virtual std::string Topology() const { return Tsi500Fabric(); }
+    virtual uint16_t SwitchDeviceID() const { return kTsi500DeviceID; }
     void SetUp() override
     {
         CClientSimTest::SetUp();
-        Load(Tsi500Fabric());
+        Load(Topology());
         SDiscoveryRequest request;
         request.bTryAllClockRates = false;
         request.bUploadRoutingTables = true;
@@ -41,12 +54,12 @@ protected:
         ASSERT_EQ(0, StandardDiscovery(request, m_map, &m_host, {}));
         for (const auto& pPE : m_map.ActivePEs)
         {
-            if (pPE->DeviceID == kTsi500DeviceID)
+            if (pPE->DeviceID == SwitchDeviceID())
             {
                 m_iSwitch = pPE->iNodeNumber;
             }
         }
-        ASSERT_GE(m_iSwitch, 0) << "discovery found the Tsi500";
+        ASSERT_GE(m_iSwitch, 0) << "discovery found the switch";
         m_pTransport = std::make_unique<CClockedTransport>(*m_pFabric);
         m_ui.messages.clear();
     }
@@ -330,6 +343,175 @@ TEST_F(CLinkMonitorTest, ReportHoldsEveryPointWithItsTimeOrSaysThereIsNone)
     EXPECT_TRUE(strPage.contains(QStringLiteral("1.234"))) << "1234 writes in a second";
     EXPECT_TRUE(strPage.contains(QStringLiteral("10::04::07")));
     EXPECT_TRUE(strPage.contains(QStringLiteral("Throughput Monitor")));
+}
+
+// ---- Tsi578: the statistics counters, programmed and cleared on read ----------------------------
+
+class CTsi578LinkMonitorTest : public CLinkMonitorTest
+{
+protected:
+    std::string Topology() const override { return Tsi578Fabric(); }
+    uint16_t SwitchDeviceID() const override { return kPerfDeviceTsi578; }
+    // A control register of port 1 as the switch holds it (the switch is hop 0 from the host).
+    uint32_t Control(uint32_t ulRegister)
+    {
+        uint32_t ulValue = 0;
+        EXPECT_EQ(0, m_pTransport->Read(0xFF, 0, ulRegister + 0x100, &ulValue));
+        return ulValue;
+    }
+};
+
+// A performance monitor's accesses on the fabric, enough to switch a trace on.
+class CFabricPerfTransport final : public IPerfTransport
+{
+public:
+    explicit CFabricPerfTransport(nvsim::CSimFabric& fabric) : m_fabric(fabric) {}
+    bool IsOpen() override { return true; }
+    int32_t TimedRead(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t, uint32_t* pulValue,
+                      uint32_t* pulElapsedUs, uint32_t* pulTick) override
+    {
+        *pulElapsedUs = 1000000;
+        *pulTick = 0;
+        return m_fabric.MaintRead(0, ulDestID, uchHop, ulOffset, pulValue, 1, 4, 4, false);
+    }
+    int32_t Read(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t* pulValue) override
+    {
+        return m_fabric.MaintRead(0, ulDestID, uchHop, ulOffset, pulValue, 1, 4, 4, false);
+    }
+    int32_t Write(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset, uint32_t ulValue) override
+    {
+        return m_fabric.MaintWrite(0, ulDestID, uchHop, ulOffset, &ulValue, 1, 4, 4, false);
+    }
+
+private:
+    nvsim::CSimFabric& m_fabric;
+};
+
+TEST_F(CTsi578LinkMonitorTest, ThroughputCountsReceivedRequestsOfEachPriorityFromClearOnReadCounters)
+{
+    auto pMonitor = Monitor(eLinkMonitorThroughput, 1);
+    pMonitor->SetPriorities(0, 1);
+    Writes("ep1", 0x01, 40, 32, 1); // before the controls are set: nothing counts them
+    ASSERT_TRUE(pMonitor->Enable());
+    // PSC4n5_CTRL of port 1: PSC4 received requests of priority 0, PSC5 of priority 1.
+    EXPECT_EQ(0x10000000u | 0x2000u, Control(0x13028));
+    EXPECT_FALSE(TickAfter(*pMonitor, 1000));
+
+    Writes("ep1", 0x01, 100, 32, 0);
+    Writes("ep1", 0x01, 250, 32, 1);
+    Writes("ep2", 0x01, 70, 32, 1); // another port's traffic
+    ASSERT_TRUE(TickAfter(*pMonitor, 500));
+    EXPECT_DOUBLE_EQ(100.0 / 500000.0 * 1000.0, pMonitor->LastValues()[0]);
+    EXPECT_DOUBLE_EQ(250.0 / 500000.0 * 1000.0, pMonitor->LastValues()[1]);
+
+    // The same again: a reading is the count since the last one, not a running total.
+    Writes("ep1", 0x01, 250, 32, 1);
+    ASSERT_TRUE(TickAfter(*pMonitor, 500));
+    EXPECT_DOUBLE_EQ(0.0, pMonitor->LastValues()[0]);
+    EXPECT_DOUBLE_EQ(0.5, pMonitor->LastValues()[1]);
+    EXPECT_EQ((std::deque<uint32_t>{250}), pMonitor->SecondHistory());
+
+    // Other priorities while on: the controls follow, the next reading starts afresh.
+    pMonitor->SetPriorities(2, 0);
+    EXPECT_EQ(0x40000000u | 0x1000u, Control(0x13028));
+    Writes("ep1", 0x01, 30, 32, 0);
+    EXPECT_FALSE(TickAfter(*pMonitor, 1000));
+    Writes("ep1", 0x01, 600, 32, 2);
+    Writes("ep1", 0x01, 300, 32, 0);
+    ASSERT_TRUE(TickAfter(*pMonitor, 1000));
+    EXPECT_DOUBLE_EQ(0.6, pMonitor->LastValues()[0]);
+    EXPECT_DOUBLE_EQ(0.3, pMonitor->LastValues()[1]);
+}
+
+TEST_F(CTsi578LinkMonitorTest, EfficiencyFromReceivedPacketsAndDataWords)
+{
+    auto pMonitor = Monitor(eLinkMonitorEfficiency, 1);
+    pMonitor->SetLineRate(200.0);
+    const uint32_t ulOtherHalf = 0x00000105; // PSC3's control, set by someone else: kept
+    ASSERT_EQ(0, m_pTransport->Write(0xFF, 0, 0x13124, ulOtherHalf));
+    ASSERT_TRUE(pMonitor->Enable());
+    EXPECT_EQ(0xF0010000u, Control(0x13020) & 0xFFFF0000u) << "PSC0: received packets, all priorities";
+    EXPECT_EQ(0xF0040000u | ulOtherHalf, Control(0x13024)) << "PSC2: received data words";
+    TickAfter(*pMonitor, 1000);
+
+    Writes("ep1", 0x01, 300, 32, 0);
+    Writes("ep1", 0x01, 100, 32, 2);
+    ASSERT_TRUE(TickAfter(*pMonitor, 2000));
+    const SEfficiency& e = pMonitor->LastEfficiency();
+    EXPECT_DOUBLE_EQ(200.0, e.dPacketRate);
+    EXPECT_DOUBLE_EQ(32.0, e.dAvgSize) << "8 data words a packet";
+    const SEfficiency expected = ComputeEfficiency(false, 2000000, 400, 400 * 32, 200.0);
+    EXPECT_DOUBLE_EQ(expected.dEfficiency, e.dEfficiency);
+    EXPECT_DOUBLE_EQ(expected.dEfficiency, pMonitor->LastValues()[2]);
+
+    Writes("ep1", 0x01, 50, 64, 1);
+    ASSERT_TRUE(TickAfter(*pMonitor, 1000));
+    EXPECT_DOUBLE_EQ(50.0, pMonitor->LastEfficiency().dPacketRate) << "the 400 before were cleared";
+    EXPECT_DOUBLE_EQ(64.0, pMonitor->LastEfficiency().dAvgSize);
+}
+
+TEST_F(CTsi578LinkMonitorTest, ClaimedCounterIsRefusedToASecondReaderUntilReleased)
+{
+    CFabricPerfTransport perfTransport(*m_pFabric);
+    CPerfMonitor perf(m_map, m_iSwitch, perfTransport);
+    ASSERT_TRUE(perf.Valid());
+    // Trace 0 on "Unicast Packets Received" of port 1: SP1_PSC0, which efficiency needs.
+    perf.SelectCounter(0, perf.FindCounter(QStringLiteral("Unicast Packets Received")));
+    perf.SelectPort(0, 1);
+    ASSERT_TRUE(perf.SetTraceOn(0, true));
+
+    auto pEfficiency = Monitor(eLinkMonitorEfficiency, 1);
+    const int nWritesBefore = m_pTransport->nWrites;
+    EXPECT_FALSE(pEfficiency->Enable());
+    EXPECT_FALSE(pEfficiency->IsEnabled());
+    ASSERT_EQ(1, m_ui.messages.size());
+    EXPECT_EQ(QStringLiteral("This counter is already being controlled by another dialog."),
+              m_ui.messages.back());
+    EXPECT_EQ(nWritesBefore, m_pTransport->nWrites) << "the other reader's controls are left alone";
+    // Throughput on the same port uses PSC4 and PSC5: free.
+    auto pThroughput = Monitor(eLinkMonitorThroughput, 1);
+    EXPECT_TRUE(pThroughput->Enable());
+
+    perf.SetTraceOn(0, false);
+    ASSERT_TRUE(pEfficiency->Enable());
+    // Now the link monitor holds PSC0 and PSC2, and the performance monitor is refused them.
+    m_ui.messages.clear();
+    EXPECT_FALSE(perf.SetTraceOn(0, true));
+    perf.SelectCounter(1, perf.FindCounter(QStringLiteral("Unicast Data Words Received")));
+    perf.SelectPort(1, 1);
+    EXPECT_FALSE(perf.SetTraceOn(1, true));
+    EXPECT_EQ(2, m_ui.messages.size());
+    // Disable gives them back; so does closing (the monitor going away).
+    pEfficiency->Disable();
+    EXPECT_TRUE(perf.SetTraceOn(0, true));
+    perf.SetTraceOn(0, false);
+    ASSERT_TRUE(pEfficiency->Enable());
+    pEfficiency.reset();
+    EXPECT_TRUE(perf.SetTraceOn(1, true));
+    perf.SetTraceOn(1, false);
+    auto pSecond = Monitor(eLinkMonitorThroughput, 1);
+    EXPECT_FALSE(pSecond->Enable()) << "the first throughput monitor still holds PSC4 and PSC5";
+}
+
+TEST_F(CTsi578LinkMonitorTest, FailedControlWriteLeavesTheMonitorOffAndNothingClaimed)
+{
+    auto pMonitor = Monitor(eLinkMonitorThroughput, 2);
+    m_pTransport->nWriteFailures = 1;
+    EXPECT_FALSE(pMonitor->Enable());
+    EXPECT_FALSE(pMonitor->IsEnabled());
+    ASSERT_EQ(1, m_ui.messages.size());
+    EXPECT_EQ(QStringLiteral("Unable to enable counter."), m_ui.messages.back());
+    auto pOther = Monitor(eLinkMonitorThroughput, 2);
+    EXPECT_TRUE(pOther->Enable()) << "a failed enable claims nothing";
+    EXPECT_EQ(1, m_ui.messages.size());
+}
+
+TEST(LinkMonitorOffsets, Tsi57xWordsAreStatisticsCountersAndTsi500sUnchanged)
+{
+    EXPECT_EQ(0x13050u + 0x300u, LinkMonitorThroughputOffset(false, 3)); // SP3_PSC4
+    EXPECT_EQ(0x13040u + 0x100u, LinkMonitorEfficiencyOffset(false, 1)); // SP1_PSC0
+    EXPECT_EQ(0x1091Cu + 0x40000u, LinkMonitorThroughputOffset(true, 2));
+    EXPECT_EQ(0x10914u + 0x20000u, LinkMonitorEfficiencyOffset(true, 1));
 }
 } // namespace
 } // namespace nvtest
