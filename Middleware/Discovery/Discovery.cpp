@@ -238,6 +238,30 @@ NVXL_CONNECTION* FindConnection(const NVXL_NETWORK* pNetwork, uint32_t ulNodeA, 
     return NULL;
 }
 
+NVXL_STATUS NvxlOpenHostPort(uint16_t wVendor, uint16_t wDevice)
+{
+    NVXL_STATUS nStatus = HalSetPortEnables(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, HOST_PORT, 1, 1);
+    if (NvxlReport(1, "attempting to enable the host PE's RapidIO port for input and output", nStatus))
+        return nStatus;
+    if (NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT))
+    {
+        uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
+        nStatus = HalSetResponseTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
+        NVXL_DiscoveryDebugPrint("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
+        if (NvxlReport(1, "attempting to set the host PE's response timeout value", nStatus))
+            return nStatus;
+    }
+    if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
+    {
+        uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
+        nStatus = HalSetLinkTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
+        NVXL_DiscoveryDebugPrint("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
+        if (NvxlReport(1, "attempting to set the host PE's link timeout value", nStatus))
+            return nStatus;
+    }
+    return NVXL_OK;
+}
+
 NVXL_STATUS NvxlLockPE(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID, uint8_t uchHopCount,
                        uint32_t* pbLocked)
 {
@@ -474,25 +498,9 @@ static NVXL_STATUS DiscoverFromHost(void)
         return nStatus;
     if (bTrained)
     {
-        nStatus = HalSetPortEnables(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, HOST_PORT, 1, 1);
-        if (NvxlReport(1, "attempting to enable the host PE's RapidIO port for input and output", nStatus))
+        nStatus = NvxlOpenHostPort(wVendor, wDevice);
+        if (nStatus != NVXL_OK)
             return nStatus;
-        if (NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT))
-        {
-            uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
-            nStatus = HalSetResponseTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
-            NVXL_DiscoveryDebugPrint("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
-            if (NvxlReport(1, "attempting to set the host PE's response timeout value", nStatus))
-                return nStatus;
-        }
-        if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
-        {
-            uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
-            nStatus = HalSetLinkTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
-            NVXL_DiscoveryDebugPrint("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
-            if (NvxlReport(1, "attempting to set the host PE's link timeout value", nStatus))
-                return nStatus;
-        }
         if (HalResyncAckIDs(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, HOST_PORT) != NVXL_OK)
             NVXL_DiscoveryDebugPrint("Unable to re-synch Host ack IDs\n");
         // A failure behind the host ends the discovery at once; the host's lock stays held.

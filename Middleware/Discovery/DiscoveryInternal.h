@@ -94,6 +94,15 @@ extern "C"
     NVXL_STATUS HalGetDeviceVendorID(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount,
                                      uint16_t* pwDeviceID, uint16_t* pwVendorID);
 
+    /* Opens the host's port for input and output and, as the flags say, sets the host's response
+     * and link time-outs; each failure is reported and returned. */
+    NVXL_STATUS NvxlOpenHostPort(uint16_t wVendor, uint16_t wDevice);
+
+    /* Sets a switch's response time-out (only with bResponse) and link time-out as the flags say,
+     * logging the old values; each failure is reported and returned. */
+    NVXL_STATUS NvxlSetSwitchTimeouts(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID,
+                                      uint8_t uchHopCount, uint32_t bResponse);
+
     /* The locking step: takes the lock of a device for the host unless locks are off; *pbLocked
      * tells whether this discovery now holds it. */
     NVXL_STATUS NvxlLockPE(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID, uint8_t uchHopCount,

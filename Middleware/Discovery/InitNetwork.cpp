@@ -228,27 +228,9 @@ static NVXL_STATUS InitPE(uint32_t ulNode, uint32_t ulHostID, uint8_t uchHopCoun
     nStatus = HalResetRoutingTable(wVendorID, wDeviceID, 0, ulDestID, uchHopCount);
     if (NvxlReport(1, "performing part-specific discovery pre-initialization", nStatus))
         return nStatus;
-    if (NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT))
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
-        nStatus = HalSetResponseTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
-        NvxlDebugAndLog("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(
-                1,
-                "attempting to set the RapidIO response timeout value on the most recently discovered switch",
-                nStatus))
-            return nStatus;
-    }
-    if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
-        nStatus = HalSetLinkTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
-        NvxlDebugAndLog("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(
-                1, "attempting to set the RapidIO link timeout value on the most recently discovered switch",
-                nStatus))
-            return nStatus;
-    }
+    nStatus = NvxlSetSwitchTimeouts(wVendorID, wDeviceID, ulDestID, uchHopCount, 1);
+    if (nStatus != NVXL_OK)
+        return nStatus;
     if (pPE->ulHasDestID)
     {
         // Written in the record's own width; the device answers to it from now on.
@@ -338,26 +320,7 @@ static NVXL_STATUS InitHost(NVXL_PE* pHost)
         NvxlLog("Host port is not trained.\n");
         return NVXL_ERR_UNSPECIFIED;
     }
-    nStatus = HalSetPortEnables(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, HOST_PORT, 1, 1);
-    if (NvxlReport(1, "attempting to enable the host PE's RapidIO port for input and output", nStatus))
-        return nStatus;
-    if (NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT))
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
-        nStatus = HalSetResponseTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
-        NVXL_DiscoveryDebugPrint("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(1, "attempting to set the host PE's response timeout value", nStatus))
-            return nStatus;
-    }
-    if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
-        nStatus = HalSetLinkTimeout(wVendor, wDevice, 0, NVXL_HOST_DESTID, 0, &ulTimeout);
-        NVXL_DiscoveryDebugPrint("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(1, "attempting to set the host PE's link timeout value", nStatus))
-            return nStatus;
-    }
-    return NVXL_OK;
+    return NvxlOpenHostPort(wVendor, wDevice);
 }
 
 NVXL_STATUS NVXL_InitNetwork(uint32_t ulFlags, uint32_t ulResponseTimeout, uint32_t ulLinkTimeout,

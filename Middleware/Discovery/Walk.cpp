@@ -567,6 +567,34 @@ static NVXL_STATUS PortSteps(NVXL_PE* pPE, uint8_t uchPort, uint8_t uchEntryPort
     return nStatus;
 }
 
+NVXL_STATUS NvxlSetSwitchTimeouts(uint16_t wVendorID, uint16_t wDeviceID, uint32_t ulDestID,
+                                  uint8_t uchHopCount, uint32_t bResponse)
+{
+    NVXL_STATUS nStatus = NVXL_OK;
+    if (bResponse && NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT))
+    {
+        uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
+        nStatus = HalSetResponseTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
+        NvxlDebugAndLog("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
+        if (NvxlReport(
+                1,
+                "attempting to set the RapidIO response timeout value on the most recently discovered switch",
+                nStatus))
+            return nStatus;
+    }
+    if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
+    {
+        uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
+        nStatus = HalSetLinkTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
+        NvxlDebugAndLog("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
+        if (NvxlReport(
+                1, "attempting to set the RapidIO link timeout value on the most recently discovered switch",
+                nStatus))
+            return nStatus;
+    }
+    return NVXL_OK;
+}
+
 static NVXL_STATUS SwitchSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16_t wVendorID,
                                uint16_t wDeviceID, uint32_t* pulDestID, uint8_t uchHopCount,
                                uint32_t ulFeatures)
@@ -621,27 +649,10 @@ static NVXL_STATUS SwitchSteps(NVXL_PE* pParent, uint8_t uchParentPort, uint16_t
         }
     }
     const uint32_t ulDestID = *pulDestID;
-    if (NvxlFlag(NVXL_DISCOVER_SET_RESPONSE_TIMEOUT) && ulSwitchID != g_sDiscovery.ulAllOnesID)
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulResponseTimeout;
-        nStatus = HalSetResponseTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
-        NvxlDebugAndLog("Old response timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(
-                1,
-                "attempting to set the RapidIO response timeout value on the most recently discovered switch",
-                nStatus))
-            return nStatus;
-    }
-    if (NvxlFlag(NVXL_DISCOVER_SET_LINK_TIMEOUT))
-    {
-        uint32_t ulTimeout = g_sDiscovery.ulLinkTimeout;
-        nStatus = HalSetLinkTimeout(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulTimeout);
-        NvxlDebugAndLog("Old link timeout value was %08lx\n", (unsigned long)ulTimeout);
-        if (NvxlReport(
-                1, "attempting to set the RapidIO link timeout value on the most recently discovered switch",
-                nStatus))
-            return nStatus;
-    }
+    nStatus = NvxlSetSwitchTimeouts(wVendorID, wDeviceID, ulDestID, uchHopCount,
+                                    ulSwitchID != g_sDiscovery.ulAllOnesID);
+    if (nStatus != NVXL_OK)
+        return nStatus;
     uint32_t ulInfo = 0;
     nStatus = HalGetSwitchPortInfo(wVendorID, wDeviceID, 0, ulDestID, uchHopCount, &ulInfo);
     if (NvxlReport(1, "attempting to read switch port information from the most recently discovered switch",
