@@ -105,7 +105,7 @@ uint32_t LogicalHeaderBits(const SRioPacket& packet)
     case ftype::kStreamWrite:
         return ExtAddrBits(packet.uchAddressBits) + 32;
     case ftype::kMaintenance:
-        return 64;
+        return 48;
     case ftype::kDoorbell:
         return 32;
     case ftype::kMessage:
@@ -519,6 +519,7 @@ EDecodeResult DecodePacket(const uint8_t* p, size_t n, uint8_t uchAddressBits, S
     const size_t ulWire = n - ulPad;
     const bool bEarly = ulWire > kEarlyCrcAfter + 4;
 
+    packet.uchTrans = 0; // read again by the classes that have one
     GetHeader(p, &packet);
     packet.data.reserve(ulData);
     for (size_t i = ulHeader; packet.data.size() < ulData; ++i)
