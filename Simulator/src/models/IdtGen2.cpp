@@ -153,6 +153,51 @@ CIdtGen2Switch::CIdtGen2Switch(std::string strName, SDeviceConfig config)
             });
     InstallMulticastMasks();
     InstallCounters();
+    InstallPgc();
+}
+
+void CIdtGen2Switch::InstallPgc()
+{
+    CGen2Pgc::SHost host;
+    host.fnReg = [this](uint32_t ulOffset) { return Reg(ulOffset); };
+    host.fnCount = [this](uint8_t uchPort, uint32_t ulCounter) { m_pCounters->CountAt(uchPort, ulCounter); };
+    host.fnTransmit = [this](uint8_t uchPort, const CGen2Pgc::Bytes& packet)
+    { TransmitOwn(uchPort, packet); };
+    m_pPgc = std::make_unique<CGen2Pgc>(PortCount(), std::move(host));
+    for (uint8_t p = 0; p < PortCount(); ++p)
+    {
+        SetHook(
+            CGen2Pgc::PgcMode(p), [this, p](const SRegAccess&) { return m_pPgc->ReadMode(p); },
+            [this, p](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            { m_pPgc->WriteMode(p, (m_pPgc->ReadMode(p) & ~ulByteMask) | (ulValue & ulByteMask)); });
+        SetHook(
+            CGen2Pgc::PgcData(p), [this, p](const SRegAccess&) { return m_pPgc->ReadData(p); },
+            [this, p](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            { m_pPgc->WriteData(p, (m_pPgc->ReadData(p) & ~ulByteMask) | (ulValue & ulByteMask)); });
+    }
+    // The broadcast comparators write every port's; a read gives port 0's (assumed, as for the
+    // broadcast multicast masks).
+    for (uint32_t w = 0; w < 2 * CGen2Pgc::kCompareWords * CGen2Pgc::kComparators; ++w)
+    {
+        const uint32_t ulWithin = 4 * w;
+        SetHook(
+            CGen2Pgc::kBroadcastComparator + ulWithin,
+            [this, ulWithin](const SRegAccess&) { return Reg(CGen2Pgc::Comparator(0, 0) + ulWithin); },
+            [this, ulWithin](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            {
+                for (uint8_t p = 0; p < PortCount(); ++p)
+                {
+                    const uint32_t ulAt = CGen2Pgc::Comparator(p, 0) + ulWithin;
+                    SetReg(ulAt, (Reg(ulAt) & ~ulByteMask) | (ulValue & ulByteMask));
+                }
+            });
+    }
+}
+
+void CIdtGen2Switch::TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet)
+{
+    (void)uchPort;
+    (void)packet;
 }
 
 void CIdtGen2Switch::InstallCounters()
@@ -166,9 +211,10 @@ void CIdtGen2Switch::InstallCounters()
     // (NACK) and packet-retry symbols sent and received, packets sent and received, packets the
     // port's crosspoint buffer passed into the switch (CPB: received less dropped), packets dropped
     // on the way in and out, dropped after too many CRC errors, and congestion retries (RETRY_CNTR:
-    // here the retries the port sent for want of buffers). All traffic travels on VC0: the TTL
-    // counter, the trace and filter match counters and the VPS-1616's VC1 and VC5 counters
-    // (0xF40074 to 0xF400C8: eleven per VC, in the VC0 order without the NACK counters) stay 0.
+    // here the retries the port sent for want of buffers). The trace and filter match counters
+    // (0xF40020 to 0xF4003C) count the comparators' matches (Gen2Pgc.h). All traffic travels on
+    // VC0: the TTL counter and the VPS-1616's VC1 and VC5 counters (0xF40074 to 0xF400C8: eleven
+    // per VC, in the VC0 order without the NACK counters) stay 0.
     std::vector<SCounterDef> counters = {{0x10, ECountSource::Event, ELinkEvent::AckSent},
                                          {0x14, ECountSource::Event, ELinkEvent::NackSent},
                                          {0x18, ECountSource::Event, ELinkEvent::RetrySent},
@@ -184,7 +230,7 @@ void CIdtGen2Switch::InstallCounters()
                                          {0x70, ECountSource::Event, ELinkEvent::CrcLimitDrop},
                                          {0xCC, ECountSource::Event, ELinkEvent::RetrySent}};
     for (uint32_t k = 0; k < 8; ++k)
-        counters.push_back({0x20 + 4 * k, ECountSource::Nothing});
+        counters.push_back({0x20 + 4 * k, ECountSource::Model});
     if (Config().wDeviceId == kVps1616)
     {
         for (uint32_t ulAt = 0x74; ulAt <= 0xC8; ulAt += 4)

@@ -25,8 +25,11 @@
 // the broadcast register of mask y (CPS1848_BCAST_MCAST_MASK_X, 0xF30000 + 4 y) sets mask y of
 // every port. Assumptions where the DAR is silent: the masks are clear at reset, and a read of a
 // broadcast register gives port 0's mask.
+//
+// Packet generation and capture, the trace and filter comparators and port loop-back: Gen2Pgc.h.
 #pragma once
 
+#include "models/Gen2Pgc.h"
 #include "models/IdtSwitch.h"
 
 namespace nvsim::models
@@ -62,12 +65,18 @@ public:
     };
     SPortLanes Lanes(uint8_t uchPort) const;
 
+    // The packet generation and capture engine and the comparators.
+    CGen2Pgc& Pgc() { return *m_pPgc; }
+
 protected:
     bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const override;
 
 private:
     void InstallMulticastMasks();
     void InstallCounters();
+    void InstallPgc();
+    // A packet the engine sends of its own out of a port.
+    void TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet);
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);
@@ -75,5 +84,6 @@ private:
     uint32_t m_ulLanes = 0;
     uint32_t m_ulPlls = 0;
     std::vector<uint32_t> m_appliedPllSelect;
+    std::unique_ptr<CGen2Pgc> m_pPgc;
 };
 } // namespace nvsim::models
