@@ -1,5 +1,7 @@
 #include "models/IdtGen2.h"
 
+#include "nvsim/Fabric.h"
+
 namespace nvsim::models
 {
 namespace
@@ -196,8 +198,35 @@ void CIdtGen2Switch::InstallPgc()
 
 void CIdtGen2Switch::TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet)
 {
-    (void)uchPort;
-    (void)packet;
+    // A generated packet or a trace copy leaves by the port as if it had come through the
+    // switch: onto the port's link (or back into the port when it loops back), and on from
+    // wherever it arrives. Whatever becomes of it is the fabric's business.
+    if (Fabric())
+        Fabric()->InjectPacket(*this, uchPort, packet);
+}
+
+bool CIdtGen2Switch::WantsPacketBytes(uint8_t uchPort, bool bTransmit) const
+{
+    auto lock = Guard();
+    return bTransmit ? m_pPgc->Captures(uchPort) : m_pPgc->WatchesArrivals(uchPort);
+}
+
+EPacketAction CIdtGen2Switch::PacketArriving(uint8_t uchPort, const std::vector<uint8_t>& bytes)
+{
+    auto lock = Guard();
+    return m_pPgc->Arriving(uchPort, bytes) ? EPacketAction::Pass : EPacketAction::Drop;
+}
+
+bool CIdtGen2Switch::PacketLeaving(uint8_t uchPort, const std::vector<uint8_t>& bytes)
+{
+    auto lock = Guard();
+    return m_pPgc->Leaving(uchPort, bytes);
+}
+
+bool CIdtGen2Switch::PortLoopedBack(uint8_t uchPort) const
+{
+    auto lock = Guard();
+    return m_pPgc->LoopsBack(uchPort);
 }
 
 void CIdtGen2Switch::InstallCounters()

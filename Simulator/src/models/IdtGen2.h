@@ -68,6 +68,14 @@ public:
     // The packet generation and capture engine and the comparators.
     CGen2Pgc& Pgc() { return *m_pPgc; }
 
+    // Packets as bytes: the comparators look at what enters an armed port, a capture-mode port
+    // takes what would leave by it, and the loop-back bits turn a port's transmitter back into
+    // its receiver.
+    bool WantsPacketBytes(uint8_t uchPort, bool bTransmit) const override;
+    EPacketAction PacketArriving(uint8_t uchPort, const std::vector<uint8_t>& bytes) override;
+    bool PacketLeaving(uint8_t uchPort, const std::vector<uint8_t>& bytes) override;
+    bool PortLoopedBack(uint8_t uchPort) const override;
+
 protected:
     bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const override;
 
