@@ -57,8 +57,9 @@ constexpr uint32_t FilterCounter(uint8_t p, uint32_t c)
 }
 
 // A maintenance read request of Base Device ID (0x60) from source ID 0x33, an ID nothing in the
-// fabric uses, so that only the generator's route leads its response anywhere.
-std::vector<uint8_t> ReadBaseIdRequest(uint32_t ulDestId)
+// fabric uses, so that only the generator's route leads its response anywhere. A switch on the
+// way takes the request for itself unless the hop count is still above 0 when it gets there.
+std::vector<uint8_t> ReadBaseIdRequest(uint32_t ulDestId, uint8_t uchHop = 0)
 {
     SRioPacket request;
     request.uchFType = ftype::kMaintenance;
@@ -67,6 +68,7 @@ std::vector<uint8_t> ReadBaseIdRequest(uint32_t ulDestId)
     request.ulDestId = ulDestId;
     request.ulSourceId = 0x33;
     request.uchSourceTid = 0x5A;
+    request.uchHopCount = uchHop;
     request.SetRegisterOffset(0x60);
     std::string strError;
     std::vector<uint8_t> bytes = EncodePacket(request, &strError);
@@ -217,18 +219,19 @@ TEST_F(Gen2PgcFabric, ScenarioOneSendsOutOfTheStartPortAndCapturesTheResponse)
 TEST_F(Gen2PgcFabric, ScenarioTwoLoopsTheStartPortBack)
 {
     // s = 6 (no link), t = 3 (ep3, ID 0x0F), e = 2: the packet comes straight back into port 6,
-    // is routed to the test port by its destination, and the answer is steered to port 2.
+    // is routed to the test port by its destination, and the answer is steered to port 2. The
+    // request passes the switch once more, so it needs a hop count of 1.
     Wr(RouteEntry(3, 0x33), 2);
     Wr(RouteEntry(6, 0x0F), 3);
     SetLoopBack(6, true);
-    const std::vector<uint8_t> captured = SendAndCapture(6, 2, 0, ReadBaseIdRequest(0x0F));
+    const std::vector<uint8_t> captured = SendAndCapture(6, 2, 0, ReadBaseIdRequest(0x0F, 1));
     ASSERT_EQ(captured.size(), 300u) << "no packet came to the end port";
     ExpectBaseIdResponse(captured, 0x0F);
 
     // Out of the loop, the packet goes onto port 6's link, which there isn't.
     SetLoopBack(6, false);
     EXPECT_EQ(Rd(Ops(6)) & 0x00200000, 0u);
-    EXPECT_TRUE(SendAndCapture(6, 2, 0, ReadBaseIdRequest(0x0F)).empty());
+    EXPECT_TRUE(SendAndCapture(6, 2, 0, ReadBaseIdRequest(0x0F, 1)).empty());
 }
 
 TEST_F(Gen2PgcFabric, TraceComparatorCountsAndCopiesToTheTracePort)
