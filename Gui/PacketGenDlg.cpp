@@ -23,6 +23,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <cstdlib>
@@ -168,6 +169,8 @@ void IDT_Gen2_PacketGenGrid::Rebuild()
             SetColumnToolTip(i, cell.strToolTip);
     }
     EndUpdate();
+    // As tall as its rows, with room for its scroll bar.
+    setFixedHeight(FullSize().height() + horizontalScrollBar()->sizeHint().height() + 2);
     m_bRebuilding = false;
     emit PacketChanged();
 }
@@ -235,7 +238,6 @@ CIDT_Gen2_PacketGenDlg::CIDT_Gen2_PacketGenDlg(CNetworkDocument& document, int i
 
     // The packet in hand.
     m_pGrid = new IDT_Gen2_PacketGenGrid(this);
-    m_pGrid->setMinimumHeight(m_pGrid->HeadingHeight() + 60);
     m_pAutoCrc = new QCheckBox(QStringLiteral("Update CRC Automatically"), this);
     m_pAutoCrc->setChecked(true);
     connect(m_pAutoCrc, &QCheckBox::toggled, this,
@@ -366,6 +368,8 @@ CIDT_Gen2_PacketGenDlg::CIDT_Gen2_PacketGenDlg(CNetworkDocument& document, int i
     pLayout->addWidget(pListBox, 3, 0);
     pLayout->addWidget(pSendBox, 3, 1);
     pLayout->setRowStretch(3, 1);
+    pLayout->setColumnStretch(0, 3);
+    pLayout->setColumnStretch(1, 2);
 
     connect(m_pGrid, &IDT_Gen2_PacketGenGrid::PacketChanged, this, &CIDT_Gen2_PacketGenDlg::Refresh);
     Retarget(iNode);

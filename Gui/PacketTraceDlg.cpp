@@ -23,10 +23,12 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <map>
 
 namespace
@@ -56,6 +58,22 @@ uint8_t BinaryValue(const QString& strText)
             ulValue = (ulValue << 1) | (ch == QLatin1Char('1') ? 1u : 0u);
     }
     return static_cast<uint8_t>(ulValue);
+}
+
+// A counter button as wide as seven digits (or "Port 17"), so that 18 ports fit side by side.
+void Narrow(QPushButton* pButton)
+{
+    const QFontMetrics metrics = pButton->fontMetrics();
+    pButton->setMinimumWidth(std::max(metrics.horizontalAdvance(QStringLiteral("9999999")),
+                                      metrics.horizontalAdvance(QStringLiteral("Port 17"))) +
+                             10);
+    pButton->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+}
+
+// The grid as tall as its rows, with room for its scroll bar.
+void FitHeight(CGridCtrl* pGrid)
+{
+    pGrid->setFixedHeight(pGrid->FullSize().height() + pGrid->horizontalScrollBar()->sizeHint().height() + 2);
 }
 
 void Message(const QString& strText)
@@ -173,6 +191,7 @@ void IDT_Gen2_PacketTraceGrid::Rebuild()
             nBit += field.nBits;
     }
     EndUpdate();
+    FitHeight(this);
     m_bRebuilding = false;
     emit PacketChanged();
 }
@@ -235,7 +254,6 @@ CIDT_Gen2_PacketTraceCfgDlg::CIDT_Gen2_PacketTraceCfgDlg(CPacketTrace& trace, QW
     pTop->addWidget(m_pArmedUpdate);
 
     m_pGrid = new IDT_Gen2_PacketTraceGrid(this);
-    m_pGrid->setMinimumHeight(m_pGrid->HeadingHeight() + 90);
     connect(m_pGrid, &IDT_Gen2_PacketTraceGrid::PacketChanged, this,
             [this]()
             {
@@ -410,6 +428,7 @@ CIDT_Gen2_PacketTraceRunDlg::CIDT_Gen2_PacketTraceRunDlg(CPacketTrace& trace, QW
     for (int p = 0; p < kTraceMaxPorts; ++p)
     {
         QPushButton* pPort = new QPushButton(QStringLiteral("Port %1").arg(p), this);
+        Narrow(pPort);
         connect(pPort, &QPushButton::clicked, this,
                 [this, p]()
                 {
@@ -608,7 +627,7 @@ CIDT_Gen2_PacketTraceTabDlg::CIDT_Gen2_PacketTraceTabDlg(CNetworkDocument& docum
     pLayout->addWidget(m_pTabs, 1);
     RefreshMatrix();
     RefreshState();
-    resize(1200, 860);
+    resize(1300, 860);
 }
 
 CIDT_Gen2_PacketTraceTabDlg::~CIDT_Gen2_PacketTraceTabDlg()
