@@ -27,7 +27,10 @@
 // broadcast register gives port 0's mask.
 #pragma once
 
+#include "models/Gen2Lanes.h"
 #include "models/IdtSwitch.h"
+
+#include <memory>
 
 namespace nvsim::models
 {
@@ -68,6 +71,7 @@ protected:
 private:
     void InstallMulticastMasks();
     void InstallCounters();
+    void InstallLanes(); // Gen2Lanes.cpp
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);
@@ -75,5 +79,6 @@ private:
     uint32_t m_ulLanes = 0;
     uint32_t m_ulPlls = 0;
     std::vector<uint32_t> m_appliedPllSelect;
+    std::unique_ptr<CGen2Lanes> m_pLanes; // drive, equaliser and error counts of the lanes
 };
 } // namespace nvsim::models
