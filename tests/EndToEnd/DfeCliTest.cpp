@@ -141,9 +141,8 @@ TEST_F(DfeCliTest, RefusesBeforeWritingAnything)
         EXPECT_EQ(c.pszError, result.strErr);
         EXPECT_EQ("", result.strOut);
     }
-    // The refused scan of lane 8 wrote nothing: the lane's equaliser is still as it came out of reset,
-    // so a run on it now has to take control first. (Port 2 is down: the run is refused again, so
-    // look through the scan of a trained port's lane that was never touched instead.)
+    // The refused runs on lane 4 wrote nothing: its equaliser is still as it came out of reset, so
+    // the first run that goes ahead has to take control of it.
     const SRunResult result = Cli({"dfe", "adjust", m_strMap, "2", "--port", "1", "--lane", "4",
                                    "--iterations", "1", "--samples", "10"});
     ASSERT_EQ(0, result.nExitCode) << result.strErr;
