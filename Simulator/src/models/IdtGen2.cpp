@@ -156,6 +156,7 @@ CIdtGen2Switch::CIdtGen2Switch(std::string strName, SDeviceConfig config)
     InstallMulticastMasks();
     InstallCounters();
     InstallPgc();
+    InstallLanes();
 }
 
 void CIdtGen2Switch::InstallPgc()
@@ -417,7 +418,10 @@ void CIdtGen2Switch::DeviceReset(uint32_t ulValue)
     for (uint8_t n = 0; n < PortCount() && n < 18; ++n)
     {
         if (ulValue & kResetPorts & (1u << n))
+        {
             ResetPort(n);
+            m_pLanes->PortReset(n);
+        }
     }
     for (uint32_t p = 0; p < m_ulPlls; ++p)
     {

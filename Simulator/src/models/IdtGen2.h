@@ -30,7 +30,10 @@
 #pragma once
 
 #include "models/Gen2Pgc.h"
+#include "models/Gen2Lanes.h"
 #include "models/IdtSwitch.h"
+
+#include <memory>
 
 namespace nvsim::models
 {
@@ -85,6 +88,7 @@ private:
     void InstallPgc();
     // A packet the engine sends of its own out of a port.
     void TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet);
+    void InstallLanes(); // Gen2Lanes.cpp
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);
@@ -93,5 +97,6 @@ private:
     uint32_t m_ulPlls = 0;
     std::vector<uint32_t> m_appliedPllSelect;
     std::unique_ptr<CGen2Pgc> m_pPgc;
+    std::unique_ptr<CGen2Lanes> m_pLanes; // drive, equaliser and error counts of the lanes
 };
 } // namespace nvsim::models
