@@ -20,8 +20,8 @@ TEST(PacketText, TheListLineGroupsFourBytesAndParsesBack)
     // Other characters are skipped and digits pair across them; an odd last digit is dropped.
     EXPECT_EQ(std::vector<uint8_t>({0xAB, 0xCD, 0xEF}),
               ParsePacketListLine(QStringLiteral("a-b:cd xy ef 1")));
-    EXPECT_TRUE(ParsePacketListLine(QStringLiteral("no hex here")).empty() == false)
-        << "'e' is a hex digit: only letters past F are skipped";
+    // Letters past F are skipped, A to F are digits: the three e's of this give one byte.
+    EXPECT_EQ(std::vector<uint8_t>({0xEE}), ParsePacketListLine(QStringLiteral("no hex here")));
     EXPECT_TRUE(ParsePacketListLine(QStringLiteral("qrst uvwxyz")).empty());
     // At most 1024 bytes.
     EXPECT_EQ(1024u, ParsePacketListLine(QString(3000, QLatin1Char('5'))).size());
@@ -43,7 +43,8 @@ TEST(PacketText, CellsAreHexadecimalUnlessTheyEndInARadixLetter)
     // A text ending in B is taken as it stands, even where hex was meant.
     ASSERT_TRUE(CellTextToNumber(QStringLiteral("1B"), UINT64_MAX, &ulValue));
     EXPECT_EQ(1u, ulValue);
-    EXPECT_FALSE(CellTextToNumber(QStringLiteral("12D4"), UINT64_MAX, &ulValue) && ulValue != 0x12D4);
+    ASSERT_TRUE(CellTextToNumber(QStringLiteral("12D4"), UINT64_MAX, &ulValue));
+    EXPECT_EQ(0x12D4u, ulValue) << "a D inside the text is a digit";
     EXPECT_FALSE(CellTextToNumber(QStringLiteral("xyz"), UINT64_MAX, &ulValue));
     EXPECT_FALSE(CellTextToNumber(QStringLiteral(""), UINT64_MAX, &ulValue));
     EXPECT_FALSE(CellTextToNumber(QStringLiteral("100000000"), 0xFFFFFFFF, &ulValue));
