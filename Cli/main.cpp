@@ -35,14 +35,19 @@ extern const SCliCommand g_aReportCommands[];
 extern const SCliCommand g_aPerfmonCommands[];
 extern const SCliCommand g_aLinkmonCommands[];
 extern const SCliCommand g_aTrafficCommands[];
+extern const SCliCommand g_aDfeCommands[];
+extern const SCliCommand g_aPacketCommands[];
+extern const SCliCommand g_aPgenCommands[];
+extern const SCliCommand g_aTraceCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
-    g_aTargetCommands,  g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
-    g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
-    g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,  g_aDiffCommands,       g_aReportCommands,
-    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands};
+    g_aTargetCommands,  g_aDeviceCommands,    g_aMapCommands,     g_aRegsCommands,       g_aDiscoveryCommands,
+    g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands,  g_aInitScriptCommands, g_aInitCommands,
+    g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,   g_aDiffCommands,       g_aReportCommands,
+    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands,     g_aPgenCommands,
+    g_aTraceCommands,   g_aDfeCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
@@ -104,7 +109,7 @@ int main(int argc, char** argv)
     // may own a global option's name: after its word the option is the command's (watch's --log is
     // its log of trigger lines, not the transaction log; perfmon's and report's --port is a switch port).
     const std::vector<std::pair<std::string, std::string>> commandOptions = {
-        {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}};
+        {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
         "--server",  "--port",      "--local-port",     "--log",
         "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};

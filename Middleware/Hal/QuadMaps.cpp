@@ -94,10 +94,10 @@ constexpr SPortLanes Layout1616(uint32_t ulPort, uint32_t ulArrangement)
     return uchLanes ? SPortLanes{uchLanes, (uint8_t)(uchFirst + ulPort % 4), uchPLL} : kNone;
 }
 
-// Fills the maps of a device from its layout and the register field of each quadrant, which is
-// ulFieldWidth bits wide, quadrant 0 in the low bits.
-NVXL_STATUS FillMaps(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulNumPorts,
-                     uint32_t ulFieldWidth, SPortLayout (*pfnLayout)(uint32_t), HAL_QUAD_MAPS* pMaps)
+// Fills the maps of a device from its layout and a value of the Quad Configuration register, whose
+// field for each quadrant is ulFieldWidth bits wide, quadrant 0 in the low bits.
+void MapsFromConfig(uint32_t ulConfig, uint32_t ulNumPorts, uint32_t ulFieldWidth,
+                    SPortLayout (*pfnLayout)(uint32_t), HAL_QUAD_MAPS* pMaps)
 {
     pMaps->ulNumPorts = ulNumPorts;
     for (uint32_t i = 0; i < HAL_GEN2_MAX_PORTS; i++)
@@ -107,10 +107,6 @@ NVXL_STATUS FillMaps(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCoun
         pMaps->ulPortLaneLoMap[i] = HAL_QUAD_NONE;
         pMaps->ulPortLaneHiMap[i] = HAL_QUAD_NONE;
     }
-    uint32_t ulConfig = 0;
-    const NVXL_STATUS nStatus = HalReadReg0(uchLocalPort, ulDestID, uchHopCount, HAL_QUAD_CONFIG, &ulConfig);
-    if (nStatus != NVXL_OK)
-        return nStatus;
     for (uint32_t ulPort = 0; ulPort < ulNumPorts; ulPort++)
     {
         const SPortLayout sLayout = pfnLayout(ulPort);
@@ -123,7 +119,18 @@ NVXL_STATUS FillMaps(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCoun
         pMaps->ulPortLaneLoMap[ulPort] = sLanes.uchFirstLane;
         pMaps->ulPortLaneHiMap[ulPort] = sLanes.uchFirstLane + sLanes.uchLanes - 1u;
     }
-    return NVXL_OK;
+}
+
+// Reads the Quad Configuration register with Stride 0 and fills the maps from it.
+NVXL_STATUS FillMaps(uint8_t uchLocalPort, uint32_t ulDestID, uint8_t uchHopCount, uint32_t ulNumPorts,
+                     uint32_t ulFieldWidth, SPortLayout (*pfnLayout)(uint32_t), HAL_QUAD_MAPS* pMaps)
+{
+    uint32_t ulConfig = 0;
+    const NVXL_STATUS nStatus = HalReadReg0(uchLocalPort, ulDestID, uchHopCount, HAL_QUAD_CONFIG, &ulConfig);
+    // A failed read leaves every port without lanes.
+    MapsFromConfig(ulConfig, nStatus == NVXL_OK ? ulNumPorts : 0, ulFieldWidth, pfnLayout, pMaps);
+    pMaps->ulNumPorts = ulNumPorts;
+    return nStatus;
 }
 
 SPortLayout LayoutCPS1848(uint32_t ulPort)
@@ -177,4 +184,39 @@ NVXL_STATUS HalBuildQuadMapsCPS1616(uint8_t uchLocalPort, uint32_t ulDestID, uin
                                     HAL_QUAD_MAPS* pMaps)
 {
     return FillMaps(uchLocalPort, ulDestID, uchHopCount, 16, 2, Layout16Lanes, pMaps);
+}
+
+NVXL_STATUS HalGen2PortLanes(uint16_t wDeviceID, uint32_t ulQuadConfig, uint32_t ulPort,
+                             uint32_t* pulFirstLane, uint32_t* pulLanes, uint32_t* pulNumPorts)
+{
+    HAL_QUAD_MAPS sMaps;
+    switch (wDeviceID)
+    {
+    case 0x0374:
+        MapsFromConfig(ulQuadConfig, 18, 2, LayoutCPS1848, &sMaps);
+        break;
+    case 0x0375:
+        MapsFromConfig(ulQuadConfig, 16, 2, LayoutCPS1432, &sMaps);
+        break;
+    case 0x0377:
+    case 0x0379:
+        MapsFromConfig(ulQuadConfig, 16, 2, Layout16Lanes, &sMaps);
+        break;
+    case 0x0378:
+        MapsFromConfig(ulQuadConfig, 16, 4, Layout16Lanes, &sMaps);
+        break;
+    default:
+        return NVXL_ERR_NOT_SUPPORTED;
+    }
+    *pulNumPorts = sMaps.ulNumPorts;
+    *pulFirstLane = 0;
+    *pulLanes = 0;
+    if (ulPort >= sMaps.ulNumPorts)
+        return NVXL_ERR_INVALID_PARAM;
+    if (sMaps.ulPortLaneLoMap[ulPort] != HAL_QUAD_NONE)
+    {
+        *pulFirstLane = sMaps.ulPortLaneLoMap[ulPort];
+        *pulLanes = sMaps.ulPortLaneHiMap[ulPort] - sMaps.ulPortLaneLoMap[ulPort] + 1u;
+    }
+    return NVXL_OK;
 }

@@ -376,6 +376,12 @@ extern "C"
     NVXL_STATUS HalGetPortSpeedMHz(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPort,
                                    uint32_t ulDestID, uint8_t uchHopCount, uint8_t uchPort,
                                    uint32_t* pulSpeed);
+    /* The lanes of port ulPort of an IDT Gen2 switch (0x0374, 0x0375, 0x0377, 0x0378, 0x0379) for a value
+       of its Quad Configuration register: the first lane and how many (0 when the port has none in
+       that configuration), and the device's port total. NVXL_ERR_NOT_SUPPORTED for another device,
+       NVXL_ERR_INVALID_PARAM for a port at or above the total. Reads nothing. */
+    NVXL_STATUS HalGen2PortLanes(uint16_t wDeviceID, uint32_t ulQuadConfig, uint32_t ulPort,
+                                 uint32_t* pulFirstLane, uint32_t* pulLanes, uint32_t* pulNumPorts);
     /* An unknown speed gives NVXL_ERR_INVALID_PARAM for every device. Default: NVXL_ERR_NOT_SUPPORTED. */
     NVXL_STATUS HalSetPortSpeedMHz(uint16_t wVendorID, uint16_t wDeviceID, uint8_t uchLocalPort,
                                    uint32_t ulDestID, uint8_t uchHopCount, uint8_t uchPort, uint32_t ulSpeed);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <set>
@@ -245,7 +246,7 @@ private:
         // Options that only make sense on one kind of device.
         static const char* const kSwitchOnly[] = {"routetable",   "routelimit", "perport",     "multicast",
                                                   "masks",        "assoc",      "simpleassoc", "blockassoc",
-                                                  "perportassoc", "response",   "quadcfg"};
+                                                  "perportassoc", "response",   "quadcfg",     "dfeopt"};
         static const char* const kEndpointOnly[] = {"memory", "echo", "accept", "datagen"};
         for (const char* pszKey : kSwitchOnly)
         {
@@ -389,6 +390,8 @@ private:
                 return false;
             c.oQuadConfig = static_cast<uint32_t>(ullValue);
         }
+        else if (strKey == "dfeopt")
+            return DfeOptimum(strValue, &c.dfeOptimum);
         else if (strKey == "eeprom")
         {
             if (!text::ParseSize(strValue, &ullValue) || ullValue == 0 || ullValue > 0x10000)
@@ -409,6 +412,33 @@ private:
         }
         else
             return Fail("unknown device option '" + strWord + "'");
+        return true;
+    }
+
+    // The five DFE taps of dfeopt=T0,T1,T2,T3,T4, each within its field's range.
+    bool DfeOptimum(const std::string& strValue, std::vector<int>* pTaps)
+    {
+        static const int kRange[5][2] = {{0, 15}, {0, 31}, {-15, 15}, {-7, 7}, {-3, 3}};
+        pTaps->clear();
+        size_t nStart = 0;
+        while (nStart <= strValue.size() && pTaps->size() < 5)
+        {
+            const size_t nComma = strValue.find(',', nStart);
+            const std::string strTap = strValue.substr(nStart, nComma - nStart);
+            const int i = static_cast<int>(pTaps->size());
+            char* pEnd = nullptr;
+            const long lTap = std::strtol(strTap.c_str(), &pEnd, 10);
+            if (strTap.empty() || *pEnd || lTap < kRange[i][0] || lTap > kRange[i][1])
+                return Fail("'dfeopt' needs five taps T0,T1,T2,T3,T4 within 0..15, 0..31, -15..15, -7..7, "
+                            "-3..3, not '" +
+                            strValue + "'");
+            pTaps->push_back(static_cast<int>(lTap));
+            if (nComma == std::string::npos)
+                break;
+            nStart = nComma + 1;
+        }
+        if (pTaps->size() != 5 || std::count(strValue.begin(), strValue.end(), ',') != 4)
+            return Fail("'dfeopt' needs five taps T0,T1,T2,T3,T4, not '" + strValue + "'");
         return true;
     }
 

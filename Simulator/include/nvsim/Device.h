@@ -94,6 +94,9 @@ struct SDeviceConfig
     uint32_t ulSpeeds = speeds::kAll;
     // Models: the quad configuration a switch comes out of reset with (pin straps on the part).
     std::optional<uint32_t> oQuadConfig;
+    // IDT Gen2 switches: the DFE taps 0 to 4 at which every lane receives without errors (empty:
+    // the lane model's default).
+    std::vector<int> dfeOptimum;
     // Models with an I2C master: the serial EEPROM on its bus, its size in bytes (0: none) and
     // its 7-bit I2C address.
     uint32_t ulEepromBytes = 0;

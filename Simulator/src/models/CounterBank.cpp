@@ -122,6 +122,17 @@ void CCounterBank::CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t u
     }
 }
 
+void CCounterBank::CountAt(uint8_t uchPort, uint32_t ulOffset, uint32_t ulCount)
+{
+    if (uchPort >= m_uchPorts || (m_fnEnabled && !m_fnEnabled(uchPort)))
+        return;
+    for (size_t n = 0; n < m_counters.size(); ++n)
+    {
+        if (m_counters[n].ulOffset == ulOffset && m_counters[n].eSource == ECountSource::Model)
+            Add(uchPort, n, ulCount);
+    }
+}
+
 void CCounterBank::Reset()
 {
     for (auto& port : m_values)

@@ -18,14 +18,15 @@ namespace nvsim::models
 // What a counter register counts.
 enum class ECountSource : uint8_t
 {
-    Nothing,     // a counter of something the simulator does not model (trace matches, TTL)
+    Nothing,     // a counter of something the simulator does not model (TTL drops, Gen1 trace matches)
     TxPackets,   // packets transmitted
     RxPackets,   // packets received
     RxForwarded, // packets received and passed on into the switch (received less those dropped)
     Event,       // link-level events of one kind
     RxData4,     // payload received, in units of 4 bytes
     RxReads,     // NREAD requests received
-    RxWrites     // NWRITE, NWRITE_R and SWRITE requests received
+    RxWrites,    // NWRITE, NWRITE_R and SWRITE requests received
+    Model        // what the model counts itself (CountAt): comparator matches
 };
 
 struct SCounterDef
@@ -53,6 +54,9 @@ public:
     void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
                       uint64_t ullPayloadBytes);
     void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount, const SPacketInfo& packet);
+    // ulCount events of what the counter at ulOffset (from the port's base) counts, from the
+    // model itself; counted only while the port's counters are enabled.
+    void CountAt(uint8_t uchPort, uint32_t ulOffset, uint32_t ulCount = 1);
     // Clears every counter (a part's reset).
     void Reset();
 

@@ -1,5 +1,7 @@
 #include "models/IdtGen2.h"
 
+#include "nvsim/Fabric.h"
+
 namespace nvsim::models
 {
 namespace
@@ -153,6 +155,79 @@ CIdtGen2Switch::CIdtGen2Switch(std::string strName, SDeviceConfig config)
             });
     InstallMulticastMasks();
     InstallCounters();
+    InstallPgc();
+    InstallLanes();
+}
+
+void CIdtGen2Switch::InstallPgc()
+{
+    CGen2Pgc::SHost host;
+    host.fnReg = [this](uint32_t ulOffset) { return Reg(ulOffset); };
+    host.fnCount = [this](uint8_t uchPort, uint32_t ulCounter) { m_pCounters->CountAt(uchPort, ulCounter); };
+    host.fnTransmit = [this](uint8_t uchPort, const CGen2Pgc::Bytes& packet)
+    { TransmitOwn(uchPort, packet); };
+    m_pPgc = std::make_unique<CGen2Pgc>(PortCount(), std::move(host));
+    for (uint8_t p = 0; p < PortCount(); ++p)
+    {
+        SetHook(
+            CGen2Pgc::PgcMode(p), [this, p](const SRegAccess&) { return m_pPgc->ReadMode(p); },
+            [this, p](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            { m_pPgc->WriteMode(p, (m_pPgc->ReadMode(p) & ~ulByteMask) | (ulValue & ulByteMask)); });
+        SetHook(
+            CGen2Pgc::PgcData(p), [this, p](const SRegAccess&) { return m_pPgc->ReadData(p); },
+            [this, p](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            { m_pPgc->WriteData(p, (m_pPgc->ReadData(p) & ~ulByteMask) | (ulValue & ulByteMask)); });
+    }
+    // The broadcast comparators write every port's; a read gives port 0's (assumed, as for the
+    // broadcast multicast masks).
+    for (uint32_t w = 0; w < 2 * CGen2Pgc::kCompareWords * CGen2Pgc::kComparators; ++w)
+    {
+        const uint32_t ulWithin = 4 * w;
+        SetHook(
+            CGen2Pgc::kBroadcastComparator + ulWithin,
+            [this, ulWithin](const SRegAccess&) { return Reg(CGen2Pgc::Comparator(0, 0) + ulWithin); },
+            [this, ulWithin](uint32_t ulValue, uint32_t ulByteMask, const SRegAccess&)
+            {
+                for (uint8_t p = 0; p < PortCount(); ++p)
+                {
+                    const uint32_t ulAt = CGen2Pgc::Comparator(p, 0) + ulWithin;
+                    SetReg(ulAt, (Reg(ulAt) & ~ulByteMask) | (ulValue & ulByteMask));
+                }
+            });
+    }
+}
+
+void CIdtGen2Switch::TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet)
+{
+    // A generated packet or a trace copy leaves by the port as if it had come through the
+    // switch: onto the port's link (or back into the port when it loops back), and on from
+    // wherever it arrives. Whatever becomes of it is the fabric's business.
+    if (Fabric())
+        Fabric()->InjectPacket(*this, uchPort, packet);
+}
+
+bool CIdtGen2Switch::WantsPacketBytes(uint8_t uchPort, bool bTransmit) const
+{
+    auto lock = Guard();
+    return bTransmit ? m_pPgc->Captures(uchPort) : m_pPgc->WatchesArrivals(uchPort);
+}
+
+EPacketAction CIdtGen2Switch::PacketArriving(uint8_t uchPort, const std::vector<uint8_t>& bytes)
+{
+    auto lock = Guard();
+    return m_pPgc->Arriving(uchPort, bytes) ? EPacketAction::Pass : EPacketAction::Drop;
+}
+
+bool CIdtGen2Switch::PacketLeaving(uint8_t uchPort, const std::vector<uint8_t>& bytes)
+{
+    auto lock = Guard();
+    return m_pPgc->Leaving(uchPort, bytes);
+}
+
+bool CIdtGen2Switch::PortLoopedBack(uint8_t uchPort) const
+{
+    auto lock = Guard();
+    return m_pPgc->LoopsBack(uchPort);
 }
 
 void CIdtGen2Switch::InstallCounters()
@@ -166,9 +241,10 @@ void CIdtGen2Switch::InstallCounters()
     // (NACK) and packet-retry symbols sent and received, packets sent and received, packets the
     // port's crosspoint buffer passed into the switch (CPB: received less dropped), packets dropped
     // on the way in and out, dropped after too many CRC errors, and congestion retries (RETRY_CNTR:
-    // here the retries the port sent for want of buffers). All traffic travels on VC0: the TTL
-    // counter, the trace and filter match counters and the VPS-1616's VC1 and VC5 counters
-    // (0xF40074 to 0xF400C8: eleven per VC, in the VC0 order without the NACK counters) stay 0.
+    // here the retries the port sent for want of buffers). The trace and filter match counters
+    // (0xF40020 to 0xF4003C) count the comparators' matches (Gen2Pgc.h). All traffic travels on
+    // VC0: the TTL counter and the VPS-1616's VC1 and VC5 counters (0xF40074 to 0xF400C8: eleven
+    // per VC, in the VC0 order without the NACK counters) stay 0.
     std::vector<SCounterDef> counters = {{0x10, ECountSource::Event, ELinkEvent::AckSent},
                                          {0x14, ECountSource::Event, ELinkEvent::NackSent},
                                          {0x18, ECountSource::Event, ELinkEvent::RetrySent},
@@ -184,7 +260,7 @@ void CIdtGen2Switch::InstallCounters()
                                          {0x70, ECountSource::Event, ELinkEvent::CrcLimitDrop},
                                          {0xCC, ECountSource::Event, ELinkEvent::RetrySent}};
     for (uint32_t k = 0; k < 8; ++k)
-        counters.push_back({0x20 + 4 * k, ECountSource::Nothing});
+        counters.push_back({0x20 + 4 * k, ECountSource::Model});
     if (Config().wDeviceId == kVps1616)
     {
         for (uint32_t ulAt = 0x74; ulAt <= 0xC8; ulAt += 4)
@@ -342,7 +418,10 @@ void CIdtGen2Switch::DeviceReset(uint32_t ulValue)
     for (uint8_t n = 0; n < PortCount() && n < 18; ++n)
     {
         if (ulValue & kResetPorts & (1u << n))
+        {
             ResetPort(n);
+            m_pLanes->PortReset(n);
+        }
     }
     for (uint32_t p = 0; p < m_ulPlls; ++p)
     {

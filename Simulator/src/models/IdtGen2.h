@@ -25,9 +25,15 @@
 // the broadcast register of mask y (CPS1848_BCAST_MCAST_MASK_X, 0xF30000 + 4 y) sets mask y of
 // every port. Assumptions where the DAR is silent: the masks are clear at reset, and a read of a
 // broadcast register gives port 0's mask.
+//
+// Packet generation and capture, the trace and filter comparators and port loop-back: Gen2Pgc.h.
 #pragma once
 
+#include "models/Gen2Pgc.h"
+#include "models/Gen2Lanes.h"
 #include "models/IdtSwitch.h"
+
+#include <memory>
 
 namespace nvsim::models
 {
@@ -62,12 +68,27 @@ public:
     };
     SPortLanes Lanes(uint8_t uchPort) const;
 
+    // The packet generation and capture engine and the comparators.
+    CGen2Pgc& Pgc() { return *m_pPgc; }
+
+    // Packets as bytes: the comparators look at what enters an armed port, a capture-mode port
+    // takes what would leave by it, and the loop-back bits turn a port's transmitter back into
+    // its receiver.
+    bool WantsPacketBytes(uint8_t uchPort, bool bTransmit) const override;
+    EPacketAction PacketArriving(uint8_t uchPort, const std::vector<uint8_t>& bytes) override;
+    bool PacketLeaving(uint8_t uchPort, const std::vector<uint8_t>& bytes) override;
+    bool PortLoopedBack(uint8_t uchPort) const override;
+
 protected:
     bool MaskPorts(uint8_t uchIngressPort, uint32_t ulMask, std::vector<uint8_t>* pPorts) const override;
 
 private:
     void InstallMulticastMasks();
     void InstallCounters();
+    void InstallPgc();
+    // A packet the engine sends of its own out of a port.
+    void TransmitOwn(uint8_t uchPort, const CGen2Pgc::Bytes& packet);
+    void InstallLanes(); // Gen2Lanes.cpp
     bool LanesPickPll() const;
     uint32_t LaneSpeed(uint32_t ulLane, uint32_t ulPllSelect) const;
     void DeviceReset(uint32_t ulValue);
@@ -75,5 +96,7 @@ private:
     uint32_t m_ulLanes = 0;
     uint32_t m_ulPlls = 0;
     std::vector<uint32_t> m_appliedPllSelect;
+    std::unique_ptr<CGen2Pgc> m_pPgc;
+    std::unique_ptr<CGen2Lanes> m_pLanes; // drive, equaliser and error counts of the lanes
 };
 } // namespace nvsim::models
