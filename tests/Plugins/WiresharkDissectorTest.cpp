@@ -1,0 +1,499 @@
+// The Wireshark dissector of Plugins/wireshark/rapidio.lua, run by tshark on a capture of packets
+// built here from the RapidIO standard's formats: every field it shows, both CRC checks and the
+// Info line. tshark may refuse Lua scripts to root; then the capture is read again as an
+// unprivileged user, and the same checks must hold.
+#include "TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+using Bytes = std::vector<uint8_t>;
+
+// CRC-16 of the LP-Serial physical layer: polynomial 0x1021, start 0xFFFF, most significant bit
+// first, the six ackID bits of the first byte counted as zeros. Bit by bit, unlike the dissector.
+uint16_t RioCrc(const Bytes& bytes, size_t length)
+{
+    uint16_t crc = 0xFFFF;
+    for (size_t i = 0; i < length; ++i)
+    {
+        const uint8_t byte = i == 0 ? static_cast<uint8_t>(bytes[i] & 0x03) : bytes[i];
+        crc ^= static_cast<uint16_t>(byte << 8);
+        for (int bit = 0; bit < 8; ++bit)
+            crc =
+                (crc & 0x8000) ? static_cast<uint16_t>((crc << 1) ^ 0x1021) : static_cast<uint16_t>(crc << 1);
+    }
+    return crc;
+}
+
+// A packet under construction: the physical and transport header first, then the logical
+// fields, then Finish() adds what the physical layer adds.
+struct SPacket
+{
+    Bytes bytes;
+
+    SPacket(int iAckID, int iPrio, int iTT, int iFType, uint32_t ulDest, uint32_t ulSource)
+    {
+        bytes.push_back(static_cast<uint8_t>(iAckID << 2)); // VC and CRF 0
+        bytes.push_back(static_cast<uint8_t>(iPrio << 6 | iTT << 4 | iFType));
+        Id(ulDest, iTT);
+        Id(ulSource, iTT);
+    }
+    void Id(uint32_t ulId, int iTT)
+    {
+        if (iTT == 1)
+            bytes.push_back(static_cast<uint8_t>(ulId >> 8));
+        bytes.push_back(static_cast<uint8_t>(ulId));
+    }
+    SPacket& Add(std::initializer_list<int> values)
+    {
+        for (int v : values)
+            bytes.push_back(static_cast<uint8_t>(v));
+        return *this;
+    }
+    SPacket& Data(size_t count, uint8_t first)
+    {
+        for (size_t i = 0; i < count; ++i)
+            bytes.push_back(static_cast<uint8_t>(first + i));
+        return *this;
+    }
+    // More than 80 bytes ahead of the final CRC: an early CRC over the first 80 goes in after them.
+    // Then the final CRC over everything before it, and a zero pad up to a multiple of 32 bits.
+    Bytes Finish()
+    {
+        if (bytes.size() > 80)
+        {
+            const uint16_t early = RioCrc(bytes, 80);
+            bytes.insert(bytes.begin() + 80, {static_cast<uint8_t>(early >> 8), static_cast<uint8_t>(early)});
+        }
+        const uint16_t crc = RioCrc(bytes, bytes.size());
+        bytes.push_back(static_cast<uint8_t>(crc >> 8));
+        bytes.push_back(static_cast<uint8_t>(crc));
+        if (bytes.size() % 4 != 0)
+            bytes.insert(bytes.end(), {0, 0});
+        return bytes;
+    }
+};
+
+void Put32(Bytes& out, uint32_t ul)
+{
+    for (int i = 0; i < 4; ++i)
+        out.push_back(static_cast<uint8_t>(ul >> (8 * i)));
+}
+
+// A classic little-endian pcap file of link-layer type 147, one record per packet.
+Bytes Pcap(const std::vector<Bytes>& packets)
+{
+    Bytes out = {0xD4, 0xC3, 0xB2, 0xA1, 2, 0, 4, 0};
+    Put32(out, 0);     // time zone
+    Put32(out, 0);     // accuracy
+    Put32(out, 65535); // snaplen
+    Put32(out, 147);   // LINKTYPE_USER0
+    uint32_t ulSecond = 1700000000;
+    for (const Bytes& packet : packets)
+    {
+        Put32(out, ulSecond++);
+        Put32(out, 0);
+        Put32(out, static_cast<uint32_t>(packet.size()));
+        Put32(out, static_cast<uint32_t>(packet.size()));
+        out.insert(out.end(), packet.begin(), packet.end());
+    }
+    return out;
+}
+
+std::string Hex(const Bytes& bytes, size_t first, size_t count)
+{
+    std::string text;
+    char buffer[3];
+    for (size_t i = first; i < first + count; ++i)
+    {
+        std::snprintf(buffer, sizeof buffer, "%02x", bytes[i]);
+        text += buffer;
+    }
+    return text;
+}
+
+const char* const kFields[] = {
+    "rio.ackid",         "rio.prio",           "rio.tt",
+    "rio.ftype",         "rio.destid",         "rio.srcid",
+    "rio.ttype",         "rio.size",           "rio.status",
+    "rio.srctid",        "rio.targettid",      "rio.hopcount",
+    "rio.config_offset", "rio.wdptr",          "rio.address",
+    "rio.ext_address",   "rio.xamsbs",         "rio.full_address",
+    "rio.info",          "rio.msglen",         "rio.letter",
+    "rio.mbox",          "rio.msgseg",         "rio.data",
+    "rio.data_length",   "rio.early_crc",      "rio.early_crc.status",
+    "rio.crc",           "rio.crc.status",     "rio.pad",
+    "_ws.col.Info",      "_ws.expert.message",
+};
+
+class WiresharkDissectorTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_strTshark = QStandardPaths::findExecutable("tshark");
+        if (m_strTshark.isEmpty())
+            GTEST_SKIP() << "tshark is not installed (scripts/setup-deps.sh installs it)";
+        // A folder any user may read, for the script, the captures and an unprivileged home: outside
+        // the test process's own temporary folder, which only its owner may enter.
+        ASSERT_TRUE(m_dir.isValid());
+        QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                                QFileDevice::ExeOther | QFileDevice::WriteOther |
+                                                QFileDevice::ReadGroup | QFileDevice::ExeGroup);
+        m_strScript = m_dir.filePath("rapidio.lua");
+        ASSERT_TRUE(QFile::copy(
+            QString::fromStdString(nvtest::SourceDir() + "/Plugins/wireshark/rapidio.lua"), m_strScript));
+        QFile::setPermissions(m_strScript,
+                              QFileDevice::ReadOwner | QFileDevice::ReadOther | QFileDevice::ReadGroup);
+    }
+
+    QString WriteCapture(const std::vector<Bytes>& packets)
+    {
+        const QString strPath = m_dir.filePath(QString("capture%1.pcap").arg(m_iCaptures++));
+        const Bytes bytes = Pcap(packets);
+        QFile file(strPath);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+        file.close();
+        QFile::setPermissions(strPath, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                           QFileDevice::ReadOther | QFileDevice::ReadGroup);
+        return strPath;
+    }
+
+    // Runs tshark with the script, as this user or (bAsNobody) as the unprivileged user nobody.
+    QString Tshark(const QStringList& arguments, bool bAsNobody, QString* pstrError = nullptr)
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", m_dir.path());
+        environment.remove("XDG_CONFIG_HOME");
+        process.setProcessEnvironment(environment);
+        // -G has to come first; everything else may follow it.
+        QStringList all = arguments;
+        all += QStringList{"-X", "lua_script:" + m_strScript};
+        if (bAsNobody)
+        {
+            all.prepend(m_strTshark);
+            all = QStringList{"--reuid=nobody", "--regid=nogroup", "--clear-groups", "--"} + all;
+            process.start("setpriv", all);
+        }
+        else
+            process.start(m_strTshark, all);
+        process.setWorkingDirectory(m_dir.path());
+        EXPECT_TRUE(process.waitForFinished(120000));
+        if (pstrError)
+            *pstrError = QString::fromLocal8Bit(process.readAllStandardError());
+        return QString::fromLocal8Bit(process.readAllStandardOutput());
+    }
+
+    // Whether tshark run thus has taken the script in (its fields are known).
+    bool ScriptLoaded(bool bAsNobody)
+    {
+        return Tshark({"-G", "fields"}, bAsNobody).contains("\trio.crc.status\t");
+    }
+
+    // One map of field name to text per packet, as tshark's field output gives them.
+    std::vector<std::map<std::string, std::string>> Decode(const QString& strCapture, bool bAsNobody,
+                                                           const QStringList& preferences = {})
+    {
+        QStringList arguments = {"-r",          strCapture, "-T",           "fields", "-E",
+                                 "separator=|", "-E",       "occurrence=a", "-E",     "aggregator=,"};
+        for (const QString& strPreference : preferences)
+            arguments += QStringList{"-o", strPreference};
+        for (const char* pszField : kFields)
+            arguments += QStringList{"-e", pszField};
+        QString strError;
+        const QString strOut = Tshark(arguments, bAsNobody, &strError);
+        std::vector<std::map<std::string, std::string>> packets;
+        for (const QString& strLine : strOut.split('\n', Qt::SkipEmptyParts))
+        {
+            const QStringList values = strLine.split('|');
+            EXPECT_EQ(static_cast<qsizetype>(std::size(kFields)), values.size()) << strLine.toStdString();
+            std::map<std::string, std::string> fields;
+            for (qsizetype i = 0; i < values.size() && i < static_cast<qsizetype>(std::size(kFields)); ++i)
+                fields[kFields[i]] = values[i].toStdString();
+            packets.push_back(fields);
+        }
+        EXPECT_FALSE(packets.empty()) << strError.toStdString();
+        return packets;
+    }
+
+    // Root may be refused Lua scripts by tshark: then the unprivileged user reads the capture.
+    bool NeedsNobody()
+    {
+        if (ScriptLoaded(false))
+            return false;
+        EXPECT_EQ(0u, geteuid()) << "tshark refused the script to an ordinary user";
+        return true;
+    }
+
+    QString m_strTshark;
+    QTemporaryDir m_dir{"/tmp/nv-wireshark-XXXXXX"};
+    QString m_strScript;
+    int m_iCaptures = 0;
+};
+
+// The packets of the capture, each built from the standard's field layout.
+struct SCapture
+{
+    Bytes maintRead, maintResponse16, longWrite, doorbellBadCrc, nread, swrite, message, response, badEarly,
+        swrite80;
+    std::vector<Bytes> All() const
+    {
+        return {maintRead, maintResponse16, longWrite, doorbellBadCrc, nread,
+                swrite,    message,         response,  badEarly,       swrite80};
+    }
+};
+
+SCapture BuildCapture()
+{
+    SCapture capture;
+    // Maintenance read request (ftype 8, ttype 0, rdsize 8 = 4 bytes), 8-bit IDs, register 0x60 by hop 1.
+    capture.maintRead = SPacket(5, 1, 0, 8, 0x34, 0x12).Add({0x08, 0x2A, 0x01, 0x00, 0x00, 0x60}).Finish();
+    // Maintenance read response, 16-bit IDs, status DONE, a double-word of data.
+    capture.maintResponse16 =
+        SPacket(63, 2, 1, 8, 0x1234, 0xABCD).Add({0x20, 0x2A, 0xFF, 0x00, 0x00, 0x00}).Data(8, 0x11).Finish();
+    // NWRITE of 256 bytes (wrsize 15, wdptr 1) to 34-bit address 0x2_1234_5678: early CRC at byte 80.
+    capture.longWrite =
+        SPacket(1, 0, 0, 5, 0x02, 0x01).Add({0x4F, 0x77, 0x12, 0x34, 0x56, 0x7E}).Data(256, 0).Finish();
+    // A doorbell whose final CRC is wrong.
+    capture.doorbellBadCrc = SPacket(2, 1, 0, 10, 0x05, 0x01).Add({0x00, 0x07, 0xBE, 0xEF}).Finish();
+    capture.doorbellBadCrc[capture.doorbellBadCrc.size() - 3] ^= 0x01; // CRC's low byte, ahead of the pad
+    // NREAD of 8 bytes (rdsize 11, wdptr 0) from 34-bit address 0x0_0000_1000.
+    capture.nread = SPacket(3, 0, 0, 2, 0x40, 0x01).Add({0x4B, 0x09, 0x00, 0x00, 0x10, 0x00}).Finish();
+    // SWRITE of 16 bytes to 34-bit address 0x1_0000_0020 (rsvd bit, xamsbs 1).
+    capture.swrite = SPacket(4, 0, 0, 6, 0x40, 0x01).Add({0x00, 0x00, 0x00, 0x21}).Data(16, 0xA0).Finish();
+    // Message of one segment (msglen 0, ssize 9 = 8 bytes) to letter 1, mailbox 2.
+    capture.message = SPacket(6, 0, 0, 11, 0x40, 0x01).Add({0x09, 0x60}).Data(8, 0x30).Finish();
+    // Response WITH data (ttype 8), status DONE, target TID 0x2A.
+    capture.response = SPacket(7, 1, 0, 13, 0x01, 0x40).Add({0x80, 0x2A}).Data(8, 0x50).Finish();
+    // A long NWRITE whose early CRC is wrong while its final CRC is right over what was sent.
+    SPacket bad(8, 0, 1, 5, 0x0102, 0x0304);
+    bad.Add({0x4D, 0x01, 0x00, 0x00, 0x20, 0x04}).Data(128, 0x80);
+    capture.badEarly = bad.Finish();
+    capture.badEarly[81] ^= 0x80;
+    const uint16_t crc = RioCrc(capture.badEarly, capture.badEarly.size() - 2);
+    capture.badEarly[capture.badEarly.size() - 2] = static_cast<uint8_t>(crc >> 8);
+    capture.badEarly[capture.badEarly.size() - 1] = static_cast<uint8_t>(crc);
+    // SWRITE of 72 bytes: exactly 80 bytes ahead of the final CRC, so no early CRC, then a pad.
+    capture.swrite80 = SPacket(9, 0, 0, 6, 0x40, 0x01).Add({0x00, 0x00, 0x01, 0x00}).Data(72, 0x00).Finish();
+    return capture;
+}
+
+// The fields of every packet of the capture, as this user (or, refused, as nobody) decodes them.
+void ExpectCaptureFields(const std::vector<std::map<std::string, std::string>>& decoded,
+                         const SCapture& capture)
+{
+    ASSERT_EQ(10u, decoded.size());
+    // Maintenance read request.
+    auto packet = decoded[0];
+    EXPECT_EQ("5", packet["rio.ackid"]);
+    EXPECT_EQ("1", packet["rio.prio"]);
+    EXPECT_EQ("0", packet["rio.tt"]);
+    EXPECT_EQ("8", packet["rio.ftype"]);
+    EXPECT_EQ("0x0034", packet["rio.destid"]);
+    EXPECT_EQ("0x0012", packet["rio.srcid"]);
+    EXPECT_EQ("0", packet["rio.ttype"]);
+    EXPECT_EQ("8", packet["rio.size"]);
+    EXPECT_EQ("0x2a", packet["rio.srctid"]);
+    EXPECT_EQ("1", packet["rio.hopcount"]);
+    EXPECT_EQ("0x00000060", packet["rio.config_offset"]);
+    EXPECT_EQ("0", packet["rio.wdptr"]);
+    EXPECT_EQ("", packet["rio.data"]);
+    EXPECT_EQ("", packet["rio.pad"]) << "12 bytes need no pad";
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_EQ("Maint Read Request 0x12 -> 0x34 hop 1 offset 0x60", packet["_ws.col.Info"]);
+
+    // Maintenance read response with 16-bit IDs.
+    packet = decoded[1];
+    EXPECT_EQ("63", packet["rio.ackid"]);
+    EXPECT_EQ("2", packet["rio.prio"]);
+    EXPECT_EQ("1", packet["rio.tt"]);
+    EXPECT_EQ("0x1234", packet["rio.destid"]);
+    EXPECT_EQ("0xabcd", packet["rio.srcid"]);
+    EXPECT_EQ("2", packet["rio.ttype"]);
+    EXPECT_EQ("0", packet["rio.status"]);
+    EXPECT_EQ("0x2a", packet["rio.targettid"]);
+    EXPECT_EQ("255", packet["rio.hopcount"]);
+    EXPECT_EQ("1112131415161718", packet["rio.data"]);
+    EXPECT_EQ("0x0000", packet["rio.pad"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_EQ(Hex(capture.maintResponse16, 20, 2), packet["rio.crc"].substr(2));
+    EXPECT_EQ("Maint Read Response 0xabcd -> 0x1234 hop 255 tid 0x2a status DONE len 8",
+              packet["_ws.col.Info"]);
+
+    // The long NWRITE: data up to byte 80, the early CRC, the rest of the data, the final CRC.
+    packet = decoded[2];
+    EXPECT_EQ("5", packet["rio.ftype"]);
+    EXPECT_EQ("4", packet["rio.ttype"]);
+    EXPECT_EQ("15", packet["rio.size"]);
+    EXPECT_EQ("1", packet["rio.wdptr"]);
+    EXPECT_EQ("0x77", packet["rio.srctid"]);
+    EXPECT_EQ("0x12345678", packet["rio.address"]);
+    EXPECT_EQ("2", packet["rio.xamsbs"]);
+    EXPECT_EQ("0x212345678", packet["rio.full_address"]);
+    EXPECT_EQ("256", packet["rio.data_length"]);
+    EXPECT_EQ(Hex(capture.longWrite, 10, 70) + "," + Hex(capture.longWrite, 82, 186), packet["rio.data"]);
+    EXPECT_EQ("0x" + Hex(capture.longWrite, 80, 2), packet["rio.early_crc"]);
+    EXPECT_EQ("1", packet["rio.early_crc.status"]);
+    EXPECT_EQ("0x" + Hex(capture.longWrite, 268, 2), packet["rio.crc"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_EQ("0x0000", packet["rio.pad"]);
+    EXPECT_EQ(272u, capture.longWrite.size());
+    EXPECT_EQ("NWRITE 0x01 -> 0x02 tid 0x77 addr 0x212345678 size 256 len 256", packet["_ws.col.Info"]);
+
+    // The doorbell with the wrong CRC: bad, with an expert note saying what it should be.
+    packet = decoded[3];
+    EXPECT_EQ("10", packet["rio.ftype"]);
+    EXPECT_EQ("0x07", packet["rio.srctid"]);
+    EXPECT_EQ("0xbeef", packet["rio.info"]);
+    EXPECT_EQ("0", packet["rio.crc.status"]);
+    const uint16_t right = RioCrc(capture.doorbellBadCrc, 8);
+    char szExpert[80];
+    std::snprintf(szExpert, sizeof szExpert, "Bad CRC 0x%04x (should be 0x%04x)", right ^ 0x0001, right);
+    EXPECT_NE(std::string::npos, packet["_ws.expert.message"].find(szExpert)) << packet["_ws.expert.message"];
+    EXPECT_EQ("Doorbell 0x01 -> 0x05 tid 0x07 info 0xbeef [BAD CRC]", packet["_ws.col.Info"]);
+
+    // NREAD, SWRITE, message, response.
+    packet = decoded[4];
+    EXPECT_EQ("4", packet["rio.ttype"]);
+    EXPECT_EQ("11", packet["rio.size"]);
+    EXPECT_EQ("0x00001000", packet["rio.address"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_EQ("NREAD 0x01 -> 0x40 tid 0x09 addr 0x000001000 size 8", packet["_ws.col.Info"]);
+    packet = decoded[5];
+    EXPECT_EQ("0x00000020", packet["rio.address"]);
+    EXPECT_EQ("1", packet["rio.xamsbs"]);
+    EXPECT_EQ("a0a1a2a3a4a5a6a7a8a9aaabacadaeaf", packet["rio.data"]);
+    EXPECT_EQ("0x0000", packet["rio.pad"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    packet = decoded[6];
+    EXPECT_EQ("0", packet["rio.msglen"]);
+    EXPECT_EQ("9", packet["rio.size"]);
+    EXPECT_EQ("1", packet["rio.letter"]);
+    EXPECT_EQ("2", packet["rio.mbox"]);
+    EXPECT_EQ("0", packet["rio.msgseg"]);
+    EXPECT_EQ("3031323334353637", packet["rio.data"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    packet = decoded[7];
+    EXPECT_EQ("13", packet["rio.ftype"]);
+    EXPECT_EQ("8", packet["rio.ttype"]);
+    EXPECT_EQ("0x2a", packet["rio.targettid"]);
+    EXPECT_EQ("5051525354555657", packet["rio.data"]);
+    EXPECT_EQ("Response WITH Data 0x40 -> 0x01 tid 0x2a status DONE len 8", packet["_ws.col.Info"]);
+
+    // A bad early CRC is reported on its own; the final CRC over it is good.
+    packet = decoded[8];
+    EXPECT_EQ("0x0102", packet["rio.destid"]);
+    EXPECT_EQ("0", packet["rio.early_crc.status"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_NE(std::string::npos, packet["_ws.expert.message"].find("Bad early CRC"))
+        << packet["_ws.expert.message"];
+    EXPECT_NE(std::string::npos, packet["_ws.col.Info"].find("[BAD CRC]"));
+
+    // 80 bytes ahead of the final CRC are not yet a long packet.
+    packet = decoded[9];
+    EXPECT_EQ(84u, capture.swrite80.size());
+    EXPECT_EQ("", packet["rio.early_crc"]);
+    EXPECT_EQ("72", packet["rio.data_length"]);
+    EXPECT_EQ(Hex(capture.swrite80, 8, 72), packet["rio.data"]);
+    EXPECT_EQ("0x" + Hex(capture.swrite80, 80, 2), packet["rio.crc"]);
+    EXPECT_EQ("1", packet["rio.crc.status"]);
+    EXPECT_EQ("0x0000", packet["rio.pad"]);
+    EXPECT_EQ("SWRITE 0x01 -> 0x40 addr 0x000000100 len 72", packet["_ws.col.Info"]);
+}
+} // namespace
+
+TEST_F(WiresharkDissectorTest, TheTestsCrcIsTheStandardCcittCrc)
+{
+    // CRC-16 with polynomial 0x1021 and start 0xFFFF over "123456789" is 0x29B1; the ackID masking
+    // only touches the first byte ('1' = 0x31 keeps its low two bits, 0x01).
+    const Bytes check = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+    Bytes masked = check;
+    masked[0] &= 0x03;
+    Bytes plain = {0x01, '2', '3', '4', '5', '6', '7', '8', '9'};
+    EXPECT_EQ(RioCrc(plain, plain.size()), RioCrc(check, check.size()));
+    uint16_t crc = 0xFFFF;
+    for (uint8_t byte : check)
+    {
+        crc ^= static_cast<uint16_t>(byte << 8);
+        for (int bit = 0; bit < 8; ++bit)
+            crc =
+                (crc & 0x8000) ? static_cast<uint16_t>((crc << 1) ^ 0x1021) : static_cast<uint16_t>(crc << 1);
+    }
+    EXPECT_EQ(0x29B1, crc);
+}
+
+TEST_F(WiresharkDissectorTest, DecodesEveryClassWithBothCrcChecks)
+{
+    const SCapture capture = BuildCapture();
+    const QString strCapture = WriteCapture(capture.All());
+    const bool bAsNobody = NeedsNobody();
+    ASSERT_TRUE(ScriptLoaded(bAsNobody)) << "tshark takes the script neither as this user nor as nobody";
+    ExpectCaptureFields(Decode(strCapture, bAsNobody), capture);
+}
+
+TEST_F(WiresharkDissectorTest, AnUnprivilegedUserDecodesTheSameAsRoot)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP()
+            << "runs as root only: it checks the fallback that root uses when tshark refuses it scripts";
+    const SCapture capture = BuildCapture();
+    const QString strCapture = WriteCapture(capture.All());
+    ASSERT_TRUE(ScriptLoaded(true));
+    ExpectCaptureFields(Decode(strCapture, true), capture);
+}
+
+TEST_F(WiresharkDissectorTest, TheAddressSizeComesFromThePreferenceOrFromTheCrc)
+{
+    // NREAD with a 50-bit address: extended address 0xBEEF, xamsbs 3, address 0x89ABCDE8, wdptr 0.
+    const Bytes nread50 =
+        SPacket(0, 0, 0, 2, 0x40, 0x01).Add({0x48, 0x11, 0xBE, 0xEF, 0x89, 0xAB, 0xCD, 0xEB}).Finish();
+    // NWRITE of 8 bytes with a 66-bit address: extended 0x00000001, xamsbs 0, address 0x100.
+    const Bytes nwrite66 = SPacket(0, 0, 0, 5, 0x40, 0x01)
+                               .Add({0x4B, 0x12, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x01, 0x00})
+                               .Data(8, 0xC0)
+                               .Finish();
+    const QString strCapture = WriteCapture({nread50, nwrite66});
+    const bool bAsNobody = NeedsNobody();
+
+    auto decoded = Decode(strCapture, bAsNobody, {"rio.address_bits:50"});
+    ASSERT_EQ(2u, decoded.size());
+    EXPECT_EQ("0x0000beef", decoded[0]["rio.ext_address"]);
+    EXPECT_EQ("3", decoded[0]["rio.xamsbs"]);
+    EXPECT_EQ("0x89abcde8", decoded[0]["rio.address"]);
+    EXPECT_EQ("0x2fbbf89abcde8", decoded[0]["rio.full_address"]);
+    EXPECT_EQ("1", decoded[0]["rio.crc.status"]);
+
+    // Auto: each packet takes the size at which its CRC lies where it should.
+    decoded = Decode(strCapture, bAsNobody, {"rio.address_bits:auto"});
+    ASSERT_EQ(2u, decoded.size());
+    EXPECT_EQ("0x89abcde8", decoded[0]["rio.address"]);
+    EXPECT_EQ("0x00000001", decoded[1]["rio.ext_address"]);
+    EXPECT_EQ("0x00000100", decoded[1]["rio.address"]);
+    EXPECT_EQ("0x400000100", decoded[1]["rio.full_address"]);
+    EXPECT_EQ("c0c1c2c3c4c5c6c7", decoded[1]["rio.data"]);
+    EXPECT_EQ("1", decoded[1]["rio.crc.status"]);
+
+    // The default, 34 bits, reads the 66-bit packet's extended address as address and data: the
+    // CRC still checks (it doesn't depend on the layout), the address doesn't.
+    decoded = Decode(strCapture, bAsNobody);
+    ASSERT_EQ(2u, decoded.size());
+    EXPECT_EQ("", decoded[1]["rio.ext_address"]);
+    EXPECT_EQ("0x00000000", decoded[1]["rio.address"]);
+}
