@@ -35,6 +35,7 @@ extern const SCliCommand g_aReportCommands[];
 extern const SCliCommand g_aPerfmonCommands[];
 extern const SCliCommand g_aLinkmonCommands[];
 extern const SCliCommand g_aTrafficCommands[];
+extern const SCliCommand g_aPacketCommands[];
 
 namespace
 {
@@ -42,7 +43,7 @@ const SCliCommand* const kCommandTables[] = {
     g_aTargetCommands,  g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
     g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
     g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,  g_aDiffCommands,       g_aReportCommands,
-    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands};
+    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

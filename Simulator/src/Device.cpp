@@ -380,4 +380,24 @@ bool CSimDevice::IsMute() const
     auto lock = Guard();
     return m_bMute;
 }
+
+bool CSimDevice::WantsPacketBytes(uint8_t, bool) const
+{
+    return false;
+}
+
+EPacketAction CSimDevice::PacketArriving(uint8_t, const std::vector<uint8_t>&)
+{
+    return EPacketAction::Pass;
+}
+
+bool CSimDevice::PacketLeaving(uint8_t, const std::vector<uint8_t>&)
+{
+    return false;
+}
+
+bool CSimDevice::PortLoopedBack(uint8_t) const
+{
+    return false;
+}
 } // namespace nvsim

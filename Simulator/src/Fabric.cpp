@@ -4,9 +4,12 @@
 #include "nvsim/StdDevice.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <stdexcept>
+#include <sys/time.h>
 
 namespace nvsim
 {
@@ -121,7 +124,10 @@ void CSimLink::ClearFaults()
 // Building and looking
 
 CSimFabric::CSimFabric() = default;
-CSimFabric::~CSimFabric() = default;
+CSimFabric::~CSimFabric()
+{
+    StopPcap();
+}
 
 bool CSimFabric::AddDevice(std::unique_ptr<CSimDevice> pDevice, std::string* pError)
 {
@@ -1033,6 +1039,117 @@ int32_t CSimFabric::FlashWrite(uint64_t ullAddress, const uint8_t* p, uint32_t u
         return kStatusInvalidParameter;
     m_flash.Write(ullAddress, p, ulCount);
     return kStatusOk;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Packets as bytes: capture
+
+namespace
+{
+void PutLe32(uint8_t* p, uint32_t ul)
+{
+    for (int i = 0; i < 4; ++i)
+        p[i] = static_cast<uint8_t>(ul >> (8 * i));
+}
+
+void PutLe16(uint8_t* p, uint16_t w)
+{
+    p[0] = static_cast<uint8_t>(w);
+    p[1] = static_cast<uint8_t>(w >> 8);
+}
+} // namespace
+
+bool CSimFabric::StartPcap(const std::string& strPath, std::string* pError)
+{
+    auto lock = Lock();
+    StopPcap();
+    std::FILE* pFile = std::fopen(strPath.c_str(), "wb");
+    if (!pFile)
+    {
+        if (pError)
+            *pError = "cannot write the capture file " + strPath + ": " + std::strerror(errno);
+        return false;
+    }
+    // Classic pcap file header, little-endian: magic, version 2.4, zone 0, accuracy 0,
+    // snaplen 65535, link-layer type.
+    uint8_t header[24] = {};
+    PutLe32(header, 0xA1B2C3D4);
+    PutLe16(header + 4, 2);
+    PutLe16(header + 6, 4);
+    PutLe32(header + 16, 65535);
+    PutLe32(header + 20, kPcapLinkType);
+    if (std::fwrite(header, sizeof header, 1, pFile) != 1 || std::fflush(pFile) != 0)
+    {
+        if (pError)
+            *pError = "cannot write the capture file " + strPath + ": " + std::strerror(errno);
+        std::fclose(pFile);
+        return false;
+    }
+    m_pPcap = pFile;
+    return true;
+}
+
+void CSimFabric::StopPcap()
+{
+    auto lock = Lock();
+    if (m_pPcap)
+        std::fclose(m_pPcap);
+    m_pPcap = nullptr;
+}
+
+bool CSimFabric::PcapRunning() const
+{
+    auto lock = Lock();
+    return m_pPcap != nullptr;
+}
+
+void CSimFabric::SetPacketTap(PacketTapFn fn)
+{
+    auto lock = Lock();
+    m_fnTap = std::move(fn);
+}
+
+void CSimFabric::Record(const SLinkEnd& from, const SLinkEnd& to, const std::vector<uint8_t>& bytes)
+{
+    if (m_pPcap)
+    {
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        uint8_t record[16];
+        PutLe32(record, static_cast<uint32_t>(now.tv_sec));
+        PutLe32(record + 4, static_cast<uint32_t>(now.tv_usec));
+        PutLe32(record + 8, static_cast<uint32_t>(bytes.size()));
+        PutLe32(record + 12, static_cast<uint32_t>(bytes.size()));
+        // Flushed record by record, so that a reader sees each packet while the server runs.
+        if (std::fwrite(record, sizeof record, 1, m_pPcap) != 1 ||
+            std::fwrite(bytes.data(), 1, bytes.size(), m_pPcap) != bytes.size() || std::fflush(m_pPcap) != 0)
+        {
+            std::fprintf(stderr, "norvanta-sim: packet capture stopped: %s\n", std::strerror(errno));
+            StopPcap();
+        }
+    }
+    if (m_fnTap)
+        m_fnTap(from, to, bytes);
+}
+
+bool CSimFabric::Observed(const SLinkEnd& from, const SLinkEnd& to) const
+{
+    return m_pPcap || m_fnTap || from.pDevice->WantsPacketBytes(from.uchPort, true) ||
+           to.pDevice->WantsPacketBytes(to.uchPort, false);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Packets as bytes: injection
+
+SInjectResult CSimFabric::InjectPacket(CSimDevice& device, uint8_t uchPort, std::vector<uint8_t> bytes)
+{
+    auto lock = Lock();
+    SInjectResult result;
+    result.pDevice = &device;
+    result.uchPort = uchPort;
+    result.strWhy = "packet injection is not carried out yet";
+    (void)bytes;
+    return result;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -124,6 +124,14 @@ struct SPortState
     uint32_t ulErrorStatus = 0;      // error and state bits of Port n Error and Status, bits 1..0 excluded
 };
 
+// What a device does with a packet that arrived on one of its ports (CSimDevice::PacketArriving).
+enum class EPacketAction : uint8_t
+{
+    Pass, // route or consume it as usual
+    Drop, // discard it
+    Take, // the device keeps it for itself
+};
+
 // A message in an inbound queue.
 struct SMessage
 {
@@ -264,6 +272,27 @@ public:
     SPortCounters Counters(uint8_t uchPort) const;
     // Sets the simulator's totals of every port back to 0 (the device's registers keep theirs).
     void ClearCounters();
+
+    // --- Packets as bytes. The fabric encodes the packets that cross a port (RapidIO packets as
+    // on the link, ackID to final CRC or pad; nvsim/Packet.h) only when somebody looks at them:
+    // a packet capture, or a device that says here that it wants them. Models with packet
+    // engines, comparators or filters override these; the base looks at nothing, lets
+    // everything pass and has no loop-back.
+    //
+    // Whether the device wants the bytes of packets arriving on (bTransmit false) or about to
+    // leave by (bTransmit true) a port; only then are PacketArriving and PacketLeaving called.
+    virtual bool WantsPacketBytes(uint8_t uchPort, bool bTransmit) const;
+    // A packet the port's input accepted (its ackID and CRC were right), before the device
+    // routes or consumes it. Pass lets it go on; Drop discards it (a filter: the transaction it
+    // belongs to times out, as on hardware); Take means the device has kept it for itself.
+    // The fabric's lock is held; the device may call CSimFabric::InjectPacket.
+    virtual EPacketAction PacketArriving(uint8_t uchPort, const std::vector<uint8_t>& bytes);
+    // A packet about to leave by the port. True: the device took it (a capture engine), and it
+    // does not leave. Called whether or not the port's link is up.
+    virtual bool PacketLeaving(uint8_t uchPort, const std::vector<uint8_t>& bytes);
+    // Whether the port loops what it transmits straight back into its own input (port
+    // loop-back), instead of onto its link.
+    virtual bool PortLoopedBack(uint8_t uchPort) const;
 
 protected:
     // Installs the behaviour of one register. fnRead empty: reads return the stored word.

@@ -16,9 +16,12 @@
 
 #include "nvsim/Device.h"
 #include "nvsim/Memory.h"
+#include "nvsim/Packet.h"
 #include "nvsim/RouteJournal.h"
 
 #include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -90,6 +93,35 @@ private:
     double m_dCrcRate = 0, m_dRetryRate = 0;
     double m_dCrcDue = 0, m_dRetryDue = 0; // errors owed so far, spread evenly
 };
+
+// What became of a packet given to CSimFabric::InjectPacket.
+enum class EPacketFate : uint8_t
+{
+    Consumed, // a device consumed it: carried out the request, or took the response
+    Dropped,  // a device dropped it: bad CRC, no route, a filter, a response nobody waits for
+    Taken,    // a device's packet hook kept it (a capture engine)
+    Lost,     // it did not get across: link down, ackID refused, caught in a loop
+    Invalid,  // the bytes are no packet a port could send (fewer than 4, or more than 276)
+};
+
+// Where an injected packet (and the response to it) ended.
+struct SInjectResult
+{
+    EPacketFate eFate = EPacketFate::Lost;
+    CSimDevice* pDevice = nullptr; // device where it ended (the sender when it did not get out)
+    uint8_t uchPort = 0;           // port it came in on there (the sender's port when it did not get out)
+    std::string strWhy;            // what happened, in words
+    // A request that was carried out and answered: what became of the response.
+    bool bResponse = false;
+    EPacketFate eResponseFate = EPacketFate::Lost;
+    CSimDevice* pResponseDevice = nullptr;
+    uint8_t uchResponsePort = 0;
+};
+
+// Every packet that crosses a link, as bytes: the port it left by, the port it entered (the
+// same one for a port in loop-back) and the packet as on the link.
+using PacketTapFn =
+    std::function<void(const SLinkEnd& from, const SLinkEnd& to, const std::vector<uint8_t>& bytes)>;
 
 // An entry of the RapidIO error list (message pair 19/20).
 struct SRioError
@@ -221,6 +253,30 @@ public:
     uint64_t SendGenerated(CSimDevice& source, uint8_t uchPort, const SGenerated& what,
                            uint64_t ullTransactions);
 
+    // --- Packets as bytes.
+    // A packet a device sends of its own (a packet generator, a trace copy): it leaves by
+    // uchPort (the ackID in the bytes is replaced by the link's), crosses links (a port in
+    // loop-back takes it straight back in), is routed by its destination ID and consumed where
+    // RapidIO says: a maintenance request where its hop count runs out (a switch) or by the
+    // endpoint it reaches, which carries it out and sends the response back as bytes, routed by
+    // the request's source ID; NREAD and NWRITE reach the endpoint's memory, doorbells and
+    // message segments its queues. A packet with a bad CRC is dropped by the port that receives
+    // it and counted as a CRC error. Safe to call from a device's packet hooks.
+    SInjectResult InjectPacket(CSimDevice& device, uint8_t uchPort, std::vector<uint8_t> bytes);
+
+    // Writes every packet that crosses a link to a pcap file (see Simulator/README.md: classic
+    // pcap, link-layer type 147, one record per packet as on the link), each record flushed at
+    // once. Replaces a capture already running. False with *pError when the file cannot be
+    // made.
+    bool StartPcap(const std::string& strPath, std::string* pError);
+    // Closes the capture file.
+    void StopPcap();
+    bool PcapRunning() const;
+    // Link-layer type of the records.
+    static constexpr uint32_t kPcapLinkType = 147;
+    // Calls fn with every packet that crosses a link (empty fn: none). For tests and tools.
+    void SetPacketTap(PacketTapFn fn);
+
     // --- The host's inbound queues (message queue k holds mailbox k; doorbells go to queue 0).
     // *pbValid says whether an entry came; the overflow flag is reported once.
     int32_t FetchMessage(uint32_t ulQueue, SMessage* pMessage, bool* pbValid, bool* pbOverflow);
@@ -267,6 +323,14 @@ private:
                       STravel& travel);
     uint32_t CutDestId(uint32_t ulDestId, bool bLarge) const;
 
+    // Whether anyone looks at the bytes of packets crossing from tx to rx.
+    bool Observed(const SLinkEnd& from, const SLinkEnd& to) const;
+    // Hands the bytes of a packet crossing a link to the capture and the tap.
+    void Record(const SLinkEnd& from, const SLinkEnd& to, const std::vector<uint8_t>& bytes);
+
+    std::FILE* m_pPcap = nullptr;
+    PacketTapFn m_fnTap;
+    uint8_t m_uchNextTid = 0; // source TID of the next request the fabric makes
     mutable std::recursive_mutex m_mutex;
     std::vector<std::unique_ptr<CSimDevice>> m_devices;
     std::unordered_map<std::string, CSimDevice*> m_byName;
