@@ -36,14 +36,17 @@ extern const SCliCommand g_aPerfmonCommands[];
 extern const SCliCommand g_aLinkmonCommands[];
 extern const SCliCommand g_aTrafficCommands[];
 extern const SCliCommand g_aPacketCommands[];
+extern const SCliCommand g_aPgenCommands[];
+extern const SCliCommand g_aTraceCommands[];
 
 namespace
 {
 const SCliCommand* const kCommandTables[] = {
-    g_aTargetCommands,  g_aDeviceCommands,    g_aMapCommands,    g_aRegsCommands,       g_aDiscoveryCommands,
-    g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands, g_aInitScriptCommands, g_aInitCommands,
-    g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,  g_aDiffCommands,       g_aReportCommands,
-    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands};
+    g_aTargetCommands,  g_aDeviceCommands,    g_aMapCommands,     g_aRegsCommands,       g_aDiscoveryCommands,
+    g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands,  g_aInitScriptCommands, g_aInitCommands,
+    g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,   g_aDiffCommands,       g_aReportCommands,
+    g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands,     g_aPgenCommands,
+    g_aTraceCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

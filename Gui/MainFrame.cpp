@@ -25,6 +25,8 @@
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
 #include "ParametersDlg.h"
+#include "PacketGenDlg.h"
+#include "PacketTraceDlg.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
@@ -447,6 +449,8 @@ void CMainFrame::InstallHandlers()
     InstallReportCommands(m_core);
     InstallPerfMonitorCommands(m_core, this);
     InstallLinkMonitorCommands(m_core, this);
+    InstallPacketGenCommands(m_core, this);
+    InstallPacketTraceCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 const char* const kPerfRouteMessage =
@@ -265,6 +266,35 @@ void ReleasePerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int i
     const auto it = Claims().find({iNode, ulAddress});
     if (it != Claims().end() && it->second == std::make_pair(pOwner, iSlot))
         Claims().erase(it);
+}
+
+bool PerfCounterClaimed(int iNode, uint32_t ulAddress)
+{
+    return Claims().count({iNode, ulAddress}) != 0;
+}
+
+namespace
+{
+std::set<std::pair<int, uint32_t>>& TraceCounters()
+{
+    static std::set<std::pair<int, uint32_t>> s_counters;
+    return s_counters;
+}
+} // namespace
+
+void EnterTraceCounter(int iNode, uint32_t ulAddress)
+{
+    TraceCounters().insert({iNode, ulAddress});
+}
+
+void RemoveTraceCounter(int iNode, uint32_t ulAddress)
+{
+    TraceCounters().erase({iNode, ulAddress});
+}
+
+bool TraceUsesCounter(int iNode, uint32_t ulAddress)
+{
+    return TraceCounters().count({iNode, ulAddress}) != 0;
 }
 
 IPerfTransport& TargetPerfTransport()

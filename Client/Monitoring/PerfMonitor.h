@@ -86,6 +86,15 @@ void ReleasePerfCounter(int iNode, uint32_t ulAddress, const void* pOwner, int i
 bool PerfCounterClaimedByOther(int iNode, uint32_t ulAddress, const void* pOwner, int iSlot);
 extern const char* const kPerfCounterClaimedMessage; // "This counter is already being controlled..."
 
+// The trace and filter tool of the Gen2 switches counts on the same counters (trace, filter and
+// port-write match counters), so it keeps its own list of (node, counter address) beside the
+// claims: before it plays it enters what it counts and asks whether a monitor holds any of it.
+// Whether any monitor holds the counter.
+bool PerfCounterClaimed(int iNode, uint32_t ulAddress);
+void EnterTraceCounter(int iNode, uint32_t ulAddress);
+void RemoveTraceCounter(int iNode, uint32_t ulAddress);
+bool TraceUsesCounter(int iNode, uint32_t ulAddress);
+
 constexpr int kPerfTraces = 4;
 constexpr int kPerfMaxDepth = 64;
 

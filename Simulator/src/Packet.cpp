@@ -425,6 +425,17 @@ uint16_t PacketCrc(const uint8_t* p, size_t n)
     return RioCrc16(p + 1, n - 1, RioCrc16(&uchFirst, 1));
 }
 
+bool PacketCrcsGood(const uint8_t* p, size_t n, std::string* pError)
+{
+    if (n < 4)
+        return Fail(pError, Text("a packet of %zu bytes has no CRC", n));
+    if (n > kEarlyCrcAfter + 4 && PacketCrc(p, kEarlyCrcAfter + 2) != 0)
+        return Fail(pError, "bad early CRC");
+    if (PacketCrc(p, n) != 0)
+        return Fail(pError, "bad CRC");
+    return true;
+}
+
 std::vector<uint8_t> EncodePacket(const SRioPacket& packet, std::string* pError)
 {
     std::vector<uint8_t> bytes;

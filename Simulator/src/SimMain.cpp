@@ -21,7 +21,7 @@ namespace
 constexpr const char* kUsage =
     "usage: norvanta-sim [--bind ADDR] [--tcp-port N] [--udp-port N] [--broadcast-port N]\n"
     "                    [--reply-port N] [--no-udp] [--no-broadcast] [--fault SPEC]...\n"
-    "                    [--route-journal FILE] [--verbose] TOPOLOGY\n"
+    "                    [--route-journal FILE] [--pcap FILE] [--verbose] TOPOLOGY\n"
     "Ports default to 15000 (TCP and UDP), 15001 (broadcast) and 15002 (broadcast replies);\n"
     "port 0 takes any free port. --bind (default 127.0.0.1) is the address of every socket;\n"
     "searches are heard there and at the broadcast address of its network, and 0.0.0.0\n"
@@ -29,7 +29,9 @@ constexpr const char* kUsage =
     "Once the sockets are bound it prints\n"
     "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
     "and serves until SIGINT or SIGTERM. --route-journal writes the routing table changes\n"
-    "made while serving to FILE when it stops. While it runs it takes commands on standard input,\n"
+    "made while serving to FILE when it stops. --pcap writes every packet that crosses a link to\n"
+    "FILE as it goes (pcap, link-layer type 147: RapidIO packets as on the link). While it runs it takes "
+    "commands on standard input,\n"
     "one a line (\"help\" lists them), to change faults and look at the counters. Fault specs and\n"
     "the topology format are described in Simulator/README.md.\n";
 
@@ -103,6 +105,7 @@ int main(int argc, char** argv)
     std::string strTopology;
     bool bVerbose = false;
     std::string strJournal;
+    std::string strPcap;
 
     const std::vector<std::string> args(argv + 1, argv + argc);
     for (size_t i = 0; i < args.size(); ++i)
@@ -151,6 +154,11 @@ int main(int argc, char** argv)
             if (!value(&strJournal))
                 return Usage("--route-journal needs a file name");
         }
+        else if (strArg == "--pcap")
+        {
+            if (!value(&strPcap))
+                return Usage("--pcap needs a file name");
+        }
         else if (strArg == "--verbose")
             bVerbose = true;
         else if (!strArg.empty() && strArg[0] == '-')
@@ -171,6 +179,11 @@ int main(int argc, char** argv)
         return 1;
     }
     pFabric->RouteJournal().Enable(!strJournal.empty());
+    if (!strPcap.empty() && !pFabric->StartPcap(strPcap, &strError))
+    {
+        std::cerr << "norvanta-sim: " << strError << "\n";
+        return 1;
+    }
     if (bVerbose)
         options.fnLog = [](const std::string& strLine) { std::cerr << "norvanta-sim: " + strLine + "\n"; };
 
@@ -232,6 +245,7 @@ int main(int argc, char** argv)
     if (bVerbose)
         std::cerr << "norvanta-sim: signal " << nSignal << ", stopping\n";
     server.Stop();
+    pFabric->StopPcap();
     if (!strJournal.empty())
     {
         std::ofstream journal(strJournal);

@@ -22,10 +22,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -306,7 +308,30 @@ private:
     struct STravel;
 
     bool HostPort(uint8_t uchLocalPort, uint8_t* puchPort) const;
-    bool CrossLink(CSimLink& link, const SLinkEnd& from, bool bResponse, STravel& travel);
+    // Sends what travel carries out of a port: across its link, or back into the port when it
+    // loops back; false (travel says why) when nothing got across.
+    bool CrossPort(const SLinkEnd& from, bool bResponse, STravel& travel);
+    // The packets of travel entering a port: the capture sees them, the device's hook may
+    // drop or keep them.
+    bool Arrive(const SLinkEnd& from, const SLinkEnd& to, uint8_t uchFirstAckId, STravel& travel);
+    // Packet n of travel as bytes with the ackID given; empty when travel describes none.
+    std::vector<uint8_t> PacketBytes(const STravel& travel, uint32_t n, uint8_t uchAckId) const;
+    static std::string PortName(const CSimDevice& device, uint8_t uchPort);
+    // Carries a packet given as bytes from a device's port to where it is consumed; a request
+    // consumed is carried out and, with bAnswer, its response carried back. ulBudget: link
+    // crossings left to all copies.
+    SInjectResult CarryBytes(CSimDevice& from, uint8_t uchPort, std::vector<uint8_t>& bytes, bool bAnswer,
+                             uint32_t& ulBudget);
+    // A device consuming a packet given as bytes: carries the request out; the response, if any.
+    std::optional<std::vector<uint8_t>> Consume(CSimDevice& device, uint8_t uchIngress,
+                                                const std::vector<uint8_t>& bytes, std::string* pWhat);
+    // Source TIDs for n requests: the first of n consecutive ones.
+    uint8_t TakeTids(uint32_t n)
+    {
+        const uint8_t uchFirst = m_uchNextTid;
+        m_uchNextTid = static_cast<uint8_t>(m_uchNextTid + n);
+        return uchFirst;
+    }
     bool SendRequest(uint8_t uchHostPort, uint32_t ulDestId, bool bLarge, bool bMaintenance, uint8_t uchHop,
                      STravel& travel);
     bool SendResponse(CSimDevice& from, uint8_t uchIngressPort, uint32_t ulDestId, bool bLarge,
@@ -323,11 +348,12 @@ private:
                       STravel& travel);
     uint32_t CutDestId(uint32_t ulDestId, bool bLarge) const;
 
-    // Whether anyone looks at the bytes of packets crossing from tx to rx.
-    bool Observed(const SLinkEnd& from, const SLinkEnd& to) const;
     // Hands the bytes of a packet crossing a link to the capture and the tap.
     void Record(const SLinkEnd& from, const SLinkEnd& to, const std::vector<uint8_t>& bytes);
 
+    // Message segments that came as bytes, by receiver, sender, large IDs, letter and mailbox.
+    std::map<std::tuple<CSimDevice*, uint32_t, bool, uint8_t, uint8_t>, std::vector<std::vector<uint8_t>>>
+        m_reassembly;
     std::FILE* m_pPcap = nullptr;
     PacketTapFn m_fnTap;
     uint8_t m_uchNextTid = 0; // source TID of the next request the fabric makes

@@ -135,6 +135,11 @@ uint16_t RioCrc16(const uint8_t* p, size_t n, uint16_t wCrc = 0xFFFF);
 // The CRC of the first n bytes of a packet as RapidIO computes it: the ackID bits taken as 0.
 uint16_t PacketCrc(const uint8_t* p, size_t n);
 
+// The link-level check of a received packet, which needs no knowledge of its layout: the CRC
+// run over a packet and its CRC leaves 0, and a pad of zeros after it keeps 0; a packet longer
+// than 84 bytes is checked at its early CRC too. False with *pError for a bad CRC.
+bool PacketCrcsGood(const uint8_t* p, size_t n, std::string* pError = nullptr);
+
 // Encodes a packet as it goes on the link: header, data (with the early CRC after the first 80
 // bytes of a longer packet), CRC and pad. Empty with *pError for an ftype it does not know or a
 // field out of range.
