@@ -2,6 +2,7 @@
 // built here from the RapidIO standard's formats: every field it shows, both CRC checks and the
 // Info line. tshark may refuse Lua scripts to root; then the capture is read again as an
 // unprivileged user, and the same checks must hold.
+#include "SimProcess.h"
 #include "TestSupport.h"
 
 #include <QDir>
@@ -670,4 +671,59 @@ TEST_F(WiresharkDissectorTest, DecodesEveryGoldenPacketAsTheTableGivesIt)
     }
     // Every field of every packet but the response sizes was looked at.
     EXPECT_GT(iCompared, 10 * static_cast<int>(table.size()));
+}
+
+// What norvanta-sim --pcap writes while norvanta-cli discovers its demo fabric: every packet a
+// maintenance packet with a good CRC, requests and their responses in the Info column's form.
+TEST_F(WiresharkDissectorTest, TheSimulatorsCaptureOfADiscoveryDecodesWithGoodCrcs)
+{
+    const QString strCapture = m_dir.filePath("discovery.pcap");
+    nvtest::CSimProcess sim("demo.topo", {"--no-udp", "--no-broadcast", "--pcap", strCapture.toStdString()});
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    const nvtest::SRunResult result = nvtest::RunProgram(
+        nvtest::BuiltProgram("Cli/norvanta-cli"),
+        {"--server", "127.0.0.1", "--wait-ms", "1500", "--port", std::to_string(sim.TcpPort()), "discover",
+         "--enumerate", "--save", m_dir.filePath("demo.nvm").toStdString()});
+    ASSERT_EQ(0, result.nExitCode) << result.strOut << result.strErr;
+    ASSERT_EQ(0, sim.Stop()) << sim.ErrorOutput();
+    QFile::setPermissions(strCapture, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                          QFileDevice::ReadOther | QFileDevice::ReadGroup);
+
+    const auto decoded = Decode(strCapture, NeedsNobody());
+    ASSERT_GT(decoded.size(), 20u);
+    const QRegularExpression request(
+        "^Maint (Read|Write) Request 0x[0-9a-f]{2,4} -> 0x[0-9a-f]{2,4} hop \\d+ "
+        "offset 0x[0-9a-f]+( len (4|8))?$");
+    const QRegularExpression response(
+        "^Maint (Read|Write) Response 0x[0-9a-f]{2,4} -> 0x[0-9a-f]{2,4} hop \\d+ "
+        "tid 0x[0-9a-f]{2} status DONE( len 8)?$");
+    size_t nRequests = 0;
+    size_t nResponses = 0;
+    size_t nWrites = 0;
+    for (auto packet : decoded)
+    {
+        SCOPED_TRACE(packet["_ws.col.Info"]);
+        EXPECT_EQ("8", packet["rio.ftype"]);
+        EXPECT_EQ("1", packet["rio.crc.status"]);
+        EXPECT_EQ("", packet["_ws.expert.message"]);
+        const QString strInfo = QString::fromStdString(packet["_ws.col.Info"]);
+        if (request.match(strInfo).hasMatch())
+        {
+            ++nRequests;
+            if (packet["rio.ttype"] == "1")
+            {
+                ++nWrites;
+                EXPECT_FALSE(packet["rio.data"].empty());
+            }
+        }
+        else
+        {
+            EXPECT_TRUE(response.match(strInfo).hasMatch());
+            ++nResponses;
+        }
+    }
+    // Enumeration writes IDs; every request the fabric answers has one response.
+    EXPECT_GT(nWrites, 0u);
+    EXPECT_GT(nResponses, 0u);
+    EXPECT_LE(nResponses, nRequests);
 }
