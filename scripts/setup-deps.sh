@@ -16,6 +16,7 @@ packages=(
     xvfb xauth
     srecord
     chromium  # the report tests load each HTML report headless, from file:// only
+    tshark    # the Wireshark dissector's test decodes captures with it
 )
 # `make fuzz` builds the parsers' harnesses with clang, libFuzzer and the sanitizers.
 if [ "${1:-}" = "--fuzz" ]; then
@@ -39,5 +40,7 @@ if [ "$(id -u)" -ne 0 ]; then
     sudo_cmd=(sudo)
 fi
 export DEBIAN_FRONTEND=noninteractive
+# tshark's package would ask whether ordinary users may capture; they need not.
+echo "wireshark-common wireshark-common/install-setuid boolean false" | "${sudo_cmd[@]}" debconf-set-selections
 "${sudo_cmd[@]}" apt-get update -qq
 "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

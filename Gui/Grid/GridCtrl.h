@@ -91,7 +91,8 @@ public:
 
     // --- Headings --------------------------------------------------------------------------------
     // A heading cell at (heading row, first column), covering iColumnSpan columns and iRowSpan
-    // heading rows. It replaces any heading cell that overlapped that area.
+    // heading rows. It replaces any heading cell that overlapped that area, keeping the colour and
+    // tool tip of one that started at the same place.
     void SetHeading(int iHeadingRow, int iColumn, const QString& strText, int iColumnSpan = 1,
                     int iRowSpan = 1);
     // The heading cell's colour; an invalid colour returns it to the default.

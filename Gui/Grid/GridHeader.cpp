@@ -59,7 +59,14 @@ SGridHeading* CGridHeader::At(int iRow, int iColumn)
 
 SGridHeading& CGridHeader::Place(int iRow, int iColumn, int iColumnSpan, int iRowSpan)
 {
-    const SGridHeading area{iRow, iColumn, std::max(1, iColumnSpan), std::max(1, iRowSpan)};
+    SGridHeading area{iRow, iColumn, std::max(1, iColumnSpan), std::max(1, iRowSpan)};
+    // A heading placed again where one started keeps its colour and tool tip.
+    for (const SGridHeading& heading : m_headings)
+        if (heading.iRow == iRow && heading.iColumn == iColumn)
+        {
+            area.crColour = heading.crColour;
+            area.strToolTip = heading.strToolTip;
+        }
     // A heading that shares any place with the new one goes.
     std::erase_if(m_headings,
                   [&](const SGridHeading& heading)

@@ -210,6 +210,16 @@ TEST(GridCtrlTest, ShapeChangesKeepWhatRemainsAndRebuildsKeepAnEditOpen)
     EXPECT_EQ("AckID", grid.HeadingText(0, 0));
     EXPECT_EQ("Group", grid.HeadingText(0, 1))
         << "a group cut at the new last column stays over what is left";
+    // Setting a heading's text again keeps its colour and tool tip.
+    grid.SetHeadingColour(0, 0, Qt::yellow);
+    grid.SetHeadingToolTip(0, 0, "Acknowledge ID");
+    grid.SetHeading(0, 0, "Ack\nID");
+    grid.resize(grid.FullSize());
+    grid.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
+    EXPECT_EQ("Acknowledge ID", grid.HeadingToolTipAt(grid.HeadingRect(0, 0).center()));
+    EXPECT_EQ(QColor(Qt::yellow),
+              grid.grab().toImage().pixelColor(grid.HeadingRect(0, 0).topLeft() + QPoint(2, 2)));
     // A heading placed over part of a group replaces the group.
     grid.SetHeading(0, 1, "Alone");
     EXPECT_EQ("Alone", grid.HeadingText(0, 1));
@@ -220,8 +230,6 @@ TEST(GridCtrlTest, ShapeChangesKeepWhatRemainsAndRebuildsKeepAnEditOpen)
 
     // A timed refresh of the same shape leaves the user's typing alone.
     grid.SetCellText(0, 0, "1");
-    grid.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&grid));
     ASSERT_TRUE(grid.EditCell(0, 0));
     QLineEdit* pEdit = OpenLineEditor(grid);
     ASSERT_TRUE(pEdit);
@@ -416,6 +424,12 @@ TEST(GridCtrlTest, ButtonsClickOnceAndCheckBoxesToggleByMouseAndSpace)
     QTest::keyClick(grid.viewport(), Qt::Key_Space);
     EXPECT_EQ(2, toggled.size());
     EXPECT_TRUE(grid.IsCellChecked(0, 15));
+    // A read-only button (a scan running) doesn't click, by mouse or key.
+    grid.SetCellReadOnly(2, 11, true);
+    Click(grid, 2, 11);
+    grid.setCurrentIndex(grid.model()->index(2, 11));
+    QTest::keyClick(grid.viewport(), Qt::Key_Space);
+    EXPECT_EQ(3, clicked.size());
     // Buttons and boxes never open a text editor.
     EXPECT_EQ(0, edited.size());
     EXPECT_FALSE(OpenLineEditor(grid));
