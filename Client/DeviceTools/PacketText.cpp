@@ -8,24 +8,6 @@
 
 namespace
 {
-int HexDigit(QChar ch)
-{
-    const char16_t c = ch.unicode();
-    if (c >= u'0' && c <= u'9')
-    {
-        return c - u'0';
-    }
-    if (c >= u'a' && c <= u'f')
-    {
-        return c - u'a' + 10;
-    }
-    if (c >= u'A' && c <= u'F')
-    {
-        return c - u'A' + 10;
-    }
-    return -1;
-}
-
 QString Hex(uint32_t ulValue, int nDigits)
 {
     return QStringLiteral("%1").arg(ulValue, nDigits, 16, QLatin1Char('0')).toUpper();
@@ -141,7 +123,7 @@ bool DataBytesFromText(const QString& strText, std::vector<uint8_t>* pBytes)
         }
         for (const QChar ch : strWord)
         {
-            if (HexDigit(ch) < 0)
+            if (HexDigitValue(ch) < 0)
             {
                 return false;
             }
@@ -154,7 +136,8 @@ bool DataBytesFromText(const QString& strText, std::vector<uint8_t>* pBytes)
     }
     for (qsizetype i = 0; i < strDigits.size(); i += 2)
     {
-        pBytes->push_back(static_cast<uint8_t>(HexDigit(strDigits[i]) * 16 + HexDigit(strDigits[i + 1])));
+        pBytes->push_back(
+            static_cast<uint8_t>(HexDigitValue(strDigits[i]) * 16 + HexDigitValue(strDigits[i + 1])));
     }
     return true;
 }
@@ -186,7 +169,7 @@ std::vector<uint8_t> ParsePacketListLine(const QString& strLine)
     int nHigh = -1;
     for (const QChar ch : strLine)
     {
-        const int nDigit = HexDigit(ch);
+        const int nDigit = HexDigitValue(ch);
         if (nDigit < 0)
         {
             continue;

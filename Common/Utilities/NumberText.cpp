@@ -1,15 +1,8 @@
 #include "NumberText.h"
 
-QString InvalidEntryText()
-{
-    return QStringLiteral("Invalid data entry.");
-}
-
-namespace
-{
 // The value of an ASCII hexadecimal digit, or -1. Digits of other scripts and full-width forms
 // are not digits here, though Unicode gives them a value.
-int DigitValue(QChar ch)
+int HexDigitValue(QChar ch)
 {
     const char16_t c = ch.unicode();
     if (c >= u'0' && c <= u'9')
@@ -27,6 +20,13 @@ int DigitValue(QChar ch)
     return -1;
 }
 
+QString InvalidEntryText()
+{
+    return QStringLiteral("Invalid data entry.");
+}
+
+namespace
+{
 bool IsBlank(QChar ch)
 {
     const char16_t c = ch.unicode();
@@ -49,7 +49,7 @@ bool Accumulate(const QString& strDigits, int nBase, uint64_t* pValue)
     uint64_t ulValue = 0;
     for (const QChar ch : strDigits)
     {
-        const int nDigit = DigitValue(ch);
+        const int nDigit = HexDigitValue(ch);
         if (nDigit < 0 || nDigit >= nBase)
         {
             return false;

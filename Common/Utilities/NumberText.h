@@ -11,6 +11,9 @@
 // The message shown for a text that is not a number.
 QString InvalidEntryText();
 
+// The value of an ASCII hexadecimal digit (either case), or -1.
+int HexDigitValue(QChar ch);
+
 // Parses a number; false for an empty or malformed text or one beyond 64 bits.
 bool NumberFromText(const QString& strText, uint64_t* pValue);
 // The same, refusing values above ulMax.
