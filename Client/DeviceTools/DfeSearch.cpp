@@ -119,6 +119,14 @@ void CDfeSearch::Print(const QString& strText)
     }
 }
 
+uint32_t CDfeSearch::MeasureSetting(uint32_t ulPort, uint32_t ulLane, uint32_t ulWord, uint32_t ulSamples)
+{
+    StepTaps(ulPort, ulLane, ulWord);
+    ResetPorts({ulPort});
+    CountErrors(ulPort, ulLane, 1);
+    return CountErrors(ulPort, ulLane, ulSamples);
+}
+
 void CDfeSearch::PrintRow(const DfeTapValues& taps, uint32_t ulErrors)
 {
     Print(QString::asprintf("%2d\t%2d\t%3d\t%2d\t%2d\t%d\n", taps[0], taps[1], taps[2], taps[3], taps[4],
@@ -311,10 +319,7 @@ int CDfeSearch::ScanRatio(uint32_t ulPort, uint32_t ulLane, const SDfeScanParams
         {
             const DfeTapValues taps = {t0, t1, t1 / r, t1 / r / r, t1 / r / r / r, 0};
             const uint32_t ulWord = EncodeTaps(ulBase, taps);
-            StepTaps(ulPort, ulLane, ulWord);
-            ResetPorts({ulPort});
-            CountErrors(ulPort, ulLane, 1);
-            const uint32_t e = CountErrors(ulPort, ulLane, params.ulSamples);
+            const uint32_t e = MeasureSetting(ulPort, ulLane, ulWord, params.ulSamples);
             if (AbortCheck())
             {
                 return 1;
@@ -388,10 +393,7 @@ int CDfeSearch::ScanOneAtATime(uint32_t ulPort, uint32_t ulLane, const SDfeScanP
         {
             taps[k] = v;
             const uint32_t ulWord = EncodeTaps(ulBase, taps);
-            StepTaps(ulPort, ulLane, ulWord);
-            ResetPorts({ulPort});
-            CountErrors(ulPort, ulLane, 1);
-            const uint32_t e = CountErrors(ulPort, ulLane, params.ulSamples);
+            const uint32_t e = MeasureSetting(ulPort, ulLane, ulWord, params.ulSamples);
             if (AbortCheck())
             {
                 return 1;

@@ -66,6 +66,8 @@ private:
     int ScanOneAtATime(uint32_t ulPort, uint32_t ulLane, const SDfeScanParams& params);
     void Print(const QString& strText);
     void PrintRow(const DfeTapValues& taps, uint32_t ulErrors);
+    // One setting of a scan: stepped in, the port reset, the count flushed; the errors of ulSamples rounds.
+    uint32_t MeasureSetting(uint32_t ulPort, uint32_t ulLane, uint32_t ulWord, uint32_t ulSamples);
     void PrintTime();
     bool AbortCheck();
     void Progress(uint32_t ulDone, uint32_t ulTotal);
