@@ -1,5 +1,7 @@
 #include "TargetLink.h"
 
+#include "JtagLink.h"
+
 #include "LinkSettings.h"
 #include "SocketErrorText.h"
 #include "UserInterface.h"
@@ -230,7 +232,7 @@ bool CTargetLink::OpenBroadcastReceiver()
 bool CTargetLink::OpenDirect()
 {
     // The serial line and the pods open through their own layers, which attach their register
-    // path here once the device answers. None is installed in this build.
+    // path here once the device answers.
     switch (eKind)
     {
     case eLinkRS232:
@@ -238,10 +240,8 @@ bool CTargetLink::OpenDirect()
                         .arg(QStringLiteral("no serial line support is installed")));
         break;
     case eLinkJTAG:
-        ShowMessage(QStringLiteral(
-            "No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being "
-            "connected, or the FTDI D2XX\r\ndrivers not being installed properly."));
-        break;
+        // The address word names the chain entry: (pod << 16) | chain position.
+        return OpenJtagLink(*this, ulIPAddress);
     case eLinkI2C:
         ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
         break;
