@@ -691,6 +691,11 @@ int32_t CTargetClient::Nread(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t u
         LogFailed(eRioNotConnected);
         return eRioNotConnected;
     }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        LogFailed(eRioJtagUnsupported);
+        return eRioJtagUnsupported;
+    }
     uint8_t abBody[kDataXferSize] = {};
     PutTargetHead(abBody, uchLocalPort, LargeTransport());
     PutBE32(abBody + 4, ulDestID);
@@ -754,6 +759,11 @@ int32_t CTargetClient::DataWrite(uint8_t uchLocalPort, uint32_t ulDestID, uint32
     {
         LogFailed(eRioNotConnected);
         return eRioNotConnected;
+    }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        LogFailed(eRioJtagUnsupported);
+        return eRioJtagUnsupported;
     }
     uint8_t abBody[kDataXferSize] = {};
     PutTargetHead(abBody, uchLocalPort, LargeTransport());
@@ -851,6 +861,11 @@ int32_t CTargetClient::Message(uint8_t uchLocalPort, uint32_t ulDestID, uint32_t
         LogFailed(eRioNotConnected);
         return eRioNotConnected;
     }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        LogFailed(eRioJtagUnsupported);
+        return eRioJtagUnsupported;
+    }
     uint8_t abBody[kMessageSize] = {};
     PutTargetHead(abBody, uchLocalPort, LargeTransport());
     PutBE32(abBody + 4, bMultiPacket ? 1 : 0);
@@ -891,6 +906,11 @@ int32_t CTargetClient::Doorbell(uint8_t uchLocalPort, uint32_t ulDestID, uint32_
         LogFailed(eRioNotConnected);
         return eRioNotConnected;
     }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        LogFailed(eRioJtagUnsupported);
+        return eRioJtagUnsupported;
+    }
     uint8_t abBody[kDoorbellSize] = {};
     PutTargetHead(abBody, uchLocalPort, LargeTransport());
     PutBE32(abBody + 4, ulDestID);
@@ -926,6 +946,10 @@ int32_t CTargetClient::MessageQueue(uint32_t ulWhichQueue, uint32_t ulCommand, u
     if (!Connected())
     {
         return eRioNotConnected;
+    }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        return eRioJtagUnsupported;
     }
     uint8_t abBody[kQueueSize] = {};
     PutBE32(abBody, ulWhichQueue);
@@ -996,6 +1020,10 @@ int32_t CTargetClient::DoorbellQueue(uint32_t ulWhichQueue, uint32_t ulCommand, 
     if (!Connected())
     {
         return eRioNotConnected;
+    }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        return eRioJtagUnsupported;
     }
     uint8_t abBody[kQueueSize] = {};
     PutBE32(abBody, ulWhichQueue);
@@ -1247,6 +1275,10 @@ int32_t CTargetClient::GetRioErrors(char* pszText, uint32_t ulSize)
     if (!Connected())
     {
         return eRioNotConnected;
+    }
+    if (m_pLink->eKind == eLinkJTAG)
+    {
+        return eRioJtagUnsupported;
     }
     if (!SendMessage(NVT_GETRIOERRORS, nullptr, 0))
     {

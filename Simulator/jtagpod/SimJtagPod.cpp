@@ -353,6 +353,15 @@ NV_JTAG_EXPORT const char* simjtagLastError()
     return g_state.strError.c_str();
 }
 
+// Not one of the ten: pulls the pods out after ulTransfers more register transfers, keeping all
+// else as it is, so a test can unplug a pod in the middle of a session.
+NV_JTAG_EXPORT void simjtagUnplugAfter(uint32_t ulTransfers)
+{
+    std::lock_guard lock(g_mutex);
+    g_state.bUnplugLimit = true;
+    g_state.ulTransfersLeft = ulTransfers;
+}
+
 NV_JTAG_EXPORT int32_t jtagGetDriverVersion(uint32_t* pulVersion)
 {
     std::lock_guard lock(g_mutex);
