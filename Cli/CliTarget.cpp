@@ -1,5 +1,7 @@
 #include "CliTarget.h"
 
+#include "JtagLink.h"
+
 #include "NVXLStatus.h"
 #include "Primitives.h"
 #include "StatusText.h"
@@ -27,6 +29,20 @@ CliConnection OpenCliTarget()
         delete pConnection;
     };
     CliConnection pConnection(new CTargetConnection, close);
+    if (!CliGlobals().strJtag.empty())
+    {
+        uint32_t ulAddressWord = 0;
+        if (!ParseJtagTarget(CliGlobals().strJtag, &ulAddressWord))
+        {
+            std::fprintf(stderr, "--jtag wants POD:POSITION, such as USB0:1\n");
+            return {nullptr, close};
+        }
+        if (!pConnection->OpenTarget(eConnJTAG, ulAddressWord))
+        {
+            return {nullptr, close};
+        }
+        return pConnection;
+    }
     in_addr address{};
     if (inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address) != 1 || address.s_addr == 0)
     {
@@ -41,10 +57,48 @@ CliConnection OpenCliTarget()
     return pConnection;
 }
 
+bool ParseJtagTarget(const std::string& strText, uint32_t* pulAddressWord)
+{
+    const size_t nColon = strText.find(':');
+    if (nColon == std::string::npos)
+    {
+        return false;
+    }
+    std::string strPod = strText.substr(0, nColon);
+    if (strPod.rfind("USB", 0) == 0)
+    {
+        strPod = strPod.substr(3);
+    }
+    const std::string strPosition = strText.substr(nColon + 1);
+    auto number = [](const std::string& strDigits, uint32_t ulMax, uint32_t* pulValue)
+    {
+        if (strDigits.empty() || strDigits.size() > 5 ||
+            strDigits.find_first_not_of("0123456789") != std::string::npos)
+        {
+            return false;
+        }
+        *pulValue = static_cast<uint32_t>(std::stoul(strDigits));
+        return *pulValue <= ulMax;
+    };
+    uint32_t ulPod = 0;
+    uint32_t ulPosition = 0;
+    if (!number(strPod, kMaxJtagPods - 1, &ulPod) || !number(strPosition, 0xFFFF, &ulPosition))
+    {
+        return false;
+    }
+    *pulAddressWord = JtagAddressWord(ulPod, ulPosition);
+    return true;
+}
+
 void SetCliHostLink(CPEPrimitive& host)
 {
     host.bHasHostLink = true;
     host.bHostLinkOpen = true;
+    if (!CliGlobals().strJtag.empty())
+    {
+        host.eConnectionType = eConnJTAG;
+        return;
+    }
     in_addr address{};
     inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
     host.uNetworkServerAddress = ntohl(address.s_addr);

@@ -15,6 +15,7 @@ struct SCliGlobals
     bool bUdp = false;                   // talk to it over UDP
     bool bLarge = false;                 // 16-bit destination IDs
     std::string strLog;                  // transaction log file
+    std::string strJtag;                 // --jtag POD:POSITION: a JTAG chain entry instead of a server
 };
 
 // The globals of this run, filled by main.
@@ -22,6 +23,9 @@ SCliGlobals& CliGlobals();
 
 // An open target, closed when it goes.
 using CliConnection = std::unique_ptr<CTargetConnection, void (*)(CTargetConnection*)>;
+
+// The address word of "POD:POSITION" (POD "USB<n>" or <n>); false for anything else.
+bool ParseJtagTarget(const std::string& strText, uint32_t* pulAddressWord);
 
 // Opens the target of the globals; prints the failure and returns nullptr when it can't.
 CliConnection OpenCliTarget();

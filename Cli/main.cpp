@@ -39,6 +39,7 @@ extern const SCliCommand g_aDfeCommands[];
 extern const SCliCommand g_aPacketCommands[];
 extern const SCliCommand g_aPgenCommands[];
 extern const SCliCommand g_aTraceCommands[];
+extern const SCliCommand g_aJtagCommands[];
 
 namespace
 {
@@ -47,11 +48,12 @@ const SCliCommand* const kCommandTables[] = {
     g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands,  g_aInitScriptCommands, g_aInitCommands,
     g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,   g_aDiffCommands,       g_aReportCommands,
     g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands,     g_aPgenCommands,
-    g_aTraceCommands,   g_aDfeCommands};
+    g_aTraceCommands,   g_aDfeCommands,       g_aJtagCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
+    "                    [--jtag POD:POSITION]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
 
@@ -111,8 +113,8 @@ int main(int argc, char** argv)
     const std::vector<std::pair<std::string, std::string>> commandOptions = {
         {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
-        "--server",  "--port",      "--local-port",     "--log",
-        "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
+        "--server",    "--port",           "--local-port", "--log", "--wait-ms",
+        "--broadcast", "--broadcast-port", "--reply-port", "--jtag"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
@@ -162,6 +164,10 @@ int main(int argc, char** argv)
         {
             SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("BroadcastAddress"),
                                   QString::fromStdString(strValue));
+        }
+        else if (strWord == "--jtag")
+        {
+            globals.strJtag = strValue;
         }
         else if (strWord == "--log")
         {

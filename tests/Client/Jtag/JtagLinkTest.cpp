@@ -16,6 +16,7 @@
 #include "nvsim/Topology.h"
 
 #include <QFile>
+#include <QProcess>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -298,5 +299,67 @@ TEST(JtagUserDevices, TheListIsStoredAndReadBackAndShrinks)
     EXPECT_FALSE(ParseJtagUserDevice(QStringLiteral("XYZ 8 cpld"), &device));
     ASSERT_TRUE(ParseJtagUserDevice(JtagUserDeviceText(two[0]), &device));
     EXPECT_EQ(device, two[0]);
+}
+} // namespace
+
+namespace
+{
+struct SCliRun
+{
+    int nExit = -1;
+    std::string strOut, strErr;
+};
+
+SCliRun RunCli(const QStringList& args)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("NORVANTA_JTAG_LIBRARY"), QStringLiteral(NV_SIM_JTAGPOD));
+    environment.insert(QStringLiteral("NORVANTA_SIM_JTAG"),
+                       QString::fromStdString("topology=" + DemoTopology() + ";pod=host0,sw1,ep1;pod=sw2"));
+    process.setProcessEnvironment(environment);
+    process.start(QString::fromStdString(nvtest::BuiltProgram("Cli/norvanta-cli")), args);
+    SCliRun run;
+    if (process.waitForFinished(60000))
+    {
+        run.nExit = process.exitCode();
+    }
+    run.strOut = process.readAllStandardOutput().toStdString();
+    run.strErr = process.readAllStandardError().toStdString();
+    return run;
+}
+
+TEST(JtagCli, ScansAndCarriesReadsAndWritesOverTheJtagOption)
+{
+    const SCliRun scan = RunCli({QStringLiteral("jtag"), QStringLiteral("scan")});
+    ASSERT_EQ(scan.nExit, 0) << scan.strErr;
+    const std::vector<std::string> lines = nvtest::Lines(scan.strOut);
+    ASSERT_EQ(lines.size(), 5u) << scan.strOut;
+    EXPECT_EQ(lines[0].rfind("JTAG Pod  Chain Pos Device ID Vendor ID Device Name", 0), 0u);
+    char szSw2[64];
+    std::snprintf(szSw2, sizeof(szSw2), "USB1      0         %04Xh     %04Xh", IdentityOf("sw2") >> 16,
+                  IdentityOf("sw2") & 0xFFFF);
+    EXPECT_EQ(lines[4].rfind(szSw2, 0), 0u) << lines[4];
+
+    const SCliRun read = RunCli(
+        {QStringLiteral("--jtag"), QStringLiteral("USB0:1"), QStringLiteral("read"), QStringLiteral("0")});
+    ASSERT_EQ(read.nExit, 0) << read.strErr;
+    char szIdentity[16];
+    std::snprintf(szIdentity, sizeof(szIdentity), "0x%08x\n", IdentityOf("sw1"));
+    EXPECT_EQ(read.strOut, szIdentity);
+
+    const SCliRun write = RunCli({QStringLiteral("--jtag"), QStringLiteral("1:0"), QStringLiteral("write"),
+                                  QStringLiteral("0x6C"), QStringLiteral("0x1234")});
+    EXPECT_EQ(write.nExit, 0) << write.strErr;
+
+    const SCliRun half = RunCli({QStringLiteral("--jtag"), QStringLiteral("0:1"), QStringLiteral("read"),
+                                 QStringLiteral("0"), QStringLiteral("--size"), QStringLiteral("2")});
+    EXPECT_EQ(half.nExit, 1);
+    EXPECT_NE(half.strErr.find("Operation not supported via JTAG"), std::string::npos) << half.strErr;
+
+    const SCliRun bad =
+        RunCli({QStringLiteral("--jtag"), QStringLiteral("USB0"), QStringLiteral("identify")});
+    EXPECT_NE(bad.nExit, 0);
+    EXPECT_NE(bad.strErr.find("--jtag wants POD:POSITION"), std::string::npos) << bad.strErr;
 }
 } // namespace
