@@ -1,5 +1,7 @@
 #include "ConnectionChoice.h"
 
+#include "JtagLink.h"
+
 #include "LinkSettings.h"
 #include "NumberText.h"
 #include "Preferences.h"
@@ -7,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLibrary>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -245,18 +246,18 @@ QStringList FlowControls()
 
 SLinkList JtagDevices()
 {
+    // Every pod's chain, walked with the devices the pod library does not know added first; the
+    // value handed back is the chain entry's address word.
     SLinkList list;
-    // The pod library is the pod maker's; without it no pod can be reached.
-    QLibrary library(QStringLiteral("nvt_jtag"));
-    if (!library.load())
+    for (const SJtagChainEntry& row : ScanJtagPods(&list.strNotFound))
     {
-        list.strNotFound =
-            QStringLiteral("No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not "
-                           "being connected, or the FTDI D2XX\r\ndrivers not being installed properly.");
-        return list;
+        list.entries.push_back({QStringLiteral("USB%1, position %2: %3 (Device ID %4, Vendor ID %5)")
+                                    .arg(row.ulPod)
+                                    .arg(row.ulPosition)
+                                    .arg(row.strName, QString::asprintf("%04Xh", row.wDeviceID),
+                                         QString::asprintf("%04Xh", row.wVendorID)),
+                                JtagAddressWord(row.ulPod, row.ulPosition)});
     }
-    library.unload();
-    list.strNotFound = QStringLiteral("No devices found on JTAG chain.");
     return list;
 }
 

@@ -183,7 +183,7 @@ void CJtagLibrary::Forget()
     m_strLoaded.clear();
 }
 
-bool CJtagLibrary::Start()
+bool CJtagLibrary::Start(bool bQuietIfAbsent)
 {
     const QString strName = ConfiguredName();
     if (m_pvLibrary && strName == m_strLoaded)
@@ -195,7 +195,10 @@ bool CJtagLibrary::Start()
     if (!pLibrary->load())
     {
         DebugPrint(eDebugJTAG, "JTAG: %s\n", pLibrary->errorString().toLocal8Bit().constData());
-        ShowMessage(kNoPods);
+        if (!bQuietIfAbsent)
+        {
+            ShowMessage(kNoPods);
+        }
         return false;
     }
     void* apfn[std::size(kJtagEntryPoints)] = {};
@@ -242,7 +245,7 @@ std::vector<SJtagChainEntry> ScanJtagPods(QString* pstrNotFound)
 {
     std::vector<SJtagChainEntry> rows;
     CJtagLibrary& library = CJtagLibrary::Instance();
-    if (!library.Start())
+    if (!library.Start(true))
     {
         *pstrNotFound = kNoPods;
         return rows;

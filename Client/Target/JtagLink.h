@@ -62,8 +62,9 @@ public:
     // Loads the library and, once per library, starts it: fixes the debug log, checks the
     // driver's version (an old one is told, and work goes on), sets the debug level and the
     // callback that writes "JTAG: " lines to the debug log. Shows what went wrong and returns
-    // false when the library can't be loaded or lacks an entry point.
-    bool Start();
+    // false when the library can't be loaded or lacks an entry point. With bQuietIfAbsent a
+    // library that is not there at all is not told: the caller shows its own text for that.
+    bool Start(bool bQuietIfAbsent = false);
     // The library's name as configured now.
     static QString ConfiguredName();
 
@@ -88,7 +89,7 @@ private:
 
 // Scans every pod's chain (adding the stored user devices to each before the walk). When no row
 // comes, *pstrNotFound gets the text the JTAG tab shows instead. Shows no message box of its own
-// except the library's start-up ones.
+// except the library's start-up ones (a library without an entry point, an old driver).
 std::vector<SJtagChainEntry> ScanJtagPods(QString* pstrNotFound);
 
 // The register path of one device on a pod's chain.

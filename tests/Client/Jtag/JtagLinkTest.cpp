@@ -242,6 +242,7 @@ TEST_F(JtagLinkTest, LibraryProblemsAreToldAndNothingOpens)
     QString strNotFound;
     EXPECT_TRUE(ScanJtagPods(&strNotFound).empty());
     EXPECT_EQ(strNotFound, kNoPods);
+    EXPECT_TRUE(m_ui.messages.isEmpty()) << "the scan shows its text in the tab, not in a box";
     EXPECT_FALSE(Connect(0, 0));
     EXPECT_EQ(m_ui.messages.back(), kNoPods);
 
