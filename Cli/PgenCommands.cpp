@@ -2,9 +2,12 @@
 // it. Each packet of a packet file is sent in turn through the switch's packet generation and
 // capture registers from the start port, and what comes back at the end port is reported: a
 // response (printed in the packet list's form), a copy of the packet, or a time-out. Exit status
-// 0: every packet went and every expected answer came; 1: a send failed (the program's message on
-// standard error; later packets are not sent); 2: bad usage, map, node or file; 3: at least one
-// packet timed out waiting for reception (the others were still sent).
+// 0: every packet went and every expected answer came; 1: a send failed or a check refused it
+// (the program's message on standard error; later packets are not sent); 2: bad usage, map, node
+// or file; 3: at least one packet that expects a response timed out waiting for reception (the
+// others were still sent). The end port is polled for every packet, so a packet without a response
+// (NWRITE, SWRITE, port-write) shows "Timeout waiting for packet reception." unless something else
+// arrives there, and counts as sent.
 #include "CliCommand.h"
 #include "CliMap.h"
 #include "CliOptions.h"
@@ -70,7 +73,7 @@ int RunPgenSend(const SCliInvocation& invocation)
     uint64_t ulNode = 0;
     uint64_t ulStart = 0xFFFF;
     uint64_t ulEnd = 0xFFFF;
-    uint64_t ulFlow = 0;
+    uint64_t ulFlow = 0xFFFF; // none chosen: the window's check says so
     uint64_t ulScenario = 1;
     uint64_t ulTest = 0xFFFF;
     if (!CliNumber(options.Positional()[1], 0xFFFFu, &ulNode) || !options.Number("--start", 17, &ulStart) ||
@@ -99,7 +102,7 @@ int RunPgenSend(const SCliInvocation& invocation)
                 .arg(pPE->DeviceID, 4, 16, QLatin1Char('0'))
                 .arg(pPE->ManufID, 4, 16, QLatin1Char('0')));
     }
-    const auto port = [&](uint64_t ulPort) { return ulPort == 0xFFFF ? -1 : static_cast<int>(ulPort); };
+    const auto chosen = [&](uint64_t ulValue) { return ulValue == 0xFFFF ? -1 : static_cast<int>(ulValue); };
     const int nPorts = pPE->iNumLocalPorts > 0 ? pPE->iNumLocalPorts : 18;
     for (uint64_t ulPort : {ulStart, ulEnd, ulTest})
     {
@@ -126,10 +129,10 @@ int RunPgenSend(const SCliInvocation& invocation)
     generator.SetAutoCRC(false); // the file's CRCs go out as they are
     SPacketGenSettings& settings = generator.Settings();
     settings.nScenario = static_cast<int>(ulScenario);
-    settings.nFlow = static_cast<int>(ulFlow);
-    settings.nStartPort = port(ulStart);
-    settings.nEndPort = port(ulEnd);
-    settings.nTestPort = port(ulTest);
+    settings.nFlow = chosen(ulFlow);
+    settings.nStartPort = chosen(ulStart);
+    settings.nEndPort = chosen(ulEnd);
+    settings.nTestPort = chosen(ulTest);
 
     int nExit = 0;
     for (int i = 0; i < lines.size(); ++i)
@@ -150,7 +153,12 @@ int RunPgenSend(const SCliInvocation& invocation)
             return kExitFailed;
         if (eResult == EPgcResult::TimedOut)
         {
-            nExit = kExitTimedOut;
+            // The wait runs for every packet; only one that expects a response misses it.
+            if (packet.ExpectsResponse())
+                nExit = kExitTimedOut;
+            else
+                std::printf("Sent, no response expected.\n");
+            std::fflush(stdout);
             continue;
         }
         if (eResult == EPgcResult::Sent)

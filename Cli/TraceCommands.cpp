@@ -3,7 +3,8 @@
 // file's second line when there is one, else all ones over the packet's first 20 bytes (or all
 // of a shorter one) except the ackID bits, so that the packet matches however its ackID runs.
 // Its Trace check (default) or Filter check (--filter; --trace as well for both) is set on the
-// listed ports; the tool plays, ticks once a second printing the running totals, and stops.
+// listed ports; the tool plays, ticks once a second printing the running totals, stops, and
+// clears the comparators' enables on every port (Stop alone leaves a filter dropping packets).
 // With --pcap the trace port's copies are caught by its packet capture for the run and written to
 // a pcap file. Exit status 0: done; 1: the switch refused (the program's message on standard
 // error); 2: bad usage, map, node or file.
@@ -268,6 +269,12 @@ int RunTrace(const SCliInvocation& invocation)
         if (trace.RunState() != eTraceStopped && nExit == 0)
             nExit = Fail(messages.messages.join(QLatin1Char('\n')), kExitFailed);
     }
+    // Stop turns the trace off but the ports keep their comparators armed, and a filter would go on
+    // dropping packets after the command: the enables are cleared (also after a start that failed
+    // half way, whose first ports stay armed).
+    messages.messages.clear();
+    if (!trace.Disarm() && nExit == 0)
+        nExit = Fail(messages.messages.join(QLatin1Char('\n')), kExitFailed);
     if (bPcap)
     {
         // What the last second traced, before the port goes back to normal.

@@ -60,14 +60,15 @@ uint8_t BinaryValue(const QString& strText)
     return static_cast<uint8_t>(ulValue);
 }
 
-// A counter button as wide as seven digits (or "Port 17"), so that 18 ports fit side by side.
+// A counter button, or a port's heading, as narrow as seven digits (or "Port 17") allow, so that 18
+// ports fit side by side: the style's button width is only what it prefers.
 void Narrow(QPushButton* pButton)
 {
     const QFontMetrics metrics = pButton->fontMetrics();
     pButton->setMinimumWidth(std::max(metrics.horizontalAdvance(QStringLiteral("9999999")),
                                       metrics.horizontalAdvance(QStringLiteral("Port 17"))) +
                              10);
-    pButton->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    pButton->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
 // The grid as tall as its rows, with room for its scroll bar.
@@ -414,9 +415,9 @@ void CIDT_Gen2_PacketTraceCfgDlg::RefreshArmed()
 CIDT_Gen2_PacketTraceRunDlg::CIDT_Gen2_PacketTraceRunDlg(CPacketTrace& trace, QWidget* pParent)
     : QWidget(pParent), m_trace(trace)
 {
-    QGridLayout* pLayout = new QGridLayout(this);
-    pLayout->setHorizontalSpacing(2);
-    pLayout->setVerticalSpacing(2);
+    // "Reset All Counters" on a line of its own: in the corner of the table it would make the row
+    // headings' column as wide as its text, and push the last ports out of the tab.
+    QVBoxLayout* pOuter = new QVBoxLayout(this);
     QPushButton* pAll = new QPushButton(QStringLiteral("Reset All Counters"), this);
     connect(pAll, &QPushButton::clicked, this,
             [this]()
@@ -424,7 +425,12 @@ CIDT_Gen2_PacketTraceRunDlg::CIDT_Gen2_PacketTraceRunDlg(CPacketTrace& trace, QW
                 m_trace.ResetAll();
                 Refresh();
             });
-    pLayout->addWidget(pAll, 0, 0);
+    pOuter->addWidget(pAll, 0, Qt::AlignLeft);
+    QGridLayout* pLayout = new QGridLayout;
+    pOuter->addLayout(pLayout);
+    pOuter->addStretch(1);
+    pLayout->setHorizontalSpacing(2);
+    pLayout->setVerticalSpacing(2);
     for (int p = 0; p < kTraceMaxPorts; ++p)
     {
         QPushButton* pPort = new QPushButton(QStringLiteral("Port %1").arg(p), this);
@@ -452,8 +458,7 @@ CIDT_Gen2_PacketTraceRunDlg::CIDT_Gen2_PacketTraceRunDlg(CPacketTrace& trace, QW
         for (int p = 0; p < kTraceMaxPorts; ++p)
         {
             QPushButton* pCounter = new QPushButton(QStringLiteral("0"), this);
-            pCounter->setMinimumWidth(
-                pCounter->fontMetrics().horizontalAdvance(QStringLiteral("4294967295")) / 2 + 12);
+            Narrow(pCounter);
             connect(pCounter, &QPushButton::clicked, this,
                     [this, r, p]()
                     {
@@ -464,7 +469,7 @@ CIDT_Gen2_PacketTraceRunDlg::CIDT_Gen2_PacketTraceRunDlg(CPacketTrace& trace, QW
             pLayout->addWidget(pCounter, r + 1, p + 1);
         }
     }
-    pLayout->setRowStretch(kTraceCounterRows + 1, 1);
+    pLayout->setColumnStretch(kTraceMaxPorts + 1, 1);
     Refresh();
 }
 

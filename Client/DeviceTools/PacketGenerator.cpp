@@ -79,11 +79,22 @@ bool TryLayouts(CRIOPacket& packet, const uint8_t* pBytes, uint32_t nBytes,
 
 bool MeasureCapturedPacket(const uint8_t* pBytes, uint32_t nBytes, std::vector<uint8_t>* pPacket)
 {
+    // The capture is zero past the packet, and the CRC run over a packet and its CRC leaves 0, which
+    // zeros keep: every layout longer than the packet whose CRC falls on zeros checks as well. The
+    // packet is the shortest layout that checks.
     CRIOPacket packet;
     packet.SetAutoCRC(false);
-    if (!TryLayouts(packet, pBytes, nBytes, [nBytes](CRIOPacket& p) { return CrcsCheck(p, nBytes); }))
+    uint32_t nShortest = 0;
+    TryLayouts(packet, pBytes, nBytes,
+               [nBytes, &nShortest](CRIOPacket& p)
+               {
+                   if (CrcsCheck(p, nBytes) && (nShortest == 0 || p.GetPacketBytes() < nShortest))
+                       nShortest = p.GetPacketBytes();
+                   return false;
+               });
+    if (nShortest == 0)
         return false;
-    pPacket->assign(pBytes, pBytes + packet.GetPacketBytes());
+    pPacket->assign(pBytes, pBytes + nShortest);
     return true;
 }
 

@@ -286,6 +286,25 @@ void CPacketTrace::Stop()
     DropTraceCounters();
 }
 
+bool CPacketTrace::Disarm()
+{
+    if (!Reach())
+        return false;
+    constexpr uint32_t kComparatorEnables = 0x0001FE00; // 0x200 << c and 0x2000 << c, c 0 to 3
+    for (int p : UsablePorts())
+    {
+        int32_t nStatus = 0;
+        uint32_t ulOps = 0;
+        if ((nStatus = m_access.Read(PortOps(p), &ulOps)) != 0)
+            return Fail("Unable to read Port Operations Register.\n\n%1", nStatus);
+        if ((ulOps & kComparatorEnables) == 0)
+            continue;
+        if ((nStatus = m_access.Write(PortOps(p), ulOps & ~kComparatorEnables)) != 0)
+            return Fail("Unable to write Port Operations Register.\n\n%1", nStatus);
+    }
+    return true;
+}
+
 void CPacketTrace::Tick()
 {
     if (m_nRunState != eTraceRunning)

@@ -75,6 +75,12 @@ public:
     void Play();
     void Pause();
     void Stop();
+    // Clears the trace and filter enables of the four comparators in the Port Operations register
+    // of every usable port, leaving its other bits. Stop only turns the trace off, and the
+    // hardware keeps filtering on the ports' own enables; a command that runs the tool for a while
+    // disarms afterwards so that no filter outlives it. False, with the message shown, when an
+    // access fails.
+    bool Disarm();
     // One second of the timer while running: the eight counters of every usable port are read in
     // one burst and added to the totals of the enabled ones. A read failure beeps and ends the tick.
     void Tick();

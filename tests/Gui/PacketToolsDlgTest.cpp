@@ -18,6 +18,8 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QTimer>
 
@@ -231,5 +233,38 @@ TEST_F(PacketToolsDlgTest, TraceTemplateHeadingsCountTheFirst160BitsAndTheMatrix
     EXPECT_EQ(pDlg, CIDT_Gen2_PacketTraceTabDlg::Find(0));
     delete pDlg;
     EXPECT_EQ(nullptr, CIDT_Gen2_PacketTraceTabDlg::Find(0));
+}
+TEST_F(PacketToolsDlgTest, AllEighteenCounterColumnsFitTheWindowsDefaultSizeWithoutScrolling)
+{
+    CIDT_Gen2_PacketTraceTabDlg* pDlg = CIDT_Gen2_PacketTraceTabDlg::Open(m_map, 0);
+    ASSERT_NE(nullptr, pDlg);
+    pDlg->Tabs()->setCurrentIndex(1);
+    pDlg->show();
+    QApplication::processEvents();
+    CIDT_Gen2_PacketTraceRunDlg* pRun = pDlg->RunTab();
+    QScrollArea* pScroll = qobject_cast<QScrollArea*>(pRun->parentWidget()->parentWidget());
+    ASSERT_NE(nullptr, pScroll);
+    EXPECT_FALSE(pScroll->horizontalScrollBar()->isVisible());
+    const QWidget* pViewport = pScroll->viewport();
+    for (int p = 0; p < kTraceMaxPorts; ++p)
+    {
+        for (int r = 0; r < kTraceCounterRows; ++r)
+        {
+            QPushButton* pButton = pRun->CounterButton(r, p);
+            ASSERT_TRUE(pButton->isVisible()) << "Port " << p;
+            const QRect rect(pButton->mapTo(pViewport, QPoint(0, 0)), pButton->size());
+            EXPECT_GE(rect.left(), 0);
+            EXPECT_LE(rect.right(), pViewport->width()) << "Port " << p << " runs past the tab";
+        }
+    }
+    // Seven digits of a running total fit a counter without being cut.
+    pDlg->Trace().SetComparatorEnabled(0, true);
+    pDlg->Trace().SetCheck(0, 17, true);
+    QPushButton* pLast = pRun->CounterButton(0, 17);
+    pLast->setText(QStringLiteral("9999999"));
+    EXPECT_GE(pLast->width(), pLast->fontMetrics().horizontalAdvance(pLast->text()) + 4);
+    ExpectUnclipped(*pDlg);
+    Shot(*pDlg, "packettrace-counters-default.png");
+    delete pDlg;
 }
 } // namespace

@@ -159,6 +159,31 @@ TEST_F(PacketGeneratorTest, AResponseIsLoadedAndListedAndItsLengthFoundByItsOwnL
     EXPECT_FALSE(MeasureCapturedPacket(broken.data(), kPgcCaptureBytes, &measured));
 }
 
+// Every layout longer than the packet whose CRC falls on the capture's zeros checks too (the CRC
+// run over a packet and its CRC leaves 0, and zeros keep it 0): the packet is the shortest.
+TEST(MeasureCapturedPacket, TakesTheShortestLayoutWhoseCrcChecks)
+{
+    // An NREAD's response with 8 bytes of data, as a switch's capture returns it.
+    const std::vector<uint8_t> response =
+        ParsePacketListLine(QStringLiteral("004D330A 80020102 03040506 0708B283"));
+    struct SCase
+    {
+        const char* pszName;
+        std::vector<uint8_t> bytes;
+    };
+    std::vector<uint8_t> longRead = ReadResponse();
+    const SCase cases[] = {{"response with data, 8 bytes", response},
+                           {"maintenance read response", longRead}};
+    for (const SCase& c : cases)
+    {
+        std::vector<uint8_t> capture = c.bytes;
+        capture.resize(kPgcCaptureBytes, 0);
+        std::vector<uint8_t> measured;
+        ASSERT_TRUE(MeasureCapturedPacket(capture.data(), kPgcCaptureBytes, &measured)) << c.pszName;
+        EXPECT_EQ(c.bytes, measured) << c.pszName;
+    }
+}
+
 TEST_F(PacketGeneratorTest, ACaptureThatMatchesTheSentBytesAfterTheAckIDIsACopy)
 {
     std::vector<uint8_t> sent;

@@ -252,6 +252,33 @@ TEST_F(PacketTraceTest, ButtonsFollowTheStateTableAndALostLinkStopsWithABeep)
     EXPECT_EQ(eTraceStopped, trace.RunState());
 }
 
+TEST_F(PacketTraceTest, DisarmClearsOnlyTheComparatorEnablesAndSkipsPortsWithoutThem)
+{
+    SetComparator(0, {0x00, 0x08}, {0x00, 0x0F});
+    trace.SetComparatorEnabled(0, true);
+    SetComparator(3, {0x00, 0x05}, {0x00, 0x0F});
+    trace.SetComparatorEnabled(3, true);
+    trace.SetCheck(0, 0, true); // Trace 1 on port 0
+    trace.SetCheck(7, 4, true); // Filter 4 on port 4
+    trace.Play();
+    trace.Stop();
+    EXPECT_EQ(0x04000200u, sw.regs[0xF40004]) << "Stop leaves the comparators armed";
+    EXPECT_EQ(0x04010000u, sw.regs[0xF40404]);
+    sw.regs[0xF40404] |= 0x00200100u; // loop-back set meanwhile
+    sw.log.clear();
+    EXPECT_TRUE(trace.Disarm());
+    const QStringList expected = {"R F40004", "W F40004 04000000", "R F40104", "R F40404",
+                                  "W F40404 04200100"};
+    EXPECT_EQ(expected, sw.Accesses());
+
+    sw.regs[0xF40104] = 0x0001FE00u;
+    sw.ulFailOffset = 0xF40104;
+    sw.cFailKind = 'W';
+    EXPECT_FALSE(trace.Disarm());
+    EXPECT_EQ(QStringList{"Unable to write Port Operations Register.\n\nTimeout on RapidIO transaction"},
+              ui.messages);
+}
+
 TEST_F(PacketTraceTest, AFailedAccessShowsItsMessageAndLeavesTheStateAlone)
 {
     sw.ulFailOffset = 0xF40104;
