@@ -1575,6 +1575,8 @@ void CRIOPacket::SetAutoCRC(bool bAuto)
 {
     bAutoCRC = bAuto;
     UpdateCRC(!bAuto);
+    // The stream follows the fields, so that the raw bytes show the CRCs just stored.
+    PackStream();
 }
 
 bool CRIOPacket::GetStream(std::vector<uint8_t>& bytes, uint32_t* pnDataBytes, uint32_t* pnDataSize,

@@ -98,7 +98,14 @@ TEST(PacketGenTargetTest, SendPacketListsTheEndpointsResponseAndShowsItInTheGrid
     EXPECT_EQ(2u, packet.FindField(eRIOFieldTRANSACTION)->GetValue());
     ASSERT_NE(nullptr, packet.FindField(eRIOFieldHOPCOUNT));
     EXPECT_EQ(0xFFu, packet.FindField(eRIOFieldHOPCOUNT)->GetValue());
-    EXPECT_EQ(QStringLiteral("00483305 2007FF00 00000002"), pDlg->List()->item(1)->text());
+    // With automatic CRCs on, the CRC is recomputed for what the packet in hand now holds, and the
+    // list entry carries the same CRC as the grid's CRC cell.
+    ASSERT_NE(nullptr, packet.FindField(eRIOFieldCRC));
+    const uint32_t ulCrc = packet.FindField(eRIOFieldCRC)->GetValue();
+    EXPECT_TRUE(packet.FindField(eRIOFieldCRC)->IsValueValid());
+    EXPECT_NE(0x0002u, ulCrc);
+    EXPECT_EQ(QStringLiteral("00483305 2007FF00 0000%1").arg(ulCrc, 4, 16, QLatin1Char('0')).toUpper(),
+              pDlg->List()->item(1)->text());
     // The grid shows it: the Trans column reads 2.
     bool bTrans = false;
     for (int i = 0; i < pDlg->Grid()->ColumnCount(); ++i)
