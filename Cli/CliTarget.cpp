@@ -27,6 +27,14 @@ CliConnection OpenCliTarget()
         delete pConnection;
     };
     CliConnection pConnection(new CTargetConnection, close);
+    if (CliGlobals().lPcie >= 0)
+    {
+        if (!pConnection->OpenTarget(eConnTsi721Driver, static_cast<uint32_t>(CliGlobals().lPcie)))
+        {
+            return {nullptr, close};
+        }
+        return pConnection;
+    }
     in_addr address{};
     if (inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address) != 1 || address.s_addr == 0)
     {
@@ -45,6 +53,12 @@ void SetCliHostLink(CPEPrimitive& host)
 {
     host.bHasHostLink = true;
     host.bHostLinkOpen = true;
+    if (CliGlobals().lPcie >= 0)
+    {
+        host.eConnectionType = eConnTsi721Driver;
+        host.uNetworkServerAddress = static_cast<uint32_t>(CliGlobals().lPcie);
+        return;
+    }
     in_addr address{};
     inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address);
     host.uNetworkServerAddress = ntohl(address.s_addr);

@@ -15,6 +15,7 @@ struct SCliGlobals
     bool bUdp = false;                   // talk to it over UDP
     bool bLarge = false;                 // 16-bit destination IDs
     std::string strLog;                  // transaction log file
+    int32_t lPcie = -1;                  // --pcie N: the local Tsi721 bridge N instead of a server
 };
 
 // The globals of this run, filled by main.

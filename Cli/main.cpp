@@ -51,6 +51,7 @@ const SCliCommand* const kCommandTables[] = {
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
+    "                    [--pcie N]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
@@ -111,8 +112,8 @@ int main(int argc, char** argv)
     const std::vector<std::pair<std::string, std::string>> commandOptions = {
         {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
-        "--server",  "--port",      "--local-port",     "--log",
-        "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
+        "--server",    "--port",           "--local-port", "--log", "--wait-ms",
+        "--broadcast", "--broadcast-port", "--reply-port", "--pcie"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
@@ -166,6 +167,14 @@ int main(int argc, char** argv)
         else if (strWord == "--log")
         {
             globals.strLog = strValue;
+        }
+        else if (strWord == "--pcie")
+        {
+            if (!CliNumber(strValue, 0x7FFF, &ulValue))
+            {
+                return 2;
+            }
+            globals.lPcie = static_cast<int32_t>(ulValue);
         }
         else
         {
