@@ -43,6 +43,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <sys/ioctl.h>
 
 namespace
@@ -57,6 +58,7 @@ struct SState
     std::mutex mutex;
     std::unique_ptr<nvsim::CSimFabric> pFabric;
     std::map<int, bool> handles;
+    std::string strTopology; // the file the fabric came from
     int nNextHandle = 1;
     bool bLarge = false;
     long lUnplugAfter = -1; // ioctls left before the bridge goes; -1: never
@@ -195,15 +197,20 @@ extern "C" __attribute__((visibility("default"))) int nv_mport_open(uint32_t ulI
 {
     SState& state = State();
     std::lock_guard guard(state.mutex);
-    if (!state.pFabric)
+    // The fabric is loaded at the first open, and again when nothing is open and the
+    // environment names another topology.
+    const char* pszEnvironment = std::getenv("NVSIM_MPORT_TOPOLOGY");
+    const std::string strTopology = pszEnvironment ? pszEnvironment : "";
+    if (!state.pFabric || (state.handles.empty() && !strTopology.empty() && strTopology != state.strTopology))
     {
-        const char* pszTopology = std::getenv("NVSIM_MPORT_TOPOLOGY");
-        if (!pszTopology || !*pszTopology)
+        if (strTopology.empty())
         {
             return -ENODEV;
         }
+        state.pFabric.reset();
+        state.bGone = false;
         std::string strError;
-        std::unique_ptr<nvsim::CSimFabric> pFabric = nvsim::LoadTopologyFile(pszTopology, &strError);
+        std::unique_ptr<nvsim::CSimFabric> pFabric = nvsim::LoadTopologyFile(strTopology, &strError);
         if (!pFabric)
         {
             return -ENODEV;
@@ -220,6 +227,7 @@ extern "C" __attribute__((visibility("default"))) int nv_mport_open(uint32_t ulI
         const char* pszUnplug = std::getenv("NVSIM_MPORT_UNPLUG_AFTER");
         state.lUnplugAfter = pszUnplug && *pszUnplug ? std::strtol(pszUnplug, nullptr, 10) : -1;
         state.pFabric = std::move(pFabric);
+        state.strTopology = strTopology;
     }
     if (ulIndex != 0)
     {
