@@ -219,7 +219,16 @@ QString FindPciConfigFile(const QString& strClassDir)
     return {};
 }
 
-CMportBridge::CMportBridge(std::unique_ptr<IMportDevice> pDevice) : m_pDevice(std::move(pDevice)) {}
+CMportBridge::CMportBridge(std::unique_ptr<IMportDevice> pDevice) : m_pDevice(std::move(pDevice))
+{
+    rio_mport_properties properties;
+    std::memset(&properties, 0, sizeof(properties));
+    if (Call(RIO_MPORT_GET_PROPERTIES, &properties))
+    {
+        m_nDriverLarge = properties.sys_size ? 1 : 0;
+        m_bLarge = m_nDriverLarge == 1;
+    }
+}
 
 bool CMportBridge::Call(unsigned long ulRequest, void* pvArg)
 {
@@ -324,9 +333,20 @@ bool CMportBridge::GetDestIDs(uint32_t* pulIDs)
 
 void CMportBridge::SetDestIDSize(bool bLarge)
 {
-    // The destination IDs of the requests are cut to this size. The ID the bridge takes inbound
-    // messages for is the kernel's business on Linux (it programs it from the mport's host ID
-    // when a mailbox opens), so nothing is written to the bridge here.
+    // The ID the bridge takes inbound messages for is the kernel's business on Linux (it
+    // programs it from the mport's host ID when a mailbox opens), so nothing is written to the
+    // bridge here. The driver sends every request in its own transport size; when the settings
+    // ask for the other one the user is told which size the requests carry.
+    if (m_nDriverLarge >= 0 && bLarge != (m_nDriverLarge == 1))
+    {
+        ShowMessage(QStringLiteral("The Tsi721 bridge's driver addresses the fabric with %1-bit destination "
+                                   "IDs, not the %2-bit IDs of the settings. Requests carry %1-bit IDs.")
+                        .arg(m_nDriverLarge ? 16 : 8)
+                        .arg(bLarge ? 16 : 8),
+                    EMessageKind::Warning);
+        m_bLarge = m_nDriverLarge == 1;
+        return;
+    }
     m_bLarge = bLarge;
 }
 

@@ -79,6 +79,8 @@ public:
     void SetDestIDSize(bool bLarge) override;
     void Close() override;
 
+    // The size of the destination IDs the requests carry. The driver fixes it (the mport's
+    // common transport size); until it is known the size set last stands.
     bool LargeDestIDs() const { return m_bLarge; }
     // The errno of the last failed call, 0 after a success.
     int LastError() const { return m_nLastError; }
@@ -88,6 +90,7 @@ private:
 
     std::unique_ptr<IMportDevice> m_pDevice;
     bool m_bLarge = false;
+    int m_nDriverLarge = -1; // the driver's transport size: 1 16-bit, 0 8-bit, -1 not known
     int m_nLastError = 0;
 };
 

@@ -11,7 +11,8 @@
 //
 // Environment:
 //   NVSIM_MPORT_TOPOLOGY      topology file of the fabric (required); its host must be a Tsi721
-//   NVSIM_MPORT_LARGE         1: the mport's common transport size is 16-bit IDs (default 8-bit)
+//   NVSIM_MPORT_LARGE         1: the mport's common transport size is 16-bit IDs (default 8-bit);
+//                             read when the first handle opens
 //   NVSIM_MPORT_UNPLUG_AFTER  N: the bridge goes away after N ioctls; every call after that
 //                             fails with ENODEV, as on a card that was removed
 //
@@ -222,12 +223,16 @@ extern "C" __attribute__((visibility("default"))) int nv_mport_open(uint32_t ulI
             // The host of this fabric is no Tsi721: no mport of this kind is there.
             return -ENODEV;
         }
-        const char* pszLarge = std::getenv("NVSIM_MPORT_LARGE");
-        state.bLarge = pszLarge && std::strcmp(pszLarge, "1") == 0;
         const char* pszUnplug = std::getenv("NVSIM_MPORT_UNPLUG_AFTER");
         state.lUnplugAfter = pszUnplug && *pszUnplug ? std::strtol(pszUnplug, nullptr, 10) : -1;
         state.pFabric = std::move(pFabric);
         state.strTopology = strTopology;
+    }
+    if (state.handles.empty())
+    {
+        // The transport size is the driver's, fixed while the device is open.
+        const char* pszLarge = std::getenv("NVSIM_MPORT_LARGE");
+        state.bLarge = pszLarge && std::strcmp(pszLarge, "1") == 0;
     }
     if (ulIndex != 0)
     {

@@ -8,6 +8,7 @@
 #include "LinkSettings.h"
 #include "MportBridge.h"
 #include "MportIoctl.h"
+#include "Preferences.h"
 #include "ServerCaps.h"
 #include "TargetClient.h"
 #include "TargetConnection.h"
@@ -153,6 +154,8 @@ protected:
         }
         ::unsetenv(kMportLibraryVariable);
         ::unsetenv("NVSIM_MPORT_TOPOLOGY");
+        ::unsetenv("NVSIM_MPORT_LARGE");
+        ClearPreferenceOverrides();
     }
     uint32_t Reference(uint32_t ulDestID, uint8_t uchHop, uint32_t ulOffset)
     {
@@ -267,6 +270,43 @@ TEST_F(MportLinkTest, DataWrittenToTheEndpointsMemoryReadsBack)
     // Nobody at that ID.
     EXPECT_EQ(eRioTsi721DataReadFailed,
               client.NreadEx(0, 0x33, 0, 0, 0x4000, 1, false, abOut.data(), &ulCount));
+}
+
+TEST_F(MportLinkTest, TheDriversTransportSizeStandsAndAMismatchIsTold)
+{
+    // The driver runs 16-bit IDs; the settings ask for 8-bit ones.
+    ::setenv("NVSIM_MPORT_LARGE", "1", 1);
+    ASSERT_TRUE(connection.OpenTarget(eConnTsi721Driver, 0));
+    ASSERT_EQ(1, ui.messages.size());
+    EXPECT_EQ(
+        QStringLiteral("The Tsi721 bridge's driver addresses the fabric with 16-bit destination IDs, not "
+                       "the 8-bit IDs of the settings. Requests carry 16-bit IDs."),
+        ui.messages[0]);
+    auto* pBridge = dynamic_cast<CMportBridge*>(client.Link()->pTsi721);
+    ASSERT_NE(nullptr, pBridge);
+    EXPECT_TRUE(pBridge->LargeDestIDs());
+    // A request still reaches the switch by its hop count.
+    uint32_t ulValue = 0;
+    ASSERT_EQ(eRioOk, client.Maint_read(0, 0xFFFF, 0, 0x0, &ulValue, 1, 4, 2));
+    EXPECT_EQ(Reference(0xFF, 0, 0x0), ulValue);
+    connection.Disconnect();
+
+    // Settings and driver agree: nothing to tell.
+    ui.messages.clear();
+    SetPreferenceOverride(QStringLiteral("Preferences"), QStringLiteral("DefaultDestIDSize"),
+                          QStringLiteral("16"));
+    ASSERT_TRUE(connection.OpenTarget(eConnTsi721Driver, 0));
+    EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+    connection.Disconnect();
+
+    // An 8-bit driver with 16-bit settings: told the other way round.
+    ::unsetenv("NVSIM_MPORT_LARGE");
+    ASSERT_TRUE(connection.OpenTarget(eConnTsi721Driver, 0));
+    ASSERT_EQ(1, ui.messages.size());
+    EXPECT_TRUE(ui.messages[0].contains(QStringLiteral("with 8-bit destination IDs, not the 16-bit IDs")));
+    pBridge = dynamic_cast<CMportBridge*>(client.Link()->pTsi721);
+    ASSERT_NE(nullptr, pBridge);
+    EXPECT_FALSE(pBridge->LargeDestIDs());
 }
 
 TEST_F(MportLinkTest, TabListsTheBridgeAndAMissingIndexIsNoBoard)
