@@ -20,7 +20,7 @@ namespace
 // (its vendor ID) there.
 constexpr uint32_t kDeviceIdentityCar = 0x00;
 constexpr uint32_t kTsi721Identity = 0x80AB0038u;
-// RapidIO Part 1, 5.5.4: Base Device ID CSR.
+// RapidIO Part 3 (common transport): Base Device ID CSR.
 constexpr uint32_t kBaseDeviceIdCsr = 0x60;
 
 QString DevicePath(uint32_t ulIndex)

@@ -30,8 +30,8 @@ rio_transfer_io Transfer(uint16_t wDestID, uint64_t ullRioAddress, const void* p
 // One synchronous transfer in the given direction (enum rio_transfer_dir).
 rio_transaction Transaction(const rio_transfer_io* pTransfer, uint16_t uDirection);
 
-// The IDs in the Base Device ID CSR (0x60, RapidIO Part 1, 5.5.4: bits 23..16 the 8-bit ID,
-// bits 15..0 the 16-bit ID) packed as the front end expects them: the 8-bit ID in the high half,
-// the 16-bit ID in the low half.
+// The IDs in the Base Device ID CSR (0x60, RapidIO Part 3, common transport registers: bits 23..16 the 8-bit
+// ID, bits 15..0 the 16-bit ID) packed as the front end expects them: the 8-bit ID in the high half, the
+// 16-bit ID in the low half.
 uint32_t PackDestIDs(uint32_t ulBaseDeviceIdCsr);
 } // namespace mport

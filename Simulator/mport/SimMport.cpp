@@ -24,7 +24,7 @@
 //    go to rioid at hopcount hops. A request the fabric loses fails with EIO (the Tsi721 driver's
 //    answer to a maintenance error).
 //  - MAINT_HDID_SET: the mport's host ID, written to the Base Device ID CSR in the transport
-//    size of the mport (RapidIO Part 1, 5.5.4).
+//    size of the mport (RapidIO Part 3, Base Device ID CSR).
 //  - GET_PROPERTIES: host ID, index, transport size, port state.
 //  - TRANSFER: synchronous transfers of a user buffer (transfer mode TRANSFER, no DMA handle);
 //    other forms fail with EINVAL. Reads are NREADs; writes by the exchange method: SWRITE,
