@@ -43,6 +43,14 @@ CliConnection OpenCliTarget()
         }
         return pConnection;
     }
+    if (CliGlobals().lPcie >= 0)
+    {
+        if (!pConnection->OpenTarget(eConnTsi721Driver, static_cast<uint32_t>(CliGlobals().lPcie)))
+        {
+            return {nullptr, close};
+        }
+        return pConnection;
+    }
     in_addr address{};
     if (inet_pton(AF_INET, CliGlobals().strServer.c_str(), &address) != 1 || address.s_addr == 0)
     {
@@ -97,6 +105,12 @@ void SetCliHostLink(CPEPrimitive& host)
     if (!CliGlobals().strJtag.empty())
     {
         host.eConnectionType = eConnJTAG;
+        return;
+    }
+    if (CliGlobals().lPcie >= 0)
+    {
+        host.eConnectionType = eConnTsi721Driver;
+        host.uNetworkServerAddress = static_cast<uint32_t>(CliGlobals().lPcie);
         return;
     }
     in_addr address{};

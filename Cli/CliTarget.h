@@ -16,6 +16,7 @@ struct SCliGlobals
     bool bLarge = false;                 // 16-bit destination IDs
     std::string strLog;                  // transaction log file
     std::string strJtag;                 // --jtag POD:POSITION: a JTAG chain entry instead of a server
+    int32_t lPcie = -1;                  // --pcie N: the local Tsi721 bridge N instead of a server
 };
 
 // The globals of this run, filled by main.

@@ -52,6 +52,7 @@ const SCliCommand* const kCommandTables[] = {
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
+    "                    [--pcie N]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
     "                    [--jtag POD:POSITION]\n"
     "                    COMMAND [ARGS...]\n"
@@ -114,7 +115,7 @@ int main(int argc, char** argv)
         {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
         "--server",    "--port",           "--local-port", "--log", "--wait-ms",
-        "--broadcast", "--broadcast-port", "--reply-port", "--jtag"};
+        "--broadcast", "--broadcast-port", "--reply-port", "--jtag", "--pcie"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
@@ -172,6 +173,14 @@ int main(int argc, char** argv)
         else if (strWord == "--log")
         {
             globals.strLog = strValue;
+        }
+        else if (strWord == "--pcie")
+        {
+            if (!CliNumber(strValue, 0x7FFF, &ulValue))
+            {
+                return 2;
+            }
+            globals.lPcie = static_cast<int32_t>(ulValue);
         }
         else
         {

@@ -3,6 +3,7 @@
 #include "JtagLink.h"
 
 #include "LinkSettings.h"
+#include "MportBridge.h"
 #include "NumberText.h"
 #include "Preferences.h"
 
@@ -288,16 +289,15 @@ SLinkList I2CChannels()
 SLinkList PcieBridges()
 {
     SLinkList list;
-    const bool bDriver = QFileInfo::exists(QStringLiteral("/sys/class/rio_mport")) ||
-                         QFileInfo::exists(QStringLiteral("/dev/rio_mport0"));
-    if (!bDriver)
+    if (!MportDriverPresent())
     {
         list.strNotFound =
             QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
                            "installed the latest driver package from IDT.");
         return list;
     }
-    if (CanOpen(QStringLiteral("/dev/rio_mport0")))
+    // Only the first bridge is looked for.
+    if (MportBridgeOpens(0))
     {
         list.entries.push_back({QStringLiteral("Tsi721 RapidIO/PCIe Bridge %1").arg(0), 0});
     }

@@ -3,6 +3,7 @@
 #include "JtagLink.h"
 
 #include "LinkSettings.h"
+#include "MportBridge.h"
 #include "SocketErrorText.h"
 #include "UserInterface.h"
 
@@ -246,10 +247,16 @@ bool CTargetLink::OpenDirect()
         ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
         break;
     case eLinkPCIe:
-        ShowMessage(
-            QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
-                           "installed the latest driver package from IDT."));
-        break;
+    {
+        // The mport layer shows why when the bridge does not open.
+        std::unique_ptr<ITsi721Bridge> pBridge = OpenMportBridge(wTsi721Device);
+        if (!pBridge)
+        {
+            return false;
+        }
+        AttachBridge(std::move(pBridge));
+        return true;
+    }
     default:
         break;
     }
