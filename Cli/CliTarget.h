@@ -15,7 +15,12 @@ struct SCliGlobals
     bool bUdp = false;                   // talk to it over UDP
     bool bLarge = false;                 // 16-bit destination IDs
     std::string strLog;                  // transaction log file
+    std::string strSerial;               // serial device of an RS232 link, or empty for a server
 };
+
+// Takes --serial DEV, --baud N or --flow none|hw|sw; the rate and handshake stand for this run
+// only. False (with the message printed) for a rate or flow control the link does not offer.
+bool SetCliSerialOption(const std::string& strOption, const std::string& strValue);
 
 // The globals of this run, filled by main.
 SCliGlobals& CliGlobals();

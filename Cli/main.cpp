@@ -52,6 +52,7 @@ const SCliCommand* const kCommandTables[] = {
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
+    "                    [--serial DEV [--baud N] [--flow none|hw|sw]]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
 
@@ -111,8 +112,8 @@ int main(int argc, char** argv)
     const std::vector<std::pair<std::string, std::string>> commandOptions = {
         {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
-        "--server",  "--port",      "--local-port",     "--log",
-        "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
+        "--server",         "--port",       "--local-port", "--log",  "--wait-ms", "--broadcast",
+        "--broadcast-port", "--reply-port", "--serial",     "--baud", "--flow"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
@@ -166,6 +167,13 @@ int main(int argc, char** argv)
         else if (strWord == "--log")
         {
             globals.strLog = strValue;
+        }
+        else if (strWord == "--serial" || strWord == "--baud" || strWord == "--flow")
+        {
+            if (!SetCliSerialOption(strWord, strValue))
+            {
+                return 2;
+            }
         }
         else
         {

@@ -1,6 +1,7 @@
 #include "TargetLink.h"
 
 #include "LinkSettings.h"
+#include "RS232Comms.h"
 #include "SocketErrorText.h"
 #include "UserInterface.h"
 
@@ -122,6 +123,8 @@ bool CTargetLink::Open(ELinkKind eNewKind, uint32_t ulNewAddress)
         return OpenBroadcastSender();
     case eLinkBroadcastReceiver:
         return OpenBroadcastReceiver();
+    case eLinkRS232:
+        return OpenRS232();
     case eLinkNone:
         return true;
     default:
@@ -229,14 +232,10 @@ bool CTargetLink::OpenBroadcastReceiver()
 
 bool CTargetLink::OpenDirect()
 {
-    // The serial line and the pods open through their own layers, which attach their register
-    // path here once the device answers. None is installed in this build.
+    // The pods open through their own layers, which attach their register path here once the
+    // device answers. None is installed in this build.
     switch (eKind)
     {
-    case eLinkRS232:
-        ShowMessage(QStringLiteral("Failed to Initalize RS232 Comms: %1")
-                        .arg(QStringLiteral("no serial line support is installed")));
-        break;
     case eLinkJTAG:
         ShowMessage(QStringLiteral(
             "No compatible JTAG Pods found.\r\n\r\nThis could be due to the JTAG Pod not being "
@@ -254,6 +253,21 @@ bool CTargetLink::OpenDirect()
         break;
     }
     return false;
+}
+
+bool CTargetLink::OpenRS232()
+{
+    // A new port every time: a line that failed may have come back under the same name.
+    m_pRS232.reset();
+    pRS232 = nullptr;
+    auto pManager = std::make_unique<CRS232CommsManager>(QString::fromStdString(strCOMDevice), ulCOMPort);
+    if (!pManager->Init(lBaudRate, static_cast<ERS232Flow>(lFlowControl)))
+    {
+        return false;
+    }
+    m_pRS232 = std::move(pManager);
+    pRS232 = m_pRS232.get();
+    return true;
 }
 
 void CTargetLink::AttachPod(ELinkKind eNewKind, std::unique_ptr<IRegisterPod> pPod)
@@ -323,6 +337,8 @@ bool CTargetLink::Send(const void* pvBuffer, uint32_t ulLength)
                          sizeof(address));
         break;
     }
+    case eLinkRS232:
+        return pRS232 && pRS232->Send(pvBuffer, ulLength);
     default:
         return false;
     }
@@ -390,6 +406,15 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
     if (static_cast<int32_t>(ulWanted) <= 0)
     {
         return true;
+    }
+    if (eKind == eLinkRS232)
+    {
+        if (!pRS232)
+        {
+            *pulLength = 0;
+            return false;
+        }
+        return pRS232->Receive(pvBuffer, pulLength, ulSeconds, ulMicroSeconds);
     }
     *pulLength = 0;
     if (sSocket < 0 || (eKind != eLinkTCP && eKind != eLinkUDP))
@@ -580,6 +605,11 @@ bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t 
 
 void CTargetLink::Shutdown()
 {
+    if (m_pRS232)
+    {
+        m_pRS232->Close();
+        m_pRS232.reset();
+    }
     pRS232 = nullptr;
     if (bJTAGOpen)
     {
