@@ -255,7 +255,24 @@ bool CRS232CommsManager::Init(int32_t lBaudRate, ERS232Flow eFlow)
 bool CRS232CommsManager::Send(const void* pvBuffer, uint32_t ulLength)
 {
     const CNVTCommsMsg msg(static_cast<const uint8_t*>(pvBuffer), ulLength);
-    return m_comms.Write(msg);
+    if (m_comms.Write(msg))
+    {
+        return true;
+    }
+    ShowFailure();
+    return false;
+}
+
+void CRS232CommsManager::ShowFailure()
+{
+    // Once per opening: a line that went away fails every transaction after it the same way.
+    if (m_comms.Failed() && !m_bFailureShown)
+    {
+        m_bFailureShown = true;
+        QString strText;
+        m_comms.GetLastError(strText);
+        ShowMessage(QStringLiteral("Norvanta Server has dropped the connection.\n\n%1").arg(strText));
+    }
 }
 
 bool CRS232CommsManager::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSeconds,
@@ -276,24 +293,18 @@ bool CRS232CommsManager::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t u
             while (!pCurrent && !m_comms.Failed())
             {
                 const uint64_t ullSpent = static_cast<uint64_t>(timer.elapsed());
-                if (ullSpent >= ullWait || ++m_ulPolls > ullWait / kPollMilliseconds)
+                if (ullSpent >= ullWait)
                 {
                     break;
                 }
+                ++m_ulPolls;
                 m_comms.WaitForBytes(
                     static_cast<uint32_t>(std::min<uint64_t>(kPollMilliseconds, ullWait - ullSpent)));
                 m_comms.Read(&pCurrent);
             }
             if (!pCurrent)
             {
-                if (m_comms.Failed() && !m_bFailureShown)
-                {
-                    m_bFailureShown = true;
-                    QString strText;
-                    m_comms.GetLastError(strText);
-                    ShowMessage(
-                        QStringLiteral("Norvanta Server has dropped the connection.\n\n%1").arg(strText));
-                }
+                ShowFailure();
                 *pulLength = ulGot;
                 return false;
             }

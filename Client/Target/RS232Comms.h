@@ -124,6 +124,9 @@ public:
     uint32_t LastPollCount() const { return m_ulPolls; }
 
 private:
+    // Tells of a port that failed, the first time.
+    void ShowFailure();
+
     QString m_strDevice;
     uint32_t m_ulCOMPort;
     CRS232Comms m_comms;

@@ -267,6 +267,7 @@ bool CTargetLink::OpenRS232()
     }
     m_pRS232 = std::move(pManager);
     pRS232 = m_pRS232.get();
+    m_ullLineErrors = 0;
     return true;
 }
 
@@ -413,6 +414,14 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
         {
             *pulLength = 0;
             return false;
+        }
+        // A reply the line damaged is gone for good, and whole replies are all a serial link
+        // hands on: those noted as late will not come, and the next unit is this request's.
+        const uint64_t ullLineErrors = pRS232->Comms().LineErrors();
+        if (ullLineErrors != m_ullLineErrors)
+        {
+            m_ullLineErrors = ullLineErrors;
+            m_late.ulCount = 0;
         }
         return pRS232->Receive(pvBuffer, pulLength, ulSeconds, ulMicroSeconds);
     }

@@ -133,6 +133,7 @@ private:
     void ForgetStreamState();
 
     std::unique_ptr<CRS232CommsManager> m_pRS232;
+    uint64_t m_ullLineErrors = 0; // bad frames of the serial line already taken into account
     std::unique_ptr<IRegisterPod> m_pPod;
     std::unique_ptr<ITsi721Bridge> m_pBridge;
     SLateReplies m_late;
