@@ -222,16 +222,22 @@ void CSimSerialServer::CImpl::Run()
         if (nGot <= 0)
             continue;
         m_lastByte = Clock::now();
-        const unsigned uErrors = m_reader.Push(abBuffer, static_cast<size_t>(nGot));
-        if (uErrors)
+        // Byte by byte, so that the requests a good frame completes are carried out before a bad
+        // frame after it in the same read throws away the request it was part of.
+        for (ssize_t i = 0; i < nGot; ++i)
         {
-            // The bytes of a request around a bad frame cannot be put together again.
-            stream.clear();
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_counters.ullLineErrors += uErrors;
-            ++m_counters.ullDropped;
+            const size_t nBefore = stream.size();
+            const unsigned uErrors = m_reader.Push(abBuffer + i, 1);
+            if (uErrors)
+            {
+                stream.clear();
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_counters.ullLineErrors += uErrors;
+                ++m_counters.ullDropped;
+            }
+            else if (stream.size() != nBefore)
+                TakeRequests();
         }
-        TakeRequests();
     }
 }
 
