@@ -2,13 +2,19 @@
 
 #include "JtagLink.h"
 
+#include "ConnectionChoice.h"
 #include "NVXLStatus.h"
+#include "Preferences.h"
 #include "Primitives.h"
+#include "RS232Comms.h"
 #include "StatusText.h"
 #include "TargetClient.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
 
+#include <QCoreApplication>
+
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
 
@@ -16,6 +22,67 @@ SCliGlobals& CliGlobals()
 {
     static SCliGlobals globals;
     return globals;
+}
+
+namespace
+{
+const QString kRS232Section = QStringLiteral("Preferences/RS232");
+
+// The number of the serial device of the globals in the list of serial devices; the device is
+// added to the list for this run when it has another name.
+uint32_t CliSerialPort()
+{
+    const QString strDevice = QString::fromStdString(CliGlobals().strSerial);
+    qsizetype iIndex = SerialPortCandidates().indexOf(strDevice);
+    if (iIndex < 0)
+    {
+        SetPreferenceOverride(kRS232Section, QStringLiteral("ExtraPorts"), strDevice);
+        iIndex = SerialPortCandidates().indexOf(strDevice);
+    }
+    return static_cast<uint32_t>(std::max<qsizetype>(iIndex, 0));
+}
+
+// The serial port watches its device through the application object's event dispatcher, which a
+// command otherwise only makes when it needs one.
+void EnsureApplication()
+{
+    if (!QCoreApplication::instance())
+    {
+        static int s_argc = 1;
+        static char s_szName[] = "norvanta-cli";
+        static char* s_argv[] = {s_szName, nullptr};
+        static QCoreApplication s_application(s_argc, s_argv);
+    }
+}
+} // namespace
+
+bool SetCliSerialOption(const std::string& strOption, const std::string& strValue)
+{
+    if (strOption == "--serial")
+    {
+        CliGlobals().strSerial = strValue;
+        return true;
+    }
+    if (strOption == "--baud")
+    {
+        bool bOk = false;
+        const int iRate = QString::fromStdString(strValue).toInt(&bOk, 10);
+        if (!bOk || std::find(BaudRates().begin(), BaudRates().end(), iRate) == BaudRates().end())
+        {
+            std::fprintf(stderr, "Please select a valid BAUD Rate.\n");
+            return false;
+        }
+        SetPreferenceOverride(kRS232Section, QStringLiteral("BaudRate"), QString::number(iRate));
+        return true;
+    }
+    ERS232Flow eFlow = eFlowNone;
+    if (!ParseRS232Flow(QString::fromStdString(strValue), &eFlow))
+    {
+        std::fprintf(stderr, "Please select a valid flow control setting.\n");
+        return false;
+    }
+    SetPreferenceOverride(kRS232Section, QStringLiteral("Handshake"), QString::number(eFlow));
+    return true;
 }
 
 CliConnection OpenCliTarget()
@@ -46,6 +113,15 @@ CliConnection OpenCliTarget()
     if (CliGlobals().lPcie >= 0)
     {
         if (!pConnection->OpenTarget(eConnTsi721Driver, static_cast<uint32_t>(CliGlobals().lPcie)))
+        {
+            return {nullptr, close};
+        }
+        return pConnection;
+    }
+    if (!CliGlobals().strSerial.empty())
+    {
+        EnsureApplication();
+        if (!pConnection->OpenTarget(eConnRS232, CliSerialPort()))
         {
             return {nullptr, close};
         }
@@ -111,6 +187,12 @@ void SetCliHostLink(CPEPrimitive& host)
     {
         host.eConnectionType = eConnTsi721Driver;
         host.uNetworkServerAddress = static_cast<uint32_t>(CliGlobals().lPcie);
+        return;
+    }
+    if (!CliGlobals().strSerial.empty())
+    {
+        host.uNetworkServerAddress = CliSerialPort();
+        host.eConnectionType = eConnRS232;
         return;
     }
     in_addr address{};

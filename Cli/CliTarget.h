@@ -17,7 +17,12 @@ struct SCliGlobals
     std::string strLog;                  // transaction log file
     std::string strJtag;                 // --jtag POD:POSITION: a JTAG chain entry instead of a server
     int32_t lPcie = -1;                  // --pcie N: the local Tsi721 bridge N instead of a server
+    std::string strSerial;               // serial device of an RS232 link, or empty for a server
 };
+
+// Takes --serial DEV, --baud N or --flow none|hw|sw; the rate and handshake stand for this run
+// only. False (with the message printed) for a rate or flow control the link does not offer.
+bool SetCliSerialOption(const std::string& strOption, const std::string& strValue);
 
 // The globals of this run, filled by main.
 SCliGlobals& CliGlobals();

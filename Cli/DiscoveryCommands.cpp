@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 #include <QRegularExpression>
+#include <optional>
 
 #include <algorithm>
 
@@ -242,7 +243,12 @@ int RunDiscover(const SCliInvocation& invocation)
     static int s_argc = 1;
     static char s_szName[] = "norvanta-cli";
     static char* s_argv[] = {s_szName, nullptr};
-    QCoreApplication application(s_argc, s_argv);
+    // A serial link made it already.
+    std::optional<QCoreApplication> application;
+    if (!QCoreApplication::instance())
+    {
+        application.emplace(s_argc, s_argv);
+    }
     const LayoutFn layout =
         options.Has("--no-layout")
             ? LayoutFn()

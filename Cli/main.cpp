@@ -52,9 +52,8 @@ const SCliCommand* const kCommandTables[] = {
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
-    "                    [--pcie N]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
-    "                    [--jtag POD:POSITION]\n"
+    "                    [--serial DEV [--baud N] [--flow none|hw|sw]] [--jtag POD:POSITION] [--pcie N]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
 
@@ -110,12 +109,16 @@ int main(int argc, char** argv)
     std::vector<std::string> args(argv + 1, argv + argc);
     // The global options may stand anywhere; what is left is the command and its words. A command
     // may own a global option's name: after its word the option is the command's (watch's --log is
-    // its log of trigger lines, not the transaction log; perfmon's and report's --port is a switch port).
-    const std::vector<std::pair<std::string, std::string>> commandOptions = {
-        {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
+    // its log of trigger lines, not the transaction log; perfmon's and report's --port is a switch port,
+    // pgen's --flow a flow type).
+    const std::vector<std::pair<std::string, std::string>> commandOptions = {{"watch", "--log"},
+                                                                             {"perfmon", "--port"},
+                                                                             {"report", "--port"},
+                                                                             {"dfe", "--port"},
+                                                                             {"pgen", "--flow"}};
     const std::vector<std::string> valueGlobals = {
-        "--server",    "--port",           "--local-port", "--log", "--wait-ms",
-        "--broadcast", "--broadcast-port", "--reply-port", "--jtag", "--pcie"};
+        "--server",     "--port",   "--local-port", "--log",  "--wait-ms", "--broadcast", "--broadcast-port",
+        "--reply-port", "--serial", "--baud",       "--flow", "--jtag",    "--pcie"};
     const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
@@ -181,6 +184,13 @@ int main(int argc, char** argv)
                 return 2;
             }
             globals.lPcie = static_cast<int32_t>(ulValue);
+        }
+        else if (strWord == "--serial" || strWord == "--baud" || strWord == "--flow")
+        {
+            if (!SetCliSerialOption(strWord, strValue))
+            {
+                return 2;
+            }
         }
         else
         {

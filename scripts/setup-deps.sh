@@ -7,6 +7,7 @@ packages=(
     cmake ninja-build g++ ccache make python3
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     qt6-base-dev qt6-svg-dev libgl-dev libqt6svg6 libqt6printsupport6
+    qt6-serialport-dev  # the RS232 link
     qt6-charts-dev libqt6opengl6-dev  # the monitors' strip charts (Qt6Charts needs Qt6OpenGL's CMake files)
     libxkbcommon-x11-0 libxcb-cursor0 fonts-dejavu-core
     libssl-dev

@@ -6,6 +6,7 @@
 #include "MportBridge.h"
 #include "NumberText.h"
 #include "Preferences.h"
+#include "RS232Comms.h"
 
 #include <QDir>
 #include <QFile>
@@ -213,18 +214,15 @@ bool I2CAddressInRange(uint32_t ulAddress, bool b7Bit)
 SLinkList SerialPorts()
 {
     SLinkList list;
-    const QDir devices(QStringLiteral("/dev"));
-    const QStringList names =
-        devices.entryList({QStringLiteral("ttyS*"), QStringLiteral("ttyUSB*"), QStringLiteral("ttyACM*")},
-                          QDir::System, QDir::Name);
-    uint32_t ulIndex = 0;
-    for (const QString& strName : names)
+    // The value of an entry is its number among all candidates, opened or not, which is how the
+    // link finds the device again.
+    const QStringList candidates = SerialPortCandidates();
+    for (qsizetype i = 0; i < candidates.size(); ++i)
     {
-        if (CanOpen(devices.filePath(strName)))
+        if (CanOpen(candidates[i]))
         {
-            list.entries.push_back({devices.filePath(strName), ulIndex});
+            list.entries.push_back({candidates[i], static_cast<uint32_t>(i)});
         }
-        ++ulIndex;
     }
     if (list.entries.empty())
     {

@@ -1,6 +1,8 @@
 #include "TargetConnection.h"
 
 #include "ClientStatus.h"
+#include "Preferences.h"
+#include "RS232Comms.h"
 #include "ServerCaps.h"
 #include "StatusText.h"
 #include "TargetClient.h"
@@ -115,6 +117,19 @@ bool CTargetConnection::OpenTarget(int32_t nChoice, uint32_t ulAddressWord)
     case eLinkPCIe:
         m_link.wTsi721Device = static_cast<uint16_t>(ulAddressWord);
         break;
+    case eLinkRS232:
+    {
+        // The port by its number in the list of serial devices; rate and handshake as the RS232
+        // tab (or the command line, for its run) last chose them.
+        const QString strSection = QStringLiteral("Preferences/RS232");
+        m_link.ulCOMPort = ulAddressWord;
+        m_link.strCOMDevice = SerialPortDevice(ulAddressWord).toStdString();
+        m_link.lBaudRate = static_cast<int32_t>(
+            GetPreference(strSection, QStringLiteral("BaudRate"), static_cast<uint32_t>(115200)));
+        const uint32_t ulFlow = GetPreference(strSection, QStringLiteral("Handshake"), 0u);
+        m_link.lFlowControl = ulFlow <= eFlowSoftware ? static_cast<int32_t>(ulFlow) : eFlowNone;
+        break;
+    }
     default:
         break;
     }

@@ -4,6 +4,7 @@
 
 #include "LinkSettings.h"
 #include "MportBridge.h"
+#include "RS232Comms.h"
 #include "SocketErrorText.h"
 #include "UserInterface.h"
 
@@ -125,6 +126,8 @@ bool CTargetLink::Open(ELinkKind eNewKind, uint32_t ulNewAddress)
         return OpenBroadcastSender();
     case eLinkBroadcastReceiver:
         return OpenBroadcastReceiver();
+    case eLinkRS232:
+        return OpenRS232();
     case eLinkNone:
         return true;
     default:
@@ -236,10 +239,6 @@ bool CTargetLink::OpenDirect()
     // path here once the device answers.
     switch (eKind)
     {
-    case eLinkRS232:
-        ShowMessage(QStringLiteral("Failed to Initalize RS232 Comms: %1")
-                        .arg(QStringLiteral("no serial line support is installed")));
-        break;
     case eLinkJTAG:
         // The address word names the chain entry: (pod << 16) | chain position.
         return OpenJtagLink(*this, ulIPAddress);
@@ -261,6 +260,22 @@ bool CTargetLink::OpenDirect()
         break;
     }
     return false;
+}
+
+bool CTargetLink::OpenRS232()
+{
+    // A new port every time: a line that failed may have come back under the same name.
+    m_pRS232.reset();
+    pRS232 = nullptr;
+    auto pManager = std::make_unique<CRS232CommsManager>(QString::fromStdString(strCOMDevice), ulCOMPort);
+    if (!pManager->Init(lBaudRate, static_cast<ERS232Flow>(lFlowControl)))
+    {
+        return false;
+    }
+    m_pRS232 = std::move(pManager);
+    pRS232 = m_pRS232.get();
+    m_ullLineErrors = 0;
+    return true;
 }
 
 void CTargetLink::AttachPod(ELinkKind eNewKind, std::unique_ptr<IRegisterPod> pPod)
@@ -330,6 +345,8 @@ bool CTargetLink::Send(const void* pvBuffer, uint32_t ulLength)
                          sizeof(address));
         break;
     }
+    case eLinkRS232:
+        return pRS232 && pRS232->Send(pvBuffer, ulLength);
     default:
         return false;
     }
@@ -397,6 +414,23 @@ bool CTargetLink::Receive(void* pvBuffer, uint32_t* pulLength, uint32_t ulSecond
     if (static_cast<int32_t>(ulWanted) <= 0)
     {
         return true;
+    }
+    if (eKind == eLinkRS232)
+    {
+        if (!pRS232)
+        {
+            *pulLength = 0;
+            return false;
+        }
+        // A reply the line damaged is gone for good, and whole replies are all a serial link
+        // hands on: those noted as late will not come, and the next unit is this request's.
+        const uint64_t ullLineErrors = pRS232->Comms().LineErrors();
+        if (ullLineErrors != m_ullLineErrors)
+        {
+            m_ullLineErrors = ullLineErrors;
+            m_late.ulCount = 0;
+        }
+        return pRS232->Receive(pvBuffer, pulLength, ulSeconds, ulMicroSeconds);
     }
     *pulLength = 0;
     if (sSocket < 0 || (eKind != eLinkTCP && eKind != eLinkUDP))
@@ -587,6 +621,11 @@ bool CTargetLink::ReceiveDatagram(void* pvBuffer, uint32_t* pulLength, uint32_t 
 
 void CTargetLink::Shutdown()
 {
+    if (m_pRS232)
+    {
+        m_pRS232->Close();
+        m_pRS232.reset();
+    }
     pRS232 = nullptr;
     if (bJTAGOpen)
     {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <sys/types.h>
 
 enum ELinkKind : int32_t
@@ -77,6 +78,8 @@ public:
     CRS232CommsManager* pRS232 = nullptr;
     uint32_t ulCOMPort = 0;
     int32_t lBaudRate = -1;
+    std::string strCOMDevice; // the serial device of ulCOMPort (a path under /dev)
+    int32_t lFlowControl = 0; // ERS232Flow
     uint8_t bJTAGOpen = 0;
     uint8_t bI2COpen = 0;
     uint8_t bTsi721Open = 0;
@@ -117,6 +120,7 @@ private:
     bool OpenBroadcastSender();
     bool OpenBroadcastReceiver();
     bool OpenDirect();
+    bool OpenRS232();
     bool WaitReadable(uint32_t ulSeconds, uint32_t ulMicroSeconds) const;
     // One receive of at most ulMax bytes, waiting up to the limit: the count, 0 for a closed
     // connection, -1 for an error (errno) or, with *pbTimedOut set, an expired limit.
@@ -128,6 +132,8 @@ private:
                               bool* pbTimedOut);
     void ForgetStreamState();
 
+    std::unique_ptr<CRS232CommsManager> m_pRS232;
+    uint64_t m_ullLineErrors = 0; // bad frames of the serial line already taken into account
     std::unique_ptr<IRegisterPod> m_pPod;
     std::unique_ptr<ITsi721Bridge> m_pBridge;
     SLateReplies m_late;

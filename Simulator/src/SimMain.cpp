@@ -1,6 +1,7 @@
 // norvanta-sim: serves a simulated RapidIO fabric, described by a topology file, to the client
 // over TCP and UDP, and answers broadcast searches, until SIGINT or SIGTERM.
 #include "nvsim/Faults.h"
+#include "nvsim/SerialServer.h"
 #include "nvsim/Server.h"
 #include "nvsim/Topology.h"
 
@@ -21,13 +22,18 @@ namespace
 constexpr const char* kUsage =
     "usage: norvanta-sim [--bind ADDR] [--tcp-port N] [--udp-port N] [--broadcast-port N]\n"
     "                    [--reply-port N] [--no-udp] [--no-broadcast] [--fault SPEC]...\n"
-    "                    [--route-journal FILE] [--pcap FILE] [--verbose] TOPOLOGY\n"
+    "                    [--route-journal FILE] [--pcap FILE] [--serial [--serial-fault SPEC]]\n"
+    "                    [--verbose] TOPOLOGY\n"
     "Ports default to 15000 (TCP and UDP), 15001 (broadcast) and 15002 (broadcast replies);\n"
     "port 0 takes any free port. --bind (default 127.0.0.1) is the address of every socket;\n"
     "searches are heard there and at the broadcast address of its network, and 0.0.0.0\n"
     "serves every address (and hears searches sent to 255.255.255.255).\n"
     "Once the sockets are bound it prints\n"
     "  norvanta-sim ready tcp=PORT udp=PORT broadcast=PORT\n"
+    "and, with --serial, \" serial=PATH\" at its end: a pseudo-terminal that serves the same\n"
+    "fabric to a client's RS232 link (framing in docs/serial-framing.md). --serial-fault drop=N\n"
+    "loses the next reply's line byte N, pieces=N/MS sends every reply in pieces of N bytes MS ms\n"
+    "apart.\n"
     "and serves until SIGINT or SIGTERM. --route-journal writes the routing table changes\n"
     "made while serving to FILE when it stops. --pcap writes every packet that crosses a link to\n"
     "FILE as it goes (pcap, link-layer type 147: RapidIO packets as on the link). While it runs it takes "
@@ -36,10 +42,12 @@ constexpr const char* kUsage =
     "the topology format are described in Simulator/README.md.\n";
 
 constexpr const char* kControlHelp =
-    "commands: fault SPEC | faults clear | counters DEVICE PORT | generators | help";
+    "commands: fault SPEC | faults clear | serial drop=N|pieces=N/MS|clear | counters DEVICE PORT | "
+    "generators | help";
 
 // One line of the control on standard input; the answer is one line.
-std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim::CSimServer& server)
+std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim::CSimServer& server,
+                    nvsim::CSimSerialServer* pSerial)
 {
     std::istringstream words(strLine);
     std::string strCommand, strArg;
@@ -53,6 +61,13 @@ std::string Control(const std::string& strLine, nvsim::CSimFabric& fabric, nvsim
         std::string strError;
         return nvsim::ApplyFaultSpec(strArg, fabric, server.Faults(), &strError) ? "ok"
                                                                                  : "error: " + strError;
+    }
+    if (strCommand == "serial" && words >> strArg)
+    {
+        if (!pSerial)
+            return "error: no serial line (start with --serial)";
+        std::string strError;
+        return nvsim::ApplySerialFaultSpec(strArg, *pSerial, &strError) ? "ok" : "error: " + strError;
     }
     if (strCommand == "faults" && words >> strArg && strArg == "clear")
     {
@@ -106,6 +121,8 @@ int main(int argc, char** argv)
     bool bVerbose = false;
     std::string strJournal;
     std::string strPcap;
+    bool bSerial = false;
+    std::vector<std::string> serialFaults;
 
     const std::vector<std::string> args(argv + 1, argv + argc);
     for (size_t i = 0; i < args.size(); ++i)
@@ -159,6 +176,14 @@ int main(int argc, char** argv)
             if (!value(&strPcap))
                 return Usage("--pcap needs a file name");
         }
+        else if (strArg == "--serial")
+            bSerial = true;
+        else if (strArg == "--serial-fault")
+        {
+            if (!value(&strValue))
+                return Usage("--serial-fault needs a fault spec");
+            serialFaults.push_back(strValue);
+        }
         else if (strArg == "--verbose")
             bVerbose = true;
         else if (!strArg.empty() && strArg[0] == '-')
@@ -206,13 +231,30 @@ int main(int argc, char** argv)
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
+    if (!serialFaults.empty() && !bSerial)
+        return Usage("--serial-fault needs --serial");
+    std::unique_ptr<nvsim::CSimSerialServer> pSerial;
+    if (bSerial)
+    {
+        pSerial = std::make_unique<nvsim::CSimSerialServer>(*pFabric, options.fnLog);
+        for (const std::string& strFault : serialFaults)
+        {
+            if (!nvsim::ApplySerialFaultSpec(strFault, *pSerial, &strError))
+                return Usage(strError);
+        }
+        if (!pSerial->Start(&strError))
+        {
+            std::cerr << "norvanta-sim: " << strError << "\n";
+            return 1;
+        }
+    }
     if (!server.Start(&strError))
     {
         std::cerr << "norvanta-sim: " << strError << "\n";
         return 1;
     }
-    std::printf("norvanta-sim ready tcp=%u udp=%u broadcast=%u\n", server.TcpPort(), server.UdpPort(),
-                server.BroadcastPort());
+    std::printf("norvanta-sim ready tcp=%u udp=%u broadcast=%u%s\n", server.TcpPort(), server.UdpPort(),
+                server.BroadcastPort(), pSerial ? (" serial=" + pSerial->DevicePath()).c_str() : "");
     std::fflush(stdout);
     if (bVerbose && options.bBroadcast)
     {
@@ -225,12 +267,12 @@ int main(int argc, char** argv)
     // The control: commands on standard input until it ends (a closed or empty input leaves the
     // server running as before).
     std::thread(
-        [&pFabric, &server]
+        [&pFabric, &server, &pSerial]
         {
             std::string strLine;
             while (std::getline(std::cin, strLine))
             {
-                const std::string strAnswer = Control(strLine, *pFabric, server);
+                const std::string strAnswer = Control(strLine, *pFabric, server, pSerial.get());
                 if (!strAnswer.empty())
                 {
                     std::printf("%s\n", strAnswer.c_str());
@@ -245,6 +287,8 @@ int main(int argc, char** argv)
     if (bVerbose)
         std::cerr << "norvanta-sim: signal " << nSignal << ", stopping\n";
     server.Stop();
+    if (pSerial)
+        pSerial->Stop();
     pFabric->StopPcap();
     if (!strJournal.empty())
     {

@@ -118,6 +118,12 @@ CSimProcess::CSimProcess(const std::string& strTopology, const std::vector<std::
         m_wTcpPort = PortOf(strLine, "tcp");
         m_wUdpPort = PortOf(strLine, "udp");
         m_wBroadcastPort = PortOf(strLine, "broadcast");
+        const size_t nSerial = strLine.find(" serial=");
+        if (nSerial != std::string::npos)
+        {
+            const size_t nStart = nSerial + 8;
+            m_strSerialPath = strLine.substr(nStart, strLine.find_first_of(" \n", nStart) - nStart);
+        }
     }
 }
 

@@ -23,6 +23,8 @@ public:
     uint16_t TcpPort() const { return m_wTcpPort; }
     uint16_t UdpPort() const { return m_wUdpPort; }
     uint16_t BroadcastPort() const { return m_wBroadcastPort; }
+    // The pseudo-terminal of --serial, or empty.
+    const std::string& SerialPath() const { return m_strSerialPath; }
     // What the simulator wrote to standard error so far (read after Stop()).
     std::string ErrorOutput() const;
     // Stops it with SIGTERM and returns its exit status (-1 if it died of a signal).
@@ -33,6 +35,7 @@ private:
     uint16_t m_wTcpPort = 0;
     uint16_t m_wUdpPort = 0;
     uint16_t m_wBroadcastPort = 0;
+    std::string m_strSerialPath;
     std::string m_strErrorFile;
 };
 
