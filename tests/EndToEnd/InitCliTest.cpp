@@ -68,8 +68,11 @@ std::string Hex(uint32_t ulValue)
 // and Save do in the window.
 void CaptureTemplate(const std::string& strMap, const std::string& strTemplate, CNetworkDocument& document)
 {
-    int iBits = 8;
-    SetMapTransportAccess([&iBits] { return iBits; }, [&iBits](int iNew) { iBits = iNew; });
+    // The map's transport size outlives this call: later map opens in the test set it too, so it
+    // must not live on this function's stack.
+    static int s_iBits = 8;
+    s_iBits = 8;
+    SetMapTransportAccess([] { return s_iBits; }, [](int iNew) { s_iBits = iNew; });
     ASSERT_TRUE(document.Open(QString::fromStdString(strMap)));
     document.CopyActiveToTemplate();
     ASSERT_TRUE(document.SaveAs(QString::fromStdString(strTemplate)));
