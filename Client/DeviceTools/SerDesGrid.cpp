@@ -1,10 +1,10 @@
 #include "SerDesGrid.h"
 
-#include "NVXLStatus.h"
 #include "DfeSearch.h"
 #include "FFRoutes.h"
 #include "HalWrappers.h"
 #include "NVXLHal.h"
+#include "NVXLStatus.h"
 #include "NetworkDocument.h"
 #include "NumberText.h"
 #include "RouteSearch.h"
@@ -107,8 +107,8 @@ int32_t CTargetSerDesGridAccess::GetPortSpeedMHz(uint32_t ulPort, uint32_t* pulS
     const CPEPrimitive* pPE = m_document.pCurrentPEs->GetByNodeNumber(m_iNode);
     if (!pPE)
         return kNoRoute;
-    return ::GetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, m_ulDestID, m_uchHop, static_cast<uint8_t>(ulPort),
-                             pulSpeedMHz);
+    return ::GetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, m_ulDestID, m_uchHop,
+                             static_cast<uint8_t>(ulPort), pulSpeedMHz);
 }
 
 int32_t CTargetSerDesGridAccess::SetPortSpeedMHz(uint32_t ulPort, uint32_t ulSpeedMHz)
@@ -116,8 +116,8 @@ int32_t CTargetSerDesGridAccess::SetPortSpeedMHz(uint32_t ulPort, uint32_t ulSpe
     const CPEPrimitive* pPE = m_document.pCurrentPEs->GetByNodeNumber(m_iNode);
     if (!pPE)
         return kNoRoute;
-    return ::SetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, m_ulDestID, m_uchHop, static_cast<uint8_t>(ulPort),
-                             ulSpeedMHz);
+    return ::SetPortSpeedMHz(pPE->ManufID, pPE->DeviceID, 0, m_ulDestID, m_uchHop,
+                             static_cast<uint8_t>(ulPort), ulSpeedMHz);
 }
 
 // --- Columns and speeds -----------------------------------------------------------------------
@@ -204,9 +204,7 @@ QString SerDesSpeedText(uint32_t ulSpeedMHz)
 
 // --- The rows ---------------------------------------------------------------------------------
 
-CSerDesGrid::CSerDesGrid(ISerDesGridAccess& access) : m_access(access)
-{
-}
+CSerDesGrid::CSerDesGrid(ISerDesGridAccess& access) : m_access(access) {}
 
 uint32_t CSerDesGrid::Read(uint32_t ulOffset, bool* pbOk)
 {
@@ -284,7 +282,8 @@ void CSerDesGrid::ReadRow(int iRow)
     row.bLoopback = false;
     for (const SSerDesLaneRow& other : m_rows)
     {
-        const uint32_t ulOther = other.ulLane == l ? ulControl : Read(serdes::LaneControl(other.ulLane), &bOk);
+        const uint32_t ulOther =
+            other.ulLane == l ? ulControl : Read(serdes::LaneControl(other.ulLane), &bOk);
         row.bLoopback = row.bLoopback || (ulOther & kLoopback10b) != 0;
     }
     row.bRead = bOk;
@@ -384,7 +383,8 @@ bool CSerDesGrid::EditCell(int iRow, int iColumn, const QString& strText, QStrin
     default:
     {
         const int64_t llValue = bNegative ? -static_cast<int64_t>(ulValue) : static_cast<int64_t>(ulValue);
-        SetTap(iRow, iColumn - eSerDesTap0, static_cast<int32_t>(std::clamp<int64_t>(llValue, -0x7FFF, 0x7FFF)));
+        SetTap(iRow, iColumn - eSerDesTap0,
+               static_cast<int32_t>(std::clamp<int64_t>(llValue, -0x7FFF, 0x7FFF)));
         break;
     }
     }
