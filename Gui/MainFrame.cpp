@@ -27,6 +27,7 @@
 #include "ParametersDlg.h"
 #include "PacketGenDlg.h"
 #include "PacketTraceDlg.h"
+#include "SerDesConfig.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
@@ -451,6 +452,7 @@ void CMainFrame::InstallHandlers()
     InstallLinkMonitorCommands(m_core, this);
     InstallPacketGenCommands(m_core, this);
     InstallPacketTraceCommands(m_core, this);
+    InstallSerDesConfigCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {
