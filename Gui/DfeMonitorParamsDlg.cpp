@@ -30,6 +30,7 @@ CIDT_DFE_MonitorParamsDlg::CIDT_DFE_MonitorParamsDlg(const SDfeLine& line, QWidg
 
     auto* pLayout = new QVBoxLayout(this);
     auto* pForm = new QFormLayout;
+    pForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     m_pBer = new CDfeBerEdit(9, 14, entry.ber, this);
     m_pLeak = CountBox(9, entry.ulLeak, this);
     m_pFail = CountBox(9, entry.ulFail, this);

@@ -115,6 +115,10 @@ CIDT_DFE_ScanParamsDlg::CIDT_DFE_ScanParamsDlg(const SDfeLine& line, QWidget* pP
     pLayout->addLayout(pGo);
     connect(m_pRatio, &QPushButton::clicked, this, [this] { Go(0); });
     connect(m_pOneAtATime, &QPushButton::clicked, this, [this] { Go(1); });
+    // Both ways to go as wide as the wider, their estimates in one column.
+    const int iGoWidth = std::max(m_pRatio->sizeHint().width(), m_pOneAtATime->sizeHint().width());
+    m_pRatio->setMinimumWidth(iGoWidth);
+    m_pOneAtATime->setMinimumWidth(iGoWidth);
     m_pRatio->setAutoDefault(false);
     m_pOneAtATime->setAutoDefault(false);
 

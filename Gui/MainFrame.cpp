@@ -27,7 +27,6 @@
 #include "ParametersDlg.h"
 #include "PacketGenDlg.h"
 #include "PacketTraceDlg.h"
-#include "SerDesConfig.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "QtUserInterface.h"
@@ -39,6 +38,7 @@
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
 #include "ScriptCommands.h"
+#include "SerDesConfig.h"
 
 #include <QCloseEvent>
 #include <QGuiApplication>

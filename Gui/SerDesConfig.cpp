@@ -244,21 +244,27 @@ void CSerDesConfigWnd::ShowPort(int iIndex)
                                         : QStringLiteral("Lanes %1 to %2")
                                               .arg(port.ulFirstLane)
                                               .arg(port.ulFirstLane + port.ulLanes - 1));
-    m_pGrid->Show(m_model);
-    m_pGrid->setMinimumSize(m_pGrid->FullSize());
+    ShowRows();
     adjustSize();
+}
+
+void CSerDesConfigWnd::ShowRows()
+{
+    m_pGrid->Show(m_model);
+    // The grid shows whole: a running count's second line or a longer rate widens the window.
+    m_pGrid->setMinimumSize(m_pGrid->FullSize());
 }
 
 void CSerDesConfigWnd::Refresh()
 {
     m_model.ReadAll();
-    m_pGrid->Show(m_model);
+    ShowRows();
 }
 
 void CSerDesConfigWnd::Tick()
 {
     m_model.Tick();
-    m_pGrid->Show(m_model);
+    ShowRows();
 }
 
 void CSerDesConfigWnd::OnEdited(int iRow, int iColumn, const QString& strText)
@@ -266,7 +272,7 @@ void CSerDesConfigWnd::OnEdited(int iRow, int iColumn, const QString& strText)
     QString strError;
     if (!m_model.EditCell(iRow, iColumn, strText, &strError) && !strError.isEmpty())
         UI().ShowMessage(strError, kCaption, EMessageKind::Warning);
-    m_pGrid->Show(m_model);
+    ShowRows();
 }
 
 void CSerDesConfigWnd::OnOption(int iRow, int iColumn, int iIndex)
@@ -288,7 +294,7 @@ void CSerDesConfigWnd::OnOption(int iRow, int iColumn, int iIndex)
     {
         m_model.SetDfeOn(iRow, iIndex == 0);
     }
-    m_pGrid->Show(m_model);
+    ShowRows();
 }
 
 void CSerDesConfigWnd::OnButton(int iRow, int iColumn)
@@ -323,7 +329,7 @@ void CSerDesConfigWnd::OnCheck(int, int iColumn, bool bChecked)
         else
             m_pTimer->stop();
     }
-    m_pGrid->Show(m_model);
+    ShowRows();
 }
 
 bool CSerDesConfigWnd::RunDfe(EDfeProcedure eProcedure, int iRow)
@@ -417,7 +423,7 @@ bool CSerDesConfigWnd::RunDfe(EDfeProcedure eProcedure, int iRow)
     if (bTicking)
         m_pTimer->start();
     m_model.ReadAll();
-    m_pGrid->Show(m_model);
+    ShowRows();
     return true;
 }
 

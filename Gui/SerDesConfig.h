@@ -87,6 +87,7 @@ private:
     // shown) when the switch can't be reached.
     bool Start(uint16_t wDeviceID, const QString& strDevice);
     void ShowPort(int iIndex);
+    void ShowRows();
     void OnEdited(int iRow, int iColumn, const QString& strText);
     void OnOption(int iRow, int iColumn, int iIndex);
     void OnButton(int iRow, int iColumn);
