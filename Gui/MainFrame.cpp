@@ -38,6 +38,7 @@
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
 #include "ScriptCommands.h"
+#include "SerDesConfig.h"
 
 #include <QCloseEvent>
 #include <QGuiApplication>
@@ -451,6 +452,7 @@ void CMainFrame::InstallHandlers()
     InstallLinkMonitorCommands(m_core, this);
     InstallPacketGenCommands(m_core, this);
     InstallPacketTraceCommands(m_core, this);
+    InstallSerDesConfigCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

@@ -38,6 +38,8 @@ CWorkingDlg::CWorkingDlg(const QString& strTitle, bool bWithLog, QWidget* pParen
         m_pLog->setMinimumHeight(220);
         m_pLog->setLineWrapMode(QPlainTextEdit::NoWrap);
         m_pLog->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+        // Tables written with tabs (a DFE scan's rows) line up on the usual eight columns.
+        m_pLog->setTabStopDistance(8 * m_pLog->fontMetrics().horizontalAdvance(QLatin1Char('0')));
         m_pLog->hide();
         pLayout->addWidget(m_pLog, 1);
     }

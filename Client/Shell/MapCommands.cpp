@@ -113,6 +113,7 @@ constexpr SCommandText kTexts[] = {
     {eCmdPortLaneMapping, "Port/Lane Mapping and Control..."},
     {eCmdPacketGenerator, "Packet Generator..."},
     {eCmdPacketTrace, "Packet Trace/Filter..."},
+    {eCmdSerDesConfig, "SerDes Configuration..."},
     {eCmdPcieToRioBridge, "PCIe to RapidIO Bridge..."},
     {eCmdRioToPcieBridge, "RapidIO to PCIe Bridge..."},
     {eCmdDmaRegisters, "DMA Registers..."},
@@ -258,6 +259,7 @@ std::vector<SMenuItem> DeviceMenuItems(uint16_t wVendorID, uint16_t wDeviceID)
         items.push_back(Item(eCmdPortLaneMapping, true));
         items.push_back(Item(eCmdPacketGenerator, true));
         items.push_back(Item(eCmdPacketTrace, true));
+        items.push_back(Item(eCmdSerDesConfig, true));
     }
     if (wVendorID == kVendorIDT && wDeviceID == 0x80AB)
     {

@@ -117,6 +117,7 @@ enum ECommand
     eCmdPortLaneMapping,
     eCmdPacketGenerator,
     eCmdPacketTrace,
+    eCmdSerDesConfig,
     eCmdPcieToRioBridge,
     eCmdRioToPcieBridge,
     eCmdDmaRegisters,

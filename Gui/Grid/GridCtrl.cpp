@@ -357,10 +357,15 @@ void CGridCtrl::Relayout(int iColumn)
     verticalHeader()->setVisible(bAnyRowHeading);
     verticalHeader()->setMinimumWidth(iRowHeadingWidth + 2 * kRowHeadingMargin);
 
-    // Value rows: one line of text, or a check box, or a button, whichever is highest.
+    // Value rows: the most lines of text any cell has, or a check box, or a button, whichever is
+    // highest.
     const QFontMetrics metrics(font());
     const int iIndicator = style()->pixelMetric(QStyle::PM_IndicatorHeight, nullptr, this);
-    const int iRowHeight = std::max(metrics.height() + 10, iIndicator + 8);
+    qsizetype nLines = 1;
+    for (int r = 0; r < RowCount(); ++r)
+        for (int c = 0; c < ColumnCount(); ++c)
+            nLines = std::max(nLines, m_pModel->At(r, c).strText.count(QLatin1Char('\n')) + 1);
+    const int iRowHeight = std::max(metrics.height() * static_cast<int>(nLines) + 10, iIndicator + 8);
     verticalHeader()->setMinimumSectionSize(iRowHeight);
     verticalHeader()->setDefaultSectionSize(iRowHeight);
 

@@ -3,6 +3,8 @@
 // the current one: the current cell gets a frame rather than a selection fill.
 #include "GridParts.h"
 
+#include <algorithm>
+
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
@@ -51,7 +53,10 @@ CGridDelegate::CGridDelegate(CGridCtrl& grid, CGridModel& model)
 
 int CGridDelegate::ContentWidth(const SGridCell& cell, const QFontMetrics& metrics) const
 {
-    const int iText = metrics.horizontalAdvance(cell.strText);
+    // A text of several lines needs its widest line.
+    int iText = 0;
+    for (const QString& strLine : cell.strText.split(QLatin1Char('\n')))
+        iText = std::max(iText, metrics.horizontalAdvance(strLine));
     switch (cell.eKind)
     {
     case EGridCellKind::eText:

@@ -196,6 +196,26 @@ TEST(GridCtrlTest, HeadingsShowAllTheirLinesAndGroupsCoverExactlyTheirColumns)
     EXPECT_EQ("", grid.HeadingToolTipAt(grid.HeadingRect(1, 3).center()));
 }
 
+TEST(GridCtrlTest, ValueCellsOfSeveralLinesMakeTheRowsTallAndTheColumnAsWideAsTheWidestLine)
+{
+    CGridCtrl grid;
+    grid.SetShape(2, 1, 2);
+    grid.SetColumnWidth(0, 1);
+    grid.SetCellCheck(0, 0, true);
+    grid.SetCellText(0, 0, "Enabled");
+    grid.SetCellText(0, 1, "x");
+    const int iOneLine = grid.rowHeight(0);
+    const int iWidth = grid.ColumnWidth(0);
+    // A running time under the word: the row grows by a line, the column keeps the word's width.
+    grid.SetCellText(0, 0, "Enabled\n0:00:05");
+    const int iLine = grid.fontMetrics().height();
+    EXPECT_EQ(iOneLine + iLine, grid.rowHeight(0));
+    EXPECT_EQ(grid.rowHeight(0), grid.rowHeight(1)) << "the rows stay even";
+    EXPECT_EQ(iWidth, grid.ColumnWidth(0));
+    grid.SetCellText(0, 0, "Enabled");
+    EXPECT_EQ(iOneLine, grid.rowHeight(0));
+}
+
 TEST(GridCtrlTest, ShapeChangesKeepWhatRemainsAndRebuildsKeepAnEditOpen)
 {
     CGridCtrl grid;

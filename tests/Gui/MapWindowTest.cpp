@@ -110,8 +110,8 @@ TEST_F(MapWindowTest, PopupsHoldTheItemsOfEachKindOfPE)
     EXPECT_EQ("Display PE Info...", all.front().toStdString());
     for (const char* pszItem :
          {"Performance Monitor...", "Port/Quad Map...", "Port/Lane Mapping and Control...",
-          "Packet Generator...", "Packet Trace/Filter...", "Virtual Destination IDs", "Routing Table",
-          "Multicast", "EEPROM", "Registers", "Server Info..."})
+          "Packet Generator...", "Packet Trace/Filter...", "SerDes Configuration...",
+          "Virtual Destination IDs", "Routing Table", "Multicast", "EEPROM", "Registers", "Server Info..."})
     {
         EXPECT_TRUE(all.contains(QLatin1String(pszItem))) << pszItem;
     }
