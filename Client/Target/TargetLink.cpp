@@ -1,5 +1,6 @@
 #include "TargetLink.h"
 
+#include "I2cLink.h"
 #include "LinkSettings.h"
 #include "SocketErrorText.h"
 #include "UserInterface.h"
@@ -243,8 +244,7 @@ bool CTargetLink::OpenDirect()
             "connected, or the FTDI D2XX\r\ndrivers not being installed properly."));
         break;
     case eLinkI2C:
-        ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
-        break;
+        return OpenI2CLink(*this);
     case eLinkPCIe:
         ShowMessage(
             QStringLiteral("The Tsi721 device driver could not be loaded.\r\n\r\nPlease ensure you have "
