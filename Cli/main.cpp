@@ -52,6 +52,7 @@ const SCliCommand* const kCommandTables[] = {
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
+    "                    [--i2c CHANNEL:ADDRESS [--ten-bit]]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
 
@@ -111,9 +112,9 @@ int main(int argc, char** argv)
     const std::vector<std::pair<std::string, std::string>> commandOptions = {
         {"watch", "--log"}, {"perfmon", "--port"}, {"report", "--port"}, {"dfe", "--port"}};
     const std::vector<std::string> valueGlobals = {
-        "--server",  "--port",      "--local-port",     "--log",
-        "--wait-ms", "--broadcast", "--broadcast-port", "--reply-port"};
-    const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
+        "--server",    "--port",           "--local-port", "--log", "--wait-ms",
+        "--broadcast", "--broadcast-port", "--reply-port", "--i2c"};
+    const std::vector<std::string> flagGlobals = {"--udp", "--large", "--ten-bit", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
     for (size_t i = 0; i < args.size(); ++i)
@@ -139,6 +140,10 @@ int main(int argc, char** argv)
             else if (strWord == "--large")
             {
                 globals.bLarge = true;
+            }
+            else if (strWord == "--ten-bit")
+            {
+                globals.bI2cTenBit = true;
             }
             else
             {
@@ -166,6 +171,10 @@ int main(int argc, char** argv)
         else if (strWord == "--log")
         {
             globals.strLog = strValue;
+        }
+        else if (strWord == "--i2c")
+        {
+            globals.strI2c = strValue;
         }
         else
         {

@@ -678,6 +678,14 @@ extern "C"
         return Pod()->strError.c_str();
     }
 
+    // The pod goes away during the N-th transfer from now (1: the next one).
+    __attribute__((visibility("default"))) void NvI2cSimUnplugAfter(uint32_t ulTransfers)
+    {
+        std::lock_guard guard(g_mutex);
+        SPod* pPod = Pod();
+        pPod->ulUnplugAt = ulTransfers ? pPod->ulTransfers + ulTransfers : 0;
+    }
+
     // A register of a topology device as the fabric holds it, for tests that check what a write
     // through the pod did. 0 on success.
     __attribute__((visibility("default"))) int32_t
