@@ -233,6 +233,26 @@ TEST_F(I2cLinkTest, EepromWriteStopsAtTheStepThatFailed)
     EXPECT_EQ(QStringList{QStringLiteral("Read back comparison failed.")}, m_ui.messages);
 }
 
+TEST_F(I2cLinkTest, SimulatedPodRefusesABadConfigurationAndOffersNoChannel)
+{
+    const std::pair<const char*, const char*> kCases[] = {
+        {"port=sw0@0x03", "a register port needs a topology"},
+        {"eeprom=AT24C999@0x50", "unknown EEPROM type 'AT24C999'"},
+        {"eeprom=AT24C64", "bad eeprom item 'AT24C64' (TYPE@ADDR)"},
+        {"channels=3", "channels must be 1 or 2"},
+        {"colour=blue", "unknown item 'colour'"},
+    };
+    for (const auto& [pszConfig, pszError] : kCases)
+    {
+        EXPECT_NE(0, m_pfnConfigure(pszConfig)) << pszConfig;
+        EXPECT_STREQ(pszError, m_pfnLastError());
+        auto pPod = MakeI2cPod(eI2cPodLibrary);
+        uint32_t ulChannels = 9;
+        ASSERT_EQ(eI2cOk, pPod->GetNumChannels(&ulChannels));
+        EXPECT_EQ(0u, ulChannels) << pszConfig;
+    }
+}
+
 TEST_F(I2cLinkTest, FrontEndCarriesMaintenanceOverTheLink)
 {
     CTargetConnection connection;
