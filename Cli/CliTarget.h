@@ -23,6 +23,16 @@ struct SCliGlobals
 // Takes --serial DEV, --baud N or --flow none|hw|sw; the rate and handshake stand for this run
 // only. False (with the message printed) for a rate or flow control the link does not offer.
 bool SetCliSerialOption(const std::string& strOption, const std::string& strValue);
+std::string strI2c;      // --i2c CHANNEL:ADDRESS: the target is behind an I2C pod
+bool bI2cTenBit = false; // its address is a 10-bit one
+}
+;
+
+// The connection choice and address word of --i2c CHANNEL:ADDRESS. CHANNEL is N for the kernel
+// adapter /dev/i2c-N, ftdiN for the N-th FTDI cable, podN for channel N of the pod library;
+// ADDRESS follows the number entry rule. False with the message to print.
+bool ParseCliI2cTarget(const std::string& strText, bool bTenBit, int32_t* pnChoice, uint32_t* pulAddressWord,
+                       std::string* pstrError);
 
 // The globals of this run, filled by main.
 SCliGlobals& CliGlobals();

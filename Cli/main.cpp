@@ -54,6 +54,7 @@ const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"
     "                    [--wait-ms N] [--broadcast ADDR] [--broadcast-port N] [--reply-port N]\n"
     "                    [--serial DEV [--baud N] [--flow none|hw|sw]] [--jtag POD:POSITION] [--pcie N]\n"
+    "                    [--i2c CHANNEL:ADDRESS [--ten-bit]]\n"
     "                    COMMAND [ARGS...]\n"
     "commands:\n";
 
@@ -118,8 +119,8 @@ int main(int argc, char** argv)
                                                                              {"pgen", "--flow"}};
     const std::vector<std::string> valueGlobals = {
         "--server",     "--port",   "--local-port", "--log",  "--wait-ms", "--broadcast", "--broadcast-port",
-        "--reply-port", "--serial", "--baud",       "--flow", "--jtag",    "--pcie"};
-    const std::vector<std::string> flagGlobals = {"--udp", "--large", "--help"};
+        "--reply-port", "--serial", "--baud",       "--flow", "--jtag",    "--pcie",      "--i2c"};
+    const std::vector<std::string> flagGlobals = {"--udp", "--large", "--ten-bit", "--help"};
     std::vector<std::string> rest;
     SCliGlobals& globals = CliGlobals();
     for (size_t i = 0; i < args.size(); ++i)
@@ -145,6 +146,10 @@ int main(int argc, char** argv)
             else if (strWord == "--large")
             {
                 globals.bLarge = true;
+            }
+            else if (strWord == "--ten-bit")
+            {
+                globals.bI2cTenBit = true;
             }
             else
             {
@@ -191,6 +196,10 @@ int main(int argc, char** argv)
             {
                 return 2;
             }
+        }
+        else if (strWord == "--i2c")
+        {
+            globals.strI2c = strValue;
         }
         else
         {

@@ -78,6 +78,7 @@ CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
     auto* pBits = new QHBoxLayout;
     pBits->addWidget(p7Bit);
     pBits->addWidget(m_pI2C10Bit);
+    pBits->addStretch();
     pI2CForm->addRow(QStringLiteral("Address:"), m_pI2CAddress);
     pI2CForm->addRow(QStringLiteral("Addressing:"), pBits);
     m_pTabs->addTab(MakeListTab(m_lists[eListI2C], &m_pI2CChannels, pI2CExtra), QStringLiteral("I2C"));
@@ -299,9 +300,11 @@ bool CConnectDlg::TakeChoice()
         SetPreference(QStringLiteral("Preferences"), QStringLiteral("I2C_ConnAddress"),
                       m_pI2CAddress->text());
         SetPreference(QStringLiteral("Preferences"), QStringLiteral("I2C_ConnAddressSize"), b7Bit ? 7u : 10u);
-        const auto ulChannel = static_cast<uint32_t>(SelectedValue(m_pI2CChannels));
+        // The entry's value is (pod << 8) | channel.
+        const auto ulPodChannel = static_cast<uint32_t>(SelectedValue(m_pI2CChannels));
         m_nChoice = b7Bit ? eConnI2C7Bit : eConnI2C10Bit;
-        m_ulAddressWord = I2CAddressWord(static_cast<uint32_t>(ulAddress), 0, ulChannel);
+        m_ulAddressWord =
+            I2CAddressWord(static_cast<uint32_t>(ulAddress), ulPodChannel >> 8, ulPodChannel & 0xFF);
         break;
     }
     case eTabPCIe:

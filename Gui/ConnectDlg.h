@@ -40,6 +40,9 @@ public:
     QTreeWidget* TargetTree() const { return m_pTargets; }
     QLineEdit* InternetAddress() const { return m_pAddress; }
     QRadioButton* InternetUdp() const { return m_pInternetUdp; }
+    QListWidget* I2CChannelList() const { return m_pI2CChannels; }
+    QLineEdit* I2CAddress() const { return m_pI2CAddress; }
+    QRadioButton* I2C10Bit() const { return m_pI2C10Bit; }
     // The text a tab shows in place of its list, or empty when it has a list.
     QString NotFoundText(int iTab) const;
 

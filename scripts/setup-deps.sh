@@ -16,6 +16,7 @@ packages=(
     dbus
     xvfb xauth
     srecord
+    libftdi1-dev  # the FTDI MPSSE I2C pods (libftdi1)
     chromium  # the report tests load each HTML report headless, from file:// only
     tshark    # the Wireshark dissector's test decodes captures with it
 )

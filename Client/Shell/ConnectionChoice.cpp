@@ -2,6 +2,7 @@
 
 #include "JtagLink.h"
 
+#include "I2cLink.h"
 #include "LinkSettings.h"
 #include "MportBridge.h"
 #include "NumberText.h"
@@ -263,19 +264,14 @@ SLinkList JtagDevices()
 SLinkList I2CChannels()
 {
     SLinkList list;
-    // Adapters of the kernel's i2c-dev interface, by the name the adapter gives itself.
-    const QDir adapters(QStringLiteral("/sys/class/i2c-dev"));
-    const QStringList names = adapters.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
-    for (const QString& strName : names)
+    // Every channel of every pod: kernel adapters by the name the adapter gives itself, FTDI
+    // cables of the accepted kinds, and the channels of a pod library. The value is
+    // (pod << 8) | channel, the low half of the address word.
+    for (const SI2cPodChannel& channel : CI2cLayer::Instance().Channels())
     {
-        QFile nameFile(adapters.filePath(strName + QStringLiteral("/name")));
-        if (!nameFile.open(QIODevice::ReadOnly) || !CanOpen(QStringLiteral("/dev/") + strName))
-        {
-            continue;
-        }
-        const QString strDescription = QString::fromLocal8Bit(nameFile.readAll()).trimmed();
-        const uint32_t ulChannel = strName.mid(4).toUInt();
-        list.entries.push_back({QStringLiteral("%1\t%2").arg(strDescription).arg(ulChannel), ulChannel});
+        list.entries.push_back(
+            {QStringLiteral("%1\t%2").arg(channel.info.strDescription).arg(channel.info.ulId),
+             (static_cast<uint32_t>(channel.ePod) << 8) | (channel.info.ulId & 0xFF)});
     }
     if (list.entries.empty())
     {

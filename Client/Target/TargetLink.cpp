@@ -2,6 +2,7 @@
 
 #include "JtagLink.h"
 
+#include "I2cLink.h"
 #include "LinkSettings.h"
 #include "MportBridge.h"
 #include "RS232Comms.h"
@@ -243,8 +244,7 @@ bool CTargetLink::OpenDirect()
         // The address word names the chain entry: (pod << 16) | chain position.
         return OpenJtagLink(*this, ulIPAddress);
     case eLinkI2C:
-        ShowMessage(QStringLiteral("libMPSSE.dll was not loaded."));
-        break;
+        return OpenI2CLink(*this);
     case eLinkPCIe:
     {
         // The mport layer shows why when the bridge does not open.
