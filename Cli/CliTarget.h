@@ -18,15 +18,13 @@ struct SCliGlobals
     std::string strJtag;                 // --jtag POD:POSITION: a JTAG chain entry instead of a server
     int32_t lPcie = -1;                  // --pcie N: the local Tsi721 bridge N instead of a server
     std::string strSerial;               // serial device of an RS232 link, or empty for a server
+    std::string strI2c;                  // --i2c CHANNEL:ADDRESS: the target is behind an I2C pod
+    bool bI2cTenBit = false;             // its address is a 10-bit one
 };
 
 // Takes --serial DEV, --baud N or --flow none|hw|sw; the rate and handshake stand for this run
 // only. False (with the message printed) for a rate or flow control the link does not offer.
 bool SetCliSerialOption(const std::string& strOption, const std::string& strValue);
-std::string strI2c;      // --i2c CHANNEL:ADDRESS: the target is behind an I2C pod
-bool bI2cTenBit = false; // its address is a 10-bit one
-}
-;
 
 // The connection choice and address word of --i2c CHANNEL:ADDRESS. CHANNEL is N for the kernel
 // adapter /dev/i2c-N, ftdiN for the N-th FTDI cable, podN for channel N of the pod library;
