@@ -40,6 +40,33 @@ CTargetGen2Access::CTargetGen2Access(const CNetworkDocument& document, int iNode
 {
 }
 
+bool ConfigureSwitchRoute(const CNetworkDocument& document, int iNode, uint32_t* pulDestID, uint8_t* puchHop)
+{
+    const CPEPrimitive* pPE = document.pCurrentPEs->GetByNodeNumber(iNode);
+    if (!pPE || pPE->bDeleted)
+        return false;
+    if (pPE->bHasHostLink && pPE->bHostLinkOpen)
+    {
+        *pulDestID = kHostDestID;
+        *puchHop = 0;
+        return true;
+    }
+    const CPEPrimitive* pHost = MapHostPE(document);
+    if (!pHost)
+        return false;
+    if (pPE->bUsesDestID && FindRoute(pHost, pPE, *document.pCurrentPEs, *document.pCurrentConnections,
+                                      pulDestID, puchHop, false, nullptr) == 0)
+    {
+        return true;
+    }
+    uint8_t uchHop = 0;
+    if (SetupFFRoute(document, pHost, pPE, MapUsesLongIDs(), &uchHop) != 0)
+        return false;
+    *pulDestID = MapUsesLongIDs() ? 0xFFFFu : 0xFFu;
+    *puchHop = uchHop;
+    return true;
+}
+
 bool CTargetGen2Access::IsConnected()
 {
     const CTargetLink* pLink = CTargetClient::Instance().Link();
@@ -48,29 +75,7 @@ bool CTargetGen2Access::IsConnected()
 
 bool CTargetGen2Access::ConfigureRoute()
 {
-    const CPEPrimitive* pPE = m_document.pCurrentPEs->GetByNodeNumber(m_iNode);
-    if (!pPE || pPE->bDeleted)
-        return false;
-    if (pPE->bHasHostLink && pPE->bHostLinkOpen)
-    {
-        m_ulDestID = kHostDestID;
-        m_uchHop = 0;
-        return true;
-    }
-    const CPEPrimitive* pHost = MapHostPE(m_document);
-    if (!pHost)
-        return false;
-    if (pPE->bUsesDestID && FindRoute(pHost, pPE, *m_document.pCurrentPEs, *m_document.pCurrentConnections,
-                                      &m_ulDestID, &m_uchHop, false, nullptr) == 0)
-    {
-        return true;
-    }
-    uint8_t uchHop = 0;
-    if (SetupFFRoute(m_document, pHost, pPE, MapUsesLongIDs(), &uchHop) != 0)
-        return false;
-    m_ulDestID = MapUsesLongIDs() ? 0xFFFFu : 0xFFu;
-    m_uchHop = uchHop;
-    return true;
+    return ConfigureSwitchRoute(m_document, m_iNode, &m_ulDestID, &m_uchHop);
 }
 
 bool CTargetGen2Access::FindConnectedPE()

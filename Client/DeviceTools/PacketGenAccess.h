@@ -8,6 +8,10 @@
 
 class CNetworkDocument;
 
+// The way to the switch of node iNode for maintenance accesses: the host's own link, the map's
+// route, or all-ones routes laid to it. False when there is none.
+bool ConfigureSwitchRoute(const CNetworkDocument& document, int iNode, uint32_t* pulDestID, uint8_t* puchHop);
+
 class IGen2SwitchAccess
 {
 public:

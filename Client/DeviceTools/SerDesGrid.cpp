@@ -7,13 +7,13 @@
 #include "NVXLStatus.h"
 #include "NetworkDocument.h"
 #include "NumberText.h"
+#include "PacketGenAccess.h"
 #include "RouteSearch.h"
 
 #include <algorithm>
 
 namespace
 {
-constexpr uint32_t kHostDestID = 0xFFFFFFFFu;
 constexpr int32_t kNoRoute = -28; // "There is no valid route to a PE using the current routing tables"
 
 // Lane control: the drive strength and the 10b loop-back.
@@ -55,29 +55,7 @@ CTargetSerDesGridAccess::CTargetSerDesGridAccess(const CNetworkDocument& documen
 
 bool CTargetSerDesGridAccess::ConfigureRoute()
 {
-    const CPEPrimitive* pPE = m_document.pCurrentPEs->GetByNodeNumber(m_iNode);
-    if (!pPE || pPE->bDeleted)
-        return false;
-    if (pPE->bHasHostLink && pPE->bHostLinkOpen)
-    {
-        m_ulDestID = kHostDestID;
-        m_uchHop = 0;
-        return true;
-    }
-    const CPEPrimitive* pHost = MapHostPE(m_document);
-    if (!pHost)
-        return false;
-    if (pPE->bUsesDestID && FindRoute(pHost, pPE, *m_document.pCurrentPEs, *m_document.pCurrentConnections,
-                                      &m_ulDestID, &m_uchHop, false, nullptr) == 0)
-    {
-        return true;
-    }
-    uint8_t uchHop = 0;
-    if (SetupFFRoute(m_document, pHost, pPE, MapUsesLongIDs(), &uchHop) != 0)
-        return false;
-    m_ulDestID = MapUsesLongIDs() ? 0xFFFFu : 0xFFu;
-    m_uchHop = uchHop;
-    return true;
+    return ConfigureSwitchRoute(m_document, m_iNode, &m_ulDestID, &m_uchHop);
 }
 
 bool CTargetSerDesGridAccess::FindConnectedPE() const
