@@ -1,14 +1,12 @@
 #include "SerDesGrid.h"
 
 #include "DfeSearch.h"
-#include "FFRoutes.h"
 #include "HalWrappers.h"
 #include "NVXLHal.h"
 #include "NVXLStatus.h"
 #include "NetworkDocument.h"
 #include "NumberText.h"
 #include "PacketGenAccess.h"
-#include "RouteSearch.h"
 
 #include <algorithm>
 
