@@ -1,7 +1,10 @@
 #include "EepromImage.h"
 
+#include "HalAdapter.h"
 #include "HalWrappers.h"
 #include "InitScriptPlayer.h"
+#include "NVXLHal.h"
+#include "NVXLTransport.h"
 #include "NetInitScriptGen.h"
 #include "NetworkDocument.h"
 #include "Preferences.h"
@@ -61,20 +64,30 @@ private:
     std::map<uint32_t, uint32_t> m_words;
 };
 
-// Puts the front end on the image link for its lifetime, with logging on, and gives back the
-// link it had and logging off however the play ends.
+// Puts the front end on the image link for its lifetime, with the HAL's transactions going
+// through the front end and logging on, and gives back the link, the HAL's transport and its ID
+// width as they were, and logging off, however the play ends.
 class CImageLinkScope
 {
 public:
-    explicit CImageLinkScope(const CRegisterValueList& saved) : m_pOld(CTargetClient::Instance().Link())
+    explicit CImageLinkScope(const CRegisterValueList& saved)
+        : m_pOld(CTargetClient::Instance().Link()), m_bLarge(HalGetLargeTransport())
     {
+        if (const NVXL_TRANSPORT* pTransport = NVXL_GetTransport())
+        {
+            m_oldTransport = *pTransport;
+            m_bHadTransport = true;
+        }
         m_link.AttachPod(eLinkNone, std::make_unique<CImageRegisters>(saved));
         CTargetClient::Instance().SetLink(&m_link);
+        InstallHalAdapter(&CTargetClient::Instance());
+        HalSetLargeTransport(m_bLarge);
         EnableLogging(true);
     }
     ~CImageLinkScope()
     {
         EnableLogging(false);
+        NVXL_SetTransport(m_bHadTransport ? &m_oldTransport : nullptr);
         CTargetClient::Instance().SetLink(m_pOld);
     }
     CImageLinkScope(const CImageLinkScope&) = delete;
@@ -82,6 +95,9 @@ public:
 
 private:
     CTargetLink* m_pOld;
+    uint32_t m_bLarge;
+    NVXL_TRANSPORT m_oldTransport{};
+    bool m_bHadTransport = false;
     CTargetLink m_link;
 };
 
@@ -395,12 +411,10 @@ bool LogToImage(const CEepromPlugins& plugins, const QString& strLogPath, uint16
     return true;
 }
 
-SEepromImageResult GenerateEepromImage(CNetworkDocument& map, CPEPrimitive& pe, uint32_t ulSize,
+SEepromImageResult GenerateEepromImage(CNetInitScriptGen& gen, CPEPrimitive& pe, uint32_t ulSize,
                                        bool bExcludeReadOnly, const EepromProgress& progress)
 {
     SEepromImageResult result;
-    CNetInitScriptGen gen(map);
-    gen.BuildTree();
     gen.bComments = false;
     gen.bPreInitRT = true;
     gen.bExcludeRO = bExcludeReadOnly;
@@ -434,14 +448,28 @@ SEepromImageResult GenerateEepromImage(CNetworkDocument& map, CPEPrimitive& pe, 
         return result;
     }
     log.close();
-    std::vector<NVXL_SCRIPTCOMMANDSTRUCT> records;
+    std::vector<NVXL_SCRIPTCOMMANDSTRUCT> parsed;
+    std::vector<int> lines;
     int iBadLine = 0;
     QFile scriptIn(script.fileName());
     if (!scriptIn.open(QIODevice::ReadOnly) ||
-        !ParseInitScript(QString::fromLatin1(scriptIn.readAll()), &records, &iBadLine))
+        !ParseInitScript(QString::fromLatin1(scriptIn.readAll()), &parsed, &iBadLine, &lines))
     {
         result.strError = QStringLiteral("EEPROM image cannot be generated.  Correct errors and try again.");
         return result;
+    }
+    // The image is the PE's own boot: with the PE as the host its actions address it locally
+    // (DestID FFFFFFFFh, hop 0); the actions for the devices beyond it belong in their own
+    // images and are not played, or their writes would land in this one.
+    std::vector<NVXL_SCRIPTCOMMANDSTRUCT> records;
+    std::vector<int> recordLines;
+    for (size_t i = 0; i < parsed.size(); ++i)
+    {
+        if (parsed[i].ulDest == 0xFFFFFFFFu && parsed[i].byHop == 0)
+        {
+            records.push_back(parsed[i]);
+            recordLines.push_back(lines[i]);
+        }
     }
     if (!CreateLogFile(log.fileName()))
     {
@@ -458,7 +486,13 @@ SEepromImageResult GenerateEepromImage(CNetworkDocument& map, CPEPrimitive& pe, 
     }
     if (nStatus != 0)
     {
+        const QStringList scriptLines = gen.ScriptText().split(QStringLiteral("\r\n"));
+        const int iLine = iFailed >= 0 ? recordLines[static_cast<size_t>(iFailed)] : 0;
         result.strError = RioErrorText(nStatus);
+        if (iLine > 0 && iLine <= scriptLines.size())
+        {
+            result.strError += QStringLiteral("\nLine %1 of the script failed: %2").arg(iLine).arg(scriptLines[iLine - 1]);
+        }
         return result;
     }
     Report(progress, QStringLiteral("Converting to EEPROM image...\n"));

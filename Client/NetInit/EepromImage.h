@@ -19,7 +19,7 @@
 #include <memory>
 #include <vector>
 
-class CNetworkDocument;
+class CNetInitScriptGen;
 class CPEPrimitive;
 class CRegisterValueList;
 class QLibrary;
@@ -116,11 +116,12 @@ struct SEepromImageResult
     QString strErrorsTab; // "%d errors.\r\n" and the list, when the script had errors
 };
 
-// The image of a PE's initialisation (the PE is the host; routing tables pre-initialised; no
-// comments), ulSize bytes of EEPROM. The script and the log go to temporary files ("SCRIPT...",
+// The image of a PE's initialisation from the tree of gen (built, with the person's checks): the
+// PE is the host, routing tables pre-initialised, no comments; ulSize bytes of EEPROM. Only the
+// actions that address the PE itself are played. The script and the log go to temporary files ("SCRIPT...",
 // "LOG...") that are removed on every way out; logging is off again and the front end's link is
 // the one it had, whatever happens.
-SEepromImageResult GenerateEepromImage(CNetworkDocument& map, CPEPrimitive& pe, uint32_t ulSize,
+SEepromImageResult GenerateEepromImage(CNetInitScriptGen& gen, CPEPrimitive& pe, uint32_t ulSize,
                                        bool bExcludeReadOnly, const EepromProgress& progress = {});
 
 // Where an EEPROM image goes over maintenance transactions.

@@ -7,7 +7,11 @@
  *   bytes 4..7   0xFFFFFFFF (left erased)
  *   bytes 8..    the records, 8 bytes each: the register's maintenance offset, then its value
  * The records are replayed in order, so a later record for a register wins. An erased EEPROM
- * (0xFFFF records) loads nothing. */
+ * (0xFFFF records) loads nothing.
+ *
+ * A write of several words is a run of registers 4 bytes apart, except at the port register of a
+ * routing table's pair (0x74, the broadcast 0x10074 and port n's 0x11074 + 0x100 n): that one
+ * steps through the table's entries itself, so each word is one more record at the same offset. */
 #include "EepromPlugin.h"
 
 #include <stddef.h>
@@ -33,6 +37,14 @@ static size_t s_nNextDevice;
 static uint32_t s_ulRecords;
 static uint32_t s_ulSize;
 static uint8_t* s_pbImage;
+
+/* The port register of a DestID/port register pair of the routing tables. */
+static int IsRoutePortRegister(uint32_t ulOffset)
+{
+    if (ulOffset == 0x74u || ulOffset == 0x10074u)
+        return 1;
+    return ulOffset >= 0x11074u && ulOffset <= 0x11074u + 0x100u * 15u && (ulOffset - 0x11074u) % 0x100u == 0;
+}
 
 static void PutWord(uint8_t* pb, uint32_t ulValue)
 {
@@ -102,7 +114,7 @@ int32_t AddRegInit(uint16_t wVendorOrHigh, uint16_t wDeviceOrLow, uint32_t ulSiz
     for (i = 0; i < ulCount; i++)
     {
         uint8_t* pbRecord = s_pbImage + HEADER_BYTES + s_ulRecords * RECORD_BYTES;
-        PutWord(pbRecord, ulOffset + 4u * i);
+        PutWord(pbRecord, IsRoutePortRegister(ulOffset) ? ulOffset : ulOffset + 4u * i);
         PutWord(pbRecord + 4, pulValues[i]);
         s_ulRecords++;
     }
