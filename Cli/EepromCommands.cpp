@@ -83,13 +83,14 @@ bool SaveImage(const QByteArray& image, const QString& strPath, const QString& s
         QBuffer buffer(&bytes);
         bytes.clear();
         buffer.open(QIODevice::WriteOnly);
-        WriteSRecordImage(reinterpret_cast<const uint8_t*>(image.constData()), static_cast<size_t>(image.size()),
-                          buffer, 0, static_cast<int>(type.ulAddressSize));
+        WriteSRecordImage(reinterpret_cast<const uint8_t*>(image.constData()),
+                          static_cast<size_t>(image.size()), buffer, 0, static_cast<int>(type.ulAddressSize));
     }
     const CSafeSaveResult result = SaveFileSafely(strPath, bytes);
     if (!result.Ok())
     {
-        PrintError(QString::asprintf("Unable to open%s, error %d", qPrintable(strPath), result.ErrorNumber()));
+        PrintError(
+            QString::asprintf("Unable to open%s, error %d", qPrintable(strPath), result.ErrorNumber()));
         return false;
     }
     return true;
@@ -153,8 +154,8 @@ bool OpenEepromTarget(const CCliOptions& options, const std::string& strNode, SE
     pTarget->uchHopCount = static_cast<uint8_t>(ullHop);
     pTarget->uchI2CAddress = static_cast<uint8_t>(ullAddress);
     uint32_t ulIdentity = 0;
-    const int32_t nStatus = CTargetClient::Instance().Maint_read(0, pTarget->ulDestID, pTarget->uchHopCount, 0,
-                                                                 &ulIdentity, 1, 4, 2);
+    const int32_t nStatus = CTargetClient::Instance().Maint_read(0, pTarget->ulDestID, pTarget->uchHopCount,
+                                                                 0, &ulIdentity, 1, 4, 2);
     if (nStatus != 0)
     {
         CliFailure(nStatus);
@@ -167,8 +168,8 @@ bool OpenEepromTarget(const CCliOptions& options, const std::string& strNode, SE
 
 int RunEepromImage(const SCliInvocation& invocation)
 {
-    const char* const pszUsage =
-        "eeprom image MAP NODE --type TYPE --out FILE [--format bin|sre] [--exclude-read-only] [--no-port-speeds]";
+    const char* const pszUsage = "eeprom image MAP NODE --type TYPE --out FILE [--format bin|sre] "
+                                 "[--exclude-read-only] [--no-port-speeds]";
     const CCliOptions options(invocation.args, {"--type", "--out", "--format"},
                               {"--exclude-read-only", "--no-port-speeds"});
     uint64_t ullNode = 0;
@@ -318,7 +319,8 @@ int RunEepromRead(const SCliInvocation& invocation)
 } // namespace
 
 extern const SCliCommand g_aEepromCommands[] = {
-    {"eeprom image", "MAP NODE --type TYPE --out FILE [--format bin|sre] [--exclude-read-only] [--no-port-speeds]",
+    {"eeprom image",
+     "MAP NODE --type TYPE --out FILE [--format bin|sre] [--exclude-read-only] [--no-port-speeds]",
      RunEepromImage},
     {"eeprom write", "DEST:HOP FILE [--type TYPE] [--i2c-address A]", RunEepromWrite},
     {"eeprom read", "DEST:HOP FILE [--type TYPE] [--bytes N] [--i2c-address A]", RunEepromRead},

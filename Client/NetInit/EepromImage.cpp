@@ -70,14 +70,15 @@ private:
 class CImageLinkScope
 {
 public:
-    explicit CImageLinkScope(const CRegisterValueList& saved)
-        : m_pOld(CTargetClient::Instance().Link()), m_bLarge(HalGetLargeTransport())
+    explicit CImageLinkScope(const CRegisterValueList& saved) : m_bLarge(HalGetLargeTransport())
     {
+        // Taken before the front end is first reached: making it installs its own transport.
         if (const NVXL_TRANSPORT* pTransport = NVXL_GetTransport())
         {
             m_oldTransport = *pTransport;
             m_bHadTransport = true;
         }
+        m_pOld = CTargetClient::Instance().Link();
         m_link.AttachPod(eLinkNone, std::make_unique<CImageRegisters>(saved));
         CTargetClient::Instance().SetLink(&m_link);
         InstallHalAdapter(&CTargetClient::Instance());
@@ -94,7 +95,7 @@ public:
     CImageLinkScope& operator=(const CImageLinkScope&) = delete;
 
 private:
-    CTargetLink* m_pOld;
+    CTargetLink* m_pOld = nullptr;
     uint32_t m_bLarge;
     NVXL_TRANSPORT m_oldTransport{};
     bool m_bHadTransport = false;
@@ -150,11 +151,11 @@ uint32_t ChunkBytes(const SEepromType& type)
 const std::vector<SEepromType>& EepromTypes()
 {
     static const std::vector<SEepromType> types = {
-        {"", "Generic 256 Bit", 256, 0, 1},      {"", "Generic 8 kBit", 1024, 0, 2},
-        {"", "Generic 16 kBit", 2048, 0, 2},     {"", "Generic 32 kBit", 4096, 0, 2},
-        {"", "Generic 64 kBit", 8192, 0, 2},     {"", "Generic 128 kBit", 16384, 0, 2},
-        {"", "Generic 256 kBit", 32768, 0, 2},   {"Microchip", "24XX128", 16384, 64, 2},
-        {"Atmel", "AT24C256", 32768, 64, 2},     {"Atmel", "AT24C128", 16384, 64, 2},
+        {"", "Generic 256 Bit", 256, 0, 1},    {"", "Generic 8 kBit", 1024, 0, 2},
+        {"", "Generic 16 kBit", 2048, 0, 2},   {"", "Generic 32 kBit", 4096, 0, 2},
+        {"", "Generic 64 kBit", 8192, 0, 2},   {"", "Generic 128 kBit", 16384, 0, 2},
+        {"", "Generic 256 kBit", 32768, 0, 2}, {"Microchip", "24XX128", 16384, 64, 2},
+        {"Atmel", "AT24C256", 32768, 64, 2},   {"Atmel", "AT24C128", 16384, 64, 2},
         {"Atmel", "AT24C64", 8192, 32, 2},
     };
     return types;
@@ -204,7 +205,8 @@ void CEepromPlugins::LoadFolder(const QString& strFolder, QStringList* pMessages
         {
             if (pMessages)
             {
-                pMessages->append(QStringLiteral("Error loading %1\n\n%2").arg(strPath, pLibrary->errorString()));
+                pMessages->append(
+                    QStringLiteral("Error loading %1\n\n%2").arg(strPath, pLibrary->errorString()));
             }
             continue;
         }
@@ -213,10 +215,12 @@ void CEepromPlugins::LoadFolder(const QString& strFolder, QStringList* pMessages
         const auto pfnNext =
             reinterpret_cast<PFN_EEPROM_GET_NEXT_DEVICE>(pLibrary->resolve(NV_EEPROM_EXPORT_GET_NEXT));
         SEepromPluginDevice entry;
-        entry.pfnInitialize = reinterpret_cast<PFN_EEPROM_INITIALIZE>(pLibrary->resolve(NV_EEPROM_EXPORT_INITIALIZE));
+        entry.pfnInitialize =
+            reinterpret_cast<PFN_EEPROM_INITIALIZE>(pLibrary->resolve(NV_EEPROM_EXPORT_INITIALIZE));
         entry.pfnAddRegInit =
             reinterpret_cast<PFN_EEPROM_ADD_REG_INIT>(pLibrary->resolve(NV_EEPROM_EXPORT_ADD_REG_INIT));
-        entry.pfnFinalize = reinterpret_cast<PFN_EEPROM_FINALIZE>(pLibrary->resolve(NV_EEPROM_EXPORT_FINALIZE));
+        entry.pfnFinalize =
+            reinterpret_cast<PFN_EEPROM_FINALIZE>(pLibrary->resolve(NV_EEPROM_EXPORT_FINALIZE));
         entry.pfnGetBytesUsed =
             reinterpret_cast<PFN_EEPROM_GET_BYTES_USED>(pLibrary->resolve(NV_EEPROM_EXPORT_GET_BYTES_USED));
         entry.strLibrary = strPath;
@@ -261,13 +265,16 @@ QStringList CEepromPlugins::Libraries() const
 
 QString EepromPluginFolder()
 {
-    const QString strSet = GetPreference(QStringLiteral("Directories"), QStringLiteral("EEPROM_DLLs"), QString());
+    const QString strSet =
+        GetPreference(QStringLiteral("Directories"), QStringLiteral("EEPROM_DLLs"), QString());
     if (!strSet.trimmed().isEmpty())
     {
         return strSet.trimmed();
     }
-    const QString strProgramDir = QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).absolutePath();
-    const QString strInstalled = QDir::cleanPath(strProgramDir + QStringLiteral("/../share/norvanta/EEPROM_DLLs"));
+    const QString strProgramDir =
+        QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).absolutePath();
+    const QString strInstalled =
+        QDir::cleanPath(strProgramDir + QStringLiteral("/../share/norvanta/EEPROM_DLLs"));
     if (QFileInfo(strInstalled).isDir())
     {
         return strInstalled;
@@ -304,8 +311,8 @@ int32_t CEepromImage::Initialize()
 int32_t CEepromImage::AddRegInit(uint32_t ulOffset, uint32_t ulCount, const uint32_t* pulValues)
 {
     return m_device.pfnAddRegInit(m_device.wVendorOrHigh, m_device.wDeviceOrLow,
-                                  static_cast<uint32_t>(m_bytes.size()), reinterpret_cast<uint8_t*>(m_bytes.data()),
-                                  ulOffset, ulCount, pulValues);
+                                  static_cast<uint32_t>(m_bytes.size()),
+                                  reinterpret_cast<uint8_t*>(m_bytes.data()), ulOffset, ulCount, pulValues);
 }
 
 void CEepromImage::Finalize()
@@ -353,16 +360,16 @@ bool LogToImage(const CEepromPlugins& plugins, const QString& strLogPath, uint16
     {
         const QString strLine = QString::fromLatin1(log.readLine());
         const QStringList tokens = strLine.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        if (tokens.isEmpty() || tokens[0].trimmed().compare(QLatin1String("Maint_write"), Qt::CaseInsensitive) != 0)
+        if (tokens.isEmpty() ||
+            tokens[0].trimmed().compare(QLatin1String("Maint_write"), Qt::CaseInsensitive) != 0)
         {
             continue;
         }
         // Maint_write DEST PRIORITY HOPS OFFSET BYTES VALUE... # OUTCOME
-        static const char* const kMissing[] = {"Invalid token: looking for destID.",
-                                               "Invalid token: looking for priority.",
-                                               "Invalid token: looking for hop count.",
-                                               "Invalid token: looking for offset.",
-                                               "Invalid token: looking for byte count"};
+        static const char* const kMissing[] = {
+            "Invalid token: looking for destID.", "Invalid token: looking for priority.",
+            "Invalid token: looking for hop count.", "Invalid token: looking for offset.",
+            "Invalid token: looking for byte count"};
         for (int i = 0; i < 5; ++i)
         {
             if (tokens.size() <= i + 1 || tokens[i + 1].trimmed() == QLatin1String("#"))
@@ -491,7 +498,8 @@ SEepromImageResult GenerateEepromImage(CNetInitScriptGen& gen, CPEPrimitive& pe,
         result.strError = RioErrorText(nStatus);
         if (iLine > 0 && iLine <= scriptLines.size())
         {
-            result.strError += QStringLiteral("\nLine %1 of the script failed: %2").arg(iLine).arg(scriptLines[iLine - 1]);
+            result.strError +=
+                QStringLiteral("\nLine %1 of the script failed: %2").arg(iLine).arg(scriptLines[iLine - 1]);
         }
         return result;
     }
@@ -523,11 +531,13 @@ bool WriteEepromImage(const SEepromTarget& target, const SEepromType& type, cons
     }
     if (!SupportsEEPROM(target.wVendorID, target.wDeviceID))
     {
-        *pError = QStringLiteral("This device does not support EEPROM access via RapidIO maintenance transactions.");
+        *pError = QStringLiteral(
+            "This device does not support EEPROM access via RapidIO maintenance transactions.");
         return false;
     }
     if (SetEEPROMAddress(target.wVendorID, target.wDeviceID, target.uchLocalPort, target.ulDestID,
-                         target.uchHopCount, static_cast<uint8_t>(type.ulAddressSize), target.uchI2CAddress) != 0)
+                         target.uchHopCount, static_cast<uint8_t>(type.ulAddressSize),
+                         target.uchI2CAddress) != 0)
     {
         *pError = QStringLiteral("Unable to set EEPROM address.");
         return false;
@@ -540,9 +550,9 @@ bool WriteEepromImage(const SEepromTarget& target, const SEepromType& type, cons
     {
         // A write never crosses a page: the part would wrap it to the page's start.
         const uint32_t ulCount = std::min(ulChunk - ulAddress % ulChunk, ulTotal - ulAddress);
-        const int32_t nStatus = WriteEEPROM(target.wVendorID, target.wDeviceID, target.uchLocalPort,
-                                            target.ulDestID, target.uchHopCount, static_cast<uint16_t>(ulCount),
-                                            static_cast<uint16_t>(ulAddress), pbImage + ulAddress);
+        const int32_t nStatus = WriteEEPROM(
+            target.wVendorID, target.wDeviceID, target.uchLocalPort, target.ulDestID, target.uchHopCount,
+            static_cast<uint16_t>(ulCount), static_cast<uint16_t>(ulAddress), pbImage + ulAddress);
         if (nStatus != 0)
         {
             *pError = QString::asprintf("Write failed with error %d", nStatus);
@@ -568,8 +578,8 @@ bool WriteEepromImage(const SEepromTarget& target, const SEepromType& type, cons
     return true;
 }
 
-bool ReadEepromImage(const SEepromTarget& target, const SEepromType& type, uint32_t ulBytes, QByteArray* pImage,
-                     QString* pError, const EepromProgress& progress)
+bool ReadEepromImage(const SEepromTarget& target, const SEepromType& type, uint32_t ulBytes,
+                     QByteArray* pImage, QString* pError, const EepromProgress& progress)
 {
     if (ulBytes > type.ulSize || ulBytes > kMaxImageBytes)
     {
@@ -578,11 +588,13 @@ bool ReadEepromImage(const SEepromTarget& target, const SEepromType& type, uint3
     }
     if (!SupportsEEPROM(target.wVendorID, target.wDeviceID))
     {
-        *pError = QStringLiteral("This device does not support EEPROM access via RapidIO maintenance transactions.");
+        *pError = QStringLiteral(
+            "This device does not support EEPROM access via RapidIO maintenance transactions.");
         return false;
     }
     if (SetEEPROMAddress(target.wVendorID, target.wDeviceID, target.uchLocalPort, target.ulDestID,
-                         target.uchHopCount, static_cast<uint8_t>(type.ulAddressSize), target.uchI2CAddress) != 0)
+                         target.uchHopCount, static_cast<uint8_t>(type.ulAddressSize),
+                         target.uchI2CAddress) != 0)
     {
         *pError = QStringLiteral("Unable to set EEPROM address.");
         return false;

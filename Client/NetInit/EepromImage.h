@@ -111,8 +111,8 @@ using EepromProgress = std::function<void(const QString& strText)>;
 struct SEepromImageResult
 {
     bool bOk = false;
-    QByteArray image; // the used bytes of the image
-    QString strError; // the message of a failure
+    QByteArray image;     // the used bytes of the image
+    QString strError;     // the message of a failure
     QString strErrorsTab; // "%d errors.\r\n" and the list, when the script had errors
 };
 
@@ -140,5 +140,5 @@ struct SEepromTarget
 bool WriteEepromImage(const SEepromTarget& target, const SEepromType& type, const QByteArray& image,
                       QString* pError, const EepromProgress& progress = {});
 // Reads ulBytes from address 0.
-bool ReadEepromImage(const SEepromTarget& target, const SEepromType& type, uint32_t ulBytes, QByteArray* pImage,
-                     QString* pError, const EepromProgress& progress = {});
+bool ReadEepromImage(const SEepromTarget& target, const SEepromType& type, uint32_t ulBytes,
+                     QByteArray* pImage, QString* pError, const EepromProgress& progress = {});

@@ -59,8 +59,8 @@ void CTsiSwitch::ResetDeviceReceived(uint8_t)
     const std::vector<uint8_t>& eeprom = *pEeprom;
     auto word = [&eeprom](size_t n)
     {
-        return (uint32_t{eeprom[n]} << 24) | (uint32_t{eeprom[n + 1]} << 16) | (uint32_t{eeprom[n + 2]} << 8) |
-               eeprom[n + 3];
+        return (uint32_t{eeprom[n]} << 24) | (uint32_t{eeprom[n + 1]} << 16) |
+               (uint32_t{eeprom[n + 2]} << 8) | eeprom[n + 3];
     };
     constexpr size_t kHeaderBytes = 8;
     constexpr size_t kRecordBytes = 8;
