@@ -3,11 +3,11 @@
 #include "EepromImage.h"
 #include "EepromTypeSelectDlg.h"
 #include "FFRoutes.h"
+#include "NetworkDocument.h"
 #include "Preferences.h"
 #include "RegisterAccess.h"
-#include "SRecord.h"
-#include "NetworkDocument.h"
 #include "RegisterValueFile.h"
+#include "SRecord.h"
 #include "SafeFile.h"
 #include "UserInterface.h"
 
@@ -522,7 +522,8 @@ bool CNetInitScriptGenDlg::OnSaveEepromImage()
     }
     UI().BeginWork(QStringLiteral("Generating EEPROM image"), true);
     auto log = [](const QString& strText) { UI().AppendWorkLog(strText); };
-    const SEepromImageResult result = GenerateEepromImage(m_gen, pe, pType->ulSize, m_pExcludeRO->isChecked(), log);
+    const SEepromImageResult result =
+        GenerateEepromImage(m_gen, pe, pType->ulSize, m_pExcludeRO->isChecked(), log);
     ShowTexts();
     if (!result.bOk)
     {
@@ -535,9 +536,9 @@ bool CNetInitScriptGenDlg::OnSaveEepromImage()
         ShowMessage(result.strError);
         return false;
     }
-    const QString strPath =
-        UI().ChooseFile(true, QStringLiteral("Save EEPROM Image"),
-                        QStringLiteral("Binary File (*.bin)|*.bin|S-Record File (*.sre)|*.sre||"), QStringLiteral(".bin"));
+    const QString strPath = UI().ChooseFile(
+        true, QStringLiteral("Save EEPROM Image"),
+        QStringLiteral("Binary File (*.bin)|*.bin|S-Record File (*.sre)|*.sre||"), QStringLiteral(".bin"));
     if (strPath.isEmpty())
     {
         UI().EndWork(QString());
@@ -551,19 +552,21 @@ bool CNetInitScriptGenDlg::OnSaveEepromImage()
         QBuffer buffer(&bytes);
         buffer.open(QIODevice::WriteOnly);
         WriteSRecordImage(reinterpret_cast<const uint8_t*>(result.image.constData()),
-                          static_cast<size_t>(result.image.size()), buffer, 0, static_cast<int>(pType->ulAddressSize));
+                          static_cast<size_t>(result.image.size()), buffer, 0,
+                          static_cast<int>(pType->ulAddressSize));
     }
     const CSafeSaveResult saved = SaveFileSafely(strPath, bytes);
     if (!saved.Ok())
     {
         UI().EndWork(QString());
-        ShowMessage(QString::asprintf("Unable to open%s, error %d", qPrintable(strPath), saved.ErrorNumber()));
+        ShowMessage(
+            QString::asprintf("Unable to open%s, error %d", qPrintable(strPath), saved.ErrorNumber()));
         return false;
     }
     log(QStringLiteral("Done.\n"));
     UI().EndWork(QString());
-    if (UI().Ask(QStringLiteral("Do you also want to write the image to the EEPROM?"), windowTitle(), false) !=
-        eAnswerYes)
+    if (UI().Ask(QStringLiteral("Do you also want to write the image to the EEPROM?"), windowTitle(),
+                 false) != eAnswerYes)
     {
         return true;
     }
@@ -572,9 +575,14 @@ bool CNetInitScriptGenDlg::OnSaveEepromImage()
     {
         return false;
     }
-    const SEepromTarget target{pe.ManufID,          pe.DeviceID, 0, access.DestID(), access.HopCount(),
-                               static_cast<uint8_t>(GetPreference(QStringLiteral("Preferences"),
-                                                                  QStringLiteral("I2C_EEPROMAddress"), 0x50u))};
+    const SEepromTarget target{
+        pe.ManufID,
+        pe.DeviceID,
+        0,
+        access.DestID(),
+        access.HopCount(),
+        static_cast<uint8_t>(
+            GetPreference(QStringLiteral("Preferences"), QStringLiteral("I2C_EEPROMAddress"), 0x50u))};
     UI().BeginWork(QStringLiteral("Generating EEPROM image"), true);
     QString strError;
     const bool bWritten = WriteEepromImage(target, *pType, result.image, &strError, log);

@@ -40,7 +40,8 @@ public:
     struct SEepromImageUse
     {
     };
-    CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& pe, SEepromImageUse, QWidget* pParent = nullptr);
+    CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& pe, SEepromImageUse,
+                         QWidget* pParent = nullptr);
     ~CNetInitScriptGenDlg() override;
 
     bool SavesRegisterValues() const { return m_pRegisterPE != nullptr && !m_bEepromImage; }

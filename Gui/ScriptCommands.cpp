@@ -91,7 +91,8 @@ void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
                                if (CPEPrimitive* pPE = CommandPE(core, context))
                                {
                                    CNetInitScriptGenDlg dialog(core.Document(), *pPE,
-                                                               CNetInitScriptGenDlg::SEepromImageUse{}, pParent);
+                                                               CNetInitScriptGenDlg::SEepromImageUse{},
+                                                               pParent);
                                    dialog.exec();
                                }
                            });
