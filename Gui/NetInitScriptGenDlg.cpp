@@ -1,12 +1,18 @@
 #include "NetInitScriptGenDlg.h"
 
+#include "EepromImage.h"
+#include "EepromTypeSelectDlg.h"
 #include "FFRoutes.h"
 #include "NetworkDocument.h"
+#include "Preferences.h"
+#include "RegisterAccess.h"
 #include "RegisterValueFile.h"
+#include "SRecord.h"
 #include "SafeFile.h"
 #include "UserInterface.h"
 
 #include <QApplication>
+#include <QBuffer>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileInfo>
@@ -142,6 +148,33 @@ CNetInitScriptGenDlg::CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& 
     }
 }
 
+CNetInitScriptGenDlg::CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& pe, SEepromImageUse,
+                                           QWidget* pParent)
+    : QDialog(pParent), m_map(map), m_pRegisterPE(&pe), m_bEepromImage(true), m_gen(map)
+{
+    setWindowTitle(QStringLiteral("EEPROM Device Initialization Image"));
+    m_gen.BuildTree();
+    // The image holds the PE's own initialisation.
+    std::erase_if(m_gen.Tree(), [&pe](const SInitTreeItem& item) { return item.iNode != pe.iNodeNumber; });
+    BuildWindow();
+    m_pHost->setText(QString::number(pe.iNodeNumber + 1));
+    m_pComments->setChecked(false);
+    m_pPreInit->setChecked(true);
+    m_pComments->hide();
+    m_pPreInit->hide();
+    m_pForm->setRowVisible(m_pHost, false);
+    m_pForm->setRowVisible(m_pFormat, false);
+    m_pNote->setText(QStringLiteral("The checked items of Node %1 become register writes in its boot EEPROM "
+                                    "image; the device's image plug-in lays them out.")
+                         .arg(pe.iNodeNumber + 1));
+    m_pNote->show();
+    m_pSave->setText(QStringLiteral("Save EEPROM Image"));
+    if (QTreeWidgetItem* pNode = NodeItem(pe.iNodeNumber))
+    {
+        pNode->setExpanded(true);
+    }
+}
+
 CNetInitScriptGenDlg::~CNetInitScriptGenDlg() = default;
 
 void CNetInitScriptGenDlg::BuildWindow()
@@ -210,7 +243,17 @@ void CNetInitScriptGenDlg::BuildWindow()
     pLayout->addLayout(pButtons);
     connect(m_pGenerate, &QPushButton::clicked, this, [this] { OnGenerate(); });
     connect(m_pSave, &QPushButton::clicked, this,
-            [this] { SavesRegisterValues() ? OnSaveRegisterValues() : OnSaveScript(); });
+            [this]
+            {
+                if (MakesEepromImage())
+                {
+                    OnSaveEepromImage();
+                }
+                else
+                {
+                    SavesRegisterValues() ? OnSaveRegisterValues() : OnSaveScript();
+                }
+            });
     connect(m_pCopy, &QPushButton::clicked, this, &CNetInitScriptGenDlg::OnCopyToClipboard);
     connect(pClose, &QPushButton::clicked, this, &QDialog::reject);
     connect(m_pTree, &QTreeWidget::itemExpanded, this, &CNetInitScriptGenDlg::Populate);
@@ -451,4 +494,102 @@ bool CNetInitScriptGenDlg::OnSaveRegisterValues()
     }
     accept();
     return true;
+}
+
+bool CNetInitScriptGenDlg::OnSaveEepromImage()
+{
+    if (!m_pRegisterPE)
+    {
+        return false;
+    }
+    CPEPrimitive& pe = *m_pRegisterPE;
+    // The EEPROM part: the one kept, or else the person's choice, kept from then on.
+    const SEepromType* pType = CEepromTypeSelectDlg::DefaultType();
+    if (!pType)
+    {
+        CEepromTypeSelectDlg select(this);
+        if (select.exec() != QDialog::Accepted || !select.Chosen())
+        {
+            return false;
+        }
+        pType = select.Chosen();
+    }
+    QStringList loadMessages;
+    LoadedEepromPlugins(&loadMessages);
+    for (const QString& strMessage : loadMessages)
+    {
+        ShowMessage(strMessage);
+    }
+    UI().BeginWork(QStringLiteral("Generating EEPROM image"), true);
+    auto log = [](const QString& strText) { UI().AppendWorkLog(strText); };
+    const SEepromImageResult result =
+        GenerateEepromImage(m_gen, pe, pType->ulSize, m_pExcludeRO->isChecked(), log);
+    ShowTexts();
+    if (!result.bOk)
+    {
+        UI().EndWork(QString());
+        if (!result.strErrorsTab.isEmpty())
+        {
+            m_pErrors->setPlainText(result.strErrorsTab);
+            m_pTabs->setCurrentIndex(m_pTabs->indexOf(m_pErrors));
+        }
+        ShowMessage(result.strError);
+        return false;
+    }
+    const QString strPath = UI().ChooseFile(
+        true, QStringLiteral("Save EEPROM Image"),
+        QStringLiteral("Binary File (*.bin)|*.bin|S-Record File (*.sre)|*.sre||"), QStringLiteral(".bin"));
+    if (strPath.isEmpty())
+    {
+        UI().EndWork(QString());
+        return false;
+    }
+    log(QStringLiteral("Saving the EEPROM image...\n"));
+    QByteArray bytes = result.image;
+    if (QFileInfo(strPath).suffix().compare(QLatin1String("sre"), Qt::CaseInsensitive) == 0)
+    {
+        bytes.clear();
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        WriteSRecordImage(reinterpret_cast<const uint8_t*>(result.image.constData()),
+                          static_cast<size_t>(result.image.size()), buffer, 0,
+                          static_cast<int>(pType->ulAddressSize));
+    }
+    const CSafeSaveResult saved = SaveFileSafely(strPath, bytes);
+    if (!saved.Ok())
+    {
+        UI().EndWork(QString());
+        ShowMessage(
+            QString::asprintf("Unable to open%s, error %d", qPrintable(strPath), saved.ErrorNumber()));
+        return false;
+    }
+    log(QStringLiteral("Done.\n"));
+    UI().EndWork(QString());
+    if (UI().Ask(QStringLiteral("Do you also want to write the image to the EEPROM?"), windowTitle(),
+                 false) != eAnswerYes)
+    {
+        return true;
+    }
+    CRegisterAccess access(m_map);
+    if (!access.PrepareAccess(pe))
+    {
+        return false;
+    }
+    const SEepromTarget target{
+        pe.ManufID,
+        pe.DeviceID,
+        0,
+        access.DestID(),
+        access.HopCount(),
+        static_cast<uint8_t>(
+            GetPreference(QStringLiteral("Preferences"), QStringLiteral("I2C_EEPROMAddress"), 0x50u))};
+    UI().BeginWork(QStringLiteral("Generating EEPROM image"), true);
+    QString strError;
+    const bool bWritten = WriteEepromImage(target, *pType, result.image, &strError, log);
+    UI().EndWork(QString());
+    if (!bWritten)
+    {
+        ShowMessage(strError);
+    }
+    return bWritten;
 }

@@ -2,7 +2,8 @@
 // check boxes (a PE's IDs, registers, routing tables and port speeds); on the right the "Script"
 // and "Errors" tabs; below them the options, the host and the format. CNetInitScriptGen does the
 // work; the window shows its tree and texts and saves them. The same window saves the register
-// values of one PE, with the host fixed to that PE and the format taken from the file's name.
+// values of one PE, with the host fixed to that PE and the format taken from the file's name, and
+// makes the boot EEPROM image of one PE ("EEPROM Device Initialization Image").
 #pragma once
 
 #include "NetInitScriptGen.h"
@@ -34,9 +35,17 @@ public:
     // no comments, and the routing tables would be pre-initialised; only "Exclude read-only
     // registers" is left to the person.
     CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& pe, QWidget* pParent = nullptr);
+    // "EEPROM Device Initialization Image" of one PE: the tree holds all that initialises it, the
+    // host is the PE, and "Save EEPROM Image" makes the image, saves it and offers to write it.
+    struct SEepromImageUse
+    {
+    };
+    CNetInitScriptGenDlg(CNetworkDocument& map, CPEPrimitive& pe, SEepromImageUse,
+                         QWidget* pParent = nullptr);
     ~CNetInitScriptGenDlg() override;
 
-    bool SavesRegisterValues() const { return m_pRegisterPE != nullptr; }
+    bool SavesRegisterValues() const { return m_pRegisterPE != nullptr && !m_bEepromImage; }
+    bool MakesEepromImage() const { return m_bEepromImage; }
     CNetInitScriptGen& Generator() { return m_gen; }
 
     QTreeWidget* Tree() const { return m_pTree; }
@@ -64,6 +73,7 @@ public:
     bool OnSaveScript();
     void OnCopyToClipboard();
     bool OnSaveRegisterValues();
+    bool OnSaveEepromImage();
 
 private:
     void BuildWindow();
@@ -79,6 +89,7 @@ private:
 
     CNetworkDocument& m_map;
     CPEPrimitive* m_pRegisterPE = nullptr;
+    bool m_bEepromImage = false;
     CNetInitScriptGen m_gen;
     QHash<const QTreeWidgetItem*, SInitTreeItem*> m_items;
     int m_eShownFormat = eInitFormatScript; // the format of the text in the "Script" tab

@@ -85,6 +85,17 @@ void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
                                CNetInitScriptGenDlg dialog(core.Document(), pParent);
                                dialog.exec();
                            });
+    core.SetCommandHandler(eCmdEEPROMCreateImage,
+                           [&core, pParent](const SCommandContext& context)
+                           {
+                               if (CPEPrimitive* pPE = CommandPE(core, context))
+                               {
+                                   CNetInitScriptGenDlg dialog(core.Document(), *pPE,
+                                                               CNetInitScriptGenDlg::SEepromImageUse{},
+                                                               pParent);
+                                   dialog.exec();
+                               }
+                           });
     core.SetCommandHandler(eCmdSaveRegisters,
                            [&core, pParent](const SCommandContext& context)
                            {

@@ -6,7 +6,8 @@ Each layer may include its own headers and those of the layers it stands on:
     Common/Utilities  <- nothing of ours
     Common/NetworkMap <- Common/Utilities
     Client/Target     <- Middleware, Common
-    Client/*          <- Middleware, Common, Client (Discovery, Routing, Scripting, NetInit, Shell)
+    Client/*          <- Middleware, Common, Client (Discovery, Routing, Scripting, NetInit, Shell),
+                         and the plug-in interfaces of Plugins
     Gui               <- Middleware, Common, Client, Gui
     Cli               <- Middleware, Common, Client, Cli
     App               <- Middleware, Common, Client, Gui
@@ -25,7 +26,7 @@ LAYERS = [
     ("Common/Utilities", {"Common/Utilities"}),
     ("Common/NetworkMap", {"Common/NetworkMap", "Common/Utilities"}),
     ("Client/Target", {"Client/Target", "Middleware", "Common/Utilities", "Common/NetworkMap"}),
-    ("Client", {"Client", "Middleware", "Common/Utilities", "Common/NetworkMap"}),
+    ("Client", {"Client", "Middleware", "Common/Utilities", "Common/NetworkMap", "Plugins"}),
     ("Gui", {"Gui", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap", "Plugins"}),
     ("Cli", {"Cli", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap"}),
     ("App", {"App", "Gui", "Client", "Middleware", "Common/Utilities", "Common/NetworkMap", "Plugins"}),

@@ -343,11 +343,12 @@ int32_t CTargetClient::ReadTransaction(uint8_t uchLocalPort, uint32_t ulDestID, 
         return eRioNotConnected;
     }
     const ELinkKind eKind = m_pLink->eKind;
-    if (eKind == eLinkNone)
+    if (eKind == eLinkNone && !m_pLink->Pod())
     {
         return eRioNullSocketRead;
     }
-    if (eKind == eLinkJTAG || eKind == eLinkI2C || eKind == eLinkPCIe)
+    // The image link with a register image attached answers from it (the EEPROM image maker).
+    if (eKind == eLinkJTAG || eKind == eLinkI2C || eKind == eLinkPCIe || eKind == eLinkNone)
     {
         if (bTimed)
         {
@@ -553,11 +554,11 @@ int32_t CTargetClient::WriteTransaction(uint8_t uchLocalPort, uint32_t ulDestID,
         return eRioNotConnected;
     }
     const ELinkKind eKind = m_pLink->eKind;
-    if (eKind == eLinkNone)
+    if (eKind == eLinkNone && !m_pLink->Pod())
     {
         return eRioOk;
     }
-    if (eKind == eLinkJTAG || eKind == eLinkI2C || eKind == eLinkPCIe)
+    if (eKind == eLinkJTAG || eKind == eLinkI2C || eKind == eLinkPCIe || eKind == eLinkNone)
     {
         // The I2C branch reports its failures with the JTAG statuses.
         const int32_t nBadSize = eKind == eLinkPCIe ? eRioTsi721Unsupported : eRioJtagUnsupported;

@@ -217,6 +217,8 @@ SPortCounters CSimDevice::Counters(uint8_t uchPort) const
     return uchPort < m_counters.size() ? m_counters[uchPort] : SPortCounters{};
 }
 
+void CSimDevice::ResetDeviceReceived(uint8_t) {}
+
 void CSimDevice::ClearCounters()
 {
     auto lock = Guard();

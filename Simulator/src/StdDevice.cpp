@@ -672,7 +672,11 @@ void CStdDevice::LinkRequest(uint8_t uchPort, uint32_t ulCommand)
         if (ulCommand == linkmaint::kResetDevice)
         {
             // reset-device draws no link-response; response_valid says the request went out.
+            // The partner resets once the request is out.
             ulResponse = linkmaint::kResponseValid;
+            SetReg(PortReg(reg::kLinkResponse, uchPort), ulResponse);
+            pPartner->pDevice->ResetDeviceReceived(pPartner->uchPort);
+            return;
         }
         else
         {

@@ -271,6 +271,10 @@ public:
     // ulCount link-level events at a port, about packets of the kind given.
     virtual void CountLinkEvent(uint8_t uchPort, ELinkEvent eEvent, uint32_t ulCount,
                                 const SPacketInfo& packet);
+    // A reset-device link-request came in on a port from the link partner (RapidIO Part 6:
+    // link-request/reset-device asks the receiving device to reset). The base ignores it; a
+    // model that boots from an EEPROM loads it here.
+    virtual void ResetDeviceReceived(uint8_t uchPort);
     // The simulator's own totals of what crossed a port (not the device's registers).
     SPortCounters Counters(uint8_t uchPort) const;
     // Sets the simulator's totals of every port back to 0 (the device's registers keep theirs).

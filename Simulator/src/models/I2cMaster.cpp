@@ -42,6 +42,11 @@ CI2cMaster::CI2cMaster(uint32_t ulBase, uint32_t ulEepromBytes, uint8_t uchEepro
     Reset();
 }
 
+const std::vector<uint8_t>* CI2cMaster::BootEeprom() const
+{
+    return !m_eeprom.empty() && (kConfigReset & kDevAddr) == m_uchEepromAddress ? &m_eeprom : nullptr;
+}
+
 void CI2cMaster::Reset()
 {
     m_ulConfig = kConfigReset;

@@ -27,12 +27,17 @@ public:
     bool Read(uint32_t ulOffset, uint32_t* pulValue) const;
     bool Write(uint32_t ulOffset, uint32_t ulValue, uint32_t ulByteMask);
 
+    // The master's registers as the part's reset leaves them.
+    void Reset();
+    // The EEPROM the part's boot loader reads after a reset: the one at the reset value of
+    // DEV_ADDR; null when nothing answers there.
+    const std::vector<uint8_t>* BootEeprom() const;
+
     // The EEPROM's contents (erased bytes read 0xFF); empty when there is none.
     const std::vector<uint8_t>& Eeprom() const { return m_eeprom; }
     std::vector<uint8_t>& Eeprom() { return m_eeprom; }
 
 private:
-    void Reset();
     void Transfer(uint32_t ulCommand);
 
     uint32_t m_ulBase;

@@ -47,6 +47,41 @@ CTsiSwitch::CTsiSwitch(std::string strName, SDeviceConfig config)
     }
 }
 
+void CTsiSwitch::ResetDeviceReceived(uint8_t)
+{
+    m_ulBootRecords = 0;
+    if (!m_pI2c)
+        return;
+    m_pI2c->Reset();
+    const std::vector<uint8_t>* pEeprom = m_pI2c->BootEeprom();
+    if (!pEeprom)
+        return;
+    const std::vector<uint8_t>& eeprom = *pEeprom;
+    auto word = [&eeprom](size_t n)
+    {
+        return (uint32_t{eeprom[n]} << 24) | (uint32_t{eeprom[n + 1]} << 16) |
+               (uint32_t{eeprom[n + 2]} << 8) | eeprom[n + 3];
+    };
+    constexpr size_t kHeaderBytes = 8;
+    constexpr size_t kRecordBytes = 8;
+    if (eeprom.size() < kHeaderBytes)
+        return;
+    const uint32_t ulRecords = word(0) >> 16;
+    if (ulRecords == 0xFFFF)
+        return; // erased
+    // The switch writes to itself as a local access would; a record past the EEPROM's end
+    // ends the load.
+    const SRegAccess self{0, true};
+    for (uint32_t i = 0; i < ulRecords; ++i)
+    {
+        const size_t at = kHeaderBytes + kRecordBytes * i;
+        if (at + kRecordBytes > eeprom.size())
+            break;
+        WriteRegister(word(at), word(at + 4), 0xFFFFFFFF, self);
+        ++m_ulBootRecords;
+    }
+}
+
 bool CTsiSwitch::IsTsi57x() const
 {
     return Config().wDeviceId >= 0x0570;

@@ -31,6 +31,16 @@
 // adds each value read to its total, so the counters clear on read). Assumptions: the controls are
 // 0 at reset (nothing counted), and multicast-event symbols are not modelled.
 //
+// Boot load (Tsi57x only): a reset-device link-request from a link partner resets the part, whose
+// I2C master then reads the EEPROM at the reset address (0x50, two address bytes) and replays its
+// register records, each a maintenance write of the switch to itself. The layout is the one the
+// HAL's routing-table flash of these parts writes, big-endian words: word 0 the number of records
+// in bits 31..16 (0xFFFF: erased, nothing to load), word 1 left erased, then the records from
+// byte 8, 8 bytes each: register offset, value. Assumptions: the manual's boot-load chapter could
+// not be read, so the layout follows the HAL and not the part's own description; the reset
+// returns the I2C master to its reset state and replays the EEPROM, while the other registers
+// keep the values they had (the model holds no separate power-on image of its hooks' state).
+//
 // Default route: the Tsi56x have it at 0x7C (the HAL writes it there), the Tsi57x at the
 // standard 0x78; it serves IDs beyond the table.
 #pragma once
@@ -61,6 +71,10 @@ public:
 
     // The I2C master and its EEPROM (Tsi57x); null on the Tsi56x.
     CI2cMaster* I2c() { return m_pI2c.get(); }
+    // Resets the I2C master and loads the boot EEPROM (Tsi57x).
+    void ResetDeviceReceived(uint8_t uchPort) override;
+    // The register records the last boot load wrote.
+    uint32_t BootRecordsLoaded() const { return m_ulBootRecords; }
 
     void CountPackets(uint8_t uchPort, bool bTransmit, const SPacketInfo& packet, uint32_t ulCount,
                       uint64_t ullPayloadBytes) override;
@@ -90,5 +104,6 @@ private:
     std::vector<uint32_t> m_cursors;
     std::vector<bool> m_autoIncrement;
     std::vector<std::array<uint32_t, kPerfCounters>> m_perf; // per port
+    uint32_t m_ulBootRecords = 0;
 };
 } // namespace nvsim::models
