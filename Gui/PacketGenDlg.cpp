@@ -106,34 +106,40 @@ void CHexEditor::keyPressEvent(QKeyEvent* pEvent)
     QPlainTextEdit::keyPressEvent(pEvent);
 }
 
-// --- IDT_Gen2_PacketGenGrid ------------------------------------------------------------------------
+// --- CPacketGrid -----------------------------------------------------------------------------------
 
-IDT_Gen2_PacketGenGrid::IDT_Gen2_PacketGenGrid(QWidget* pParent)
-    : CGridCtrl(pParent), m_pPacket(new CRIOPacket)
+CPacketGrid::CPacketGrid(QWidget* pParent) : CGridCtrl(pParent), m_pPacket(new CRIOPacket)
 {
-    m_pPacket->SetLayoutCallback(this, &IDT_Gen2_PacketGenGrid::LayoutChanged);
-    m_pPacket->SetFieldCallback(this, &IDT_Gen2_PacketGenGrid::FieldChanged);
-    m_pPacket->SetTypeAndIDSize(8, 0);
-    connect(this, &CGridCtrl::CellEdited, this, &IDT_Gen2_PacketGenGrid::OnEdited);
-    connect(this, &CGridCtrl::OptionChosen, this, &IDT_Gen2_PacketGenGrid::OnOption);
-    connect(this, &CGridCtrl::CellDoubleClicked, this, &IDT_Gen2_PacketGenGrid::OnDoubleClick);
-    Rebuild();
+    m_pPacket->SetLayoutCallback(this, &CPacketGrid::LayoutChanged);
+    m_pPacket->SetFieldCallback(this, &CPacketGrid::FieldChanged);
 }
 
-IDT_Gen2_PacketGenGrid::~IDT_Gen2_PacketGenGrid()
+CPacketGrid::~CPacketGrid()
 {
     m_pPacket->SetLayoutCallback(nullptr, nullptr);
     m_pPacket->SetFieldCallback(nullptr, nullptr);
 }
 
-void IDT_Gen2_PacketGenGrid::LayoutChanged(void* pArg)
+void CPacketGrid::LayoutChanged(void* pArg)
 {
-    static_cast<IDT_Gen2_PacketGenGrid*>(pArg)->Rebuild();
+    static_cast<CPacketGrid*>(pArg)->Rebuild();
 }
 
-void IDT_Gen2_PacketGenGrid::FieldChanged(void* pArg, uint32_t)
+void CPacketGrid::FieldChanged(void* pArg, uint32_t)
 {
-    static_cast<IDT_Gen2_PacketGenGrid*>(pArg)->Rebuild();
+    static_cast<CPacketGrid*>(pArg)->Rebuild();
+}
+
+// --- IDT_Gen2_PacketGenGrid ------------------------------------------------------------------------
+
+IDT_Gen2_PacketGenGrid::IDT_Gen2_PacketGenGrid(QWidget* pParent) : CPacketGrid(pParent)
+{
+    // The packet tells of its changes only once this grid can show them.
+    m_pPacket->SetTypeAndIDSize(8, 0);
+    connect(this, &CGridCtrl::CellEdited, this, &IDT_Gen2_PacketGenGrid::OnEdited);
+    connect(this, &CGridCtrl::OptionChosen, this, &IDT_Gen2_PacketGenGrid::OnOption);
+    connect(this, &CGridCtrl::CellDoubleClicked, this, &IDT_Gen2_PacketGenGrid::OnDoubleClick);
+    Rebuild();
 }
 
 void IDT_Gen2_PacketGenGrid::Rebuild()

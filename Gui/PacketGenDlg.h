@@ -50,31 +50,43 @@ private:
     int m_nGroup;
 };
 
-// The grid of the packet in hand: one column per field, its heading "%s\n[%d]" and its value, drop
-// lists for fields with options, red for an illegal value. It owns the packet.
-class IDT_Gen2_PacketGenGrid : public CGridCtrl
+// A grid that shows one packet and owns it; the packet's layout and field changes redraw it.
+class CPacketGrid : public CGridCtrl
 {
     Q_OBJECT
 public:
-    explicit IDT_Gen2_PacketGenGrid(QWidget* pParent = nullptr);
-    ~IDT_Gen2_PacketGenGrid() override;
+    explicit CPacketGrid(QWidget* pParent);
+    ~CPacketGrid() override;
     CRIOPacket& Packet() { return *m_pPacket; }
     // Shows the packet's fields as they are now.
-    void Rebuild();
+    virtual void Rebuild() = 0;
 
 signals:
     // A field changed (an edit, a choice, a CRC forced), or the layout did.
     void PacketChanged();
 
+protected:
+    std::unique_ptr<CRIOPacket> m_pPacket;
+    bool m_bRebuilding = false;
+
+private:
+    static void LayoutChanged(void* pArg);
+    static void FieldChanged(void* pArg, uint32_t nFieldID);
+};
+
+// The grid of the packet in hand: one column per field, its heading "%s\n[%d]" and its value, drop
+// lists for fields with options, red for an illegal value. It owns the packet.
+class IDT_Gen2_PacketGenGrid : public CPacketGrid
+{
+    Q_OBJECT
+public:
+    explicit IDT_Gen2_PacketGenGrid(QWidget* pParent = nullptr);
+    void Rebuild() override;
+
 private:
     void OnEdited(int iRow, int iColumn, const QString& strText);
     void OnOption(int iRow, int iColumn, int iIndex);
     void OnDoubleClick(int iRow, int iColumn);
-    static void LayoutChanged(void* pArg);
-    static void FieldChanged(void* pArg, uint32_t nFieldID);
-
-    std::unique_ptr<CRIOPacket> m_pPacket;
-    bool m_bRebuilding = false;
 };
 
 class CIDT_Gen2_PacketGenDlg : public QWidget

@@ -96,31 +96,12 @@ QString TraceFieldHeading(const QString& strCaption, int nBits, int nStartBit, b
 
 // --- IDT_Gen2_PacketTraceGrid ----------------------------------------------------------------------
 
-IDT_Gen2_PacketTraceGrid::IDT_Gen2_PacketTraceGrid(QWidget* pParent)
-    : CGridCtrl(pParent), m_pPacket(new CRIOPacket)
+IDT_Gen2_PacketTraceGrid::IDT_Gen2_PacketTraceGrid(QWidget* pParent) : CPacketGrid(pParent)
 {
-    m_pPacket->SetLayoutCallback(this, &IDT_Gen2_PacketTraceGrid::LayoutChanged);
-    m_pPacket->SetFieldCallback(this, &IDT_Gen2_PacketTraceGrid::FieldChanged);
     m_pPacket->SetTypeAndIDSize(8, 0);
     connect(this, &CGridCtrl::CellEdited, this, &IDT_Gen2_PacketTraceGrid::OnEdited);
     connect(this, &CGridCtrl::OptionChosen, this, &IDT_Gen2_PacketTraceGrid::OnOption);
     Rebuild();
-}
-
-IDT_Gen2_PacketTraceGrid::~IDT_Gen2_PacketTraceGrid()
-{
-    m_pPacket->SetLayoutCallback(nullptr, nullptr);
-    m_pPacket->SetFieldCallback(nullptr, nullptr);
-}
-
-void IDT_Gen2_PacketTraceGrid::LayoutChanged(void* pArg)
-{
-    static_cast<IDT_Gen2_PacketTraceGrid*>(pArg)->Rebuild();
-}
-
-void IDT_Gen2_PacketTraceGrid::FieldChanged(void* pArg, uint32_t)
-{
-    static_cast<IDT_Gen2_PacketTraceGrid*>(pArg)->Rebuild();
 }
 
 void IDT_Gen2_PacketTraceGrid::Rebuild()

@@ -25,26 +25,16 @@ class QTimer;
 
 // The comparator's template packet with a "Compare" and a "Mask" row; fields are counted from the
 // start of the packet and those past the first 160 bits read "Excluded".
-class IDT_Gen2_PacketTraceGrid : public CGridCtrl
+class IDT_Gen2_PacketTraceGrid : public CPacketGrid
 {
     Q_OBJECT
 public:
     explicit IDT_Gen2_PacketTraceGrid(QWidget* pParent = nullptr);
-    ~IDT_Gen2_PacketTraceGrid() override;
-    CRIOPacket& Packet() { return *m_pPacket; }
-    void Rebuild();
-
-signals:
-    void PacketChanged();
+    void Rebuild() override;
 
 private:
     void OnEdited(int iRow, int iColumn, const QString& strText);
     void OnOption(int iRow, int iColumn, int iIndex);
-    static void LayoutChanged(void* pArg);
-    static void FieldChanged(void* pArg, uint32_t nFieldID);
-
-    std::unique_ptr<CRIOPacket> m_pPacket;
-    bool m_bRebuilding = false;
 };
 
 // The heading of a field in the template grid, by where its bits lie: "%s\n[%d]" within the first
