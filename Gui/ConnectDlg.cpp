@@ -1,5 +1,6 @@
 #include "ConnectDlg.h"
 
+#include "JtagDevicesDlg.h"
 #include "NumberText.h"
 #include "Preferences.h"
 #include "TargetConnection.h"
@@ -64,7 +65,7 @@ CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
     pSerialForm->addRow(QStringLiteral("Baud rate:"), m_pBaudRate);
     pSerialForm->addRow(QStringLiteral("Flow control:"), m_pFlowControl);
     m_pTabs->addTab(MakeListTab(m_lists[eListRS232], &m_pSerialPorts, pSerialExtra), QStringLiteral("RS232"));
-    m_pTabs->addTab(MakeListTab(m_lists[eListJTAG], &m_pJtagDevices), QStringLiteral("JTAG"));
+    m_pTabs->addTab(MakeJtagTab(), QStringLiteral("JTAG"));
 
     auto* pI2CExtra = new QWidget;
     auto* pI2CForm = new QFormLayout(pI2CExtra);
@@ -178,6 +179,36 @@ QWidget* CConnectDlg::MakeListTab(const SLinkList& list, QListWidget** ppList, Q
         pLayout->addWidget(pExtra);
     }
     return pTab;
+}
+
+QWidget* CConnectDlg::MakeJtagTab()
+{
+    // Parts the pod library doesn't know stop the walk of their chain; the button under the list
+    // is where they are told to it.
+    auto* pExtra = new QWidget;
+    auto* pRow = new QHBoxLayout(pExtra);
+    pRow->setContentsMargins(0, 0, 0, 0);
+    auto* pDefine = new QPushButton(QStringLiteral("Unsupported Devices..."));
+    pRow->addWidget(pDefine);
+    pRow->addStretch();
+    connect(pDefine, &QPushButton::clicked, this, &CConnectDlg::DefineJtagDevices);
+    return MakeListTab(m_lists[eListJTAG], &m_pJtagDevices, pExtra);
+}
+
+void CConnectDlg::DefineJtagDevices()
+{
+    CJTAGDefineDevicesDlg dialog(this);
+    dialog.exec();
+    m_lists[eListJTAG] = JtagDevices();
+    const bool bCurrent = m_pTabs->currentIndex() == eTabJTAG;
+    QWidget* pOld = m_pTabs->widget(eTabJTAG);
+    m_pTabs->removeTab(eTabJTAG);
+    pOld->deleteLater();
+    m_pTabs->insertTab(eTabJTAG, MakeJtagTab(), QStringLiteral("JTAG"));
+    if (bCurrent)
+    {
+        m_pTabs->setCurrentIndex(eTabJTAG);
+    }
 }
 
 void CConnectDlg::FillTargets()
