@@ -38,6 +38,12 @@ int SelectedValue(const QListWidget* pList)
     const QListWidgetItem* pItem = pList ? pList->currentItem() : nullptr;
     return pItem ? pItem->data(Qt::UserRole).toInt() : -1;
 }
+
+int SelectedValue(const QTreeWidget* pTree)
+{
+    const QTreeWidgetItem* pItem = pTree ? pTree->currentItem() : nullptr;
+    return pItem ? pItem->data(0, Qt::UserRole).toInt() : -1;
+}
 } // namespace
 
 CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
@@ -183,16 +189,48 @@ QWidget* CConnectDlg::MakeListTab(const SLinkList& list, QListWidget** ppList, Q
 
 QWidget* CConnectDlg::MakeJtagTab()
 {
+    auto* pTab = new QWidget;
+    auto* pLayout = new QVBoxLayout(pTab);
+    const SLinkList& list = m_lists[eListJTAG];
+    if (list.entries.empty())
+    {
+        auto* pText = new QLabel(list.strNotFound);
+        pText->setWordWrap(true);
+        pText->setAlignment(Qt::AlignCenter);
+        pLayout->addWidget(pText);
+        m_pJtagDevices = nullptr;
+    }
+    else
+    {
+        m_pJtagDevices = new QTreeWidget;
+        m_pJtagDevices->setRootIsDecorated(false);
+        m_pJtagDevices->setHeaderLabels({QStringLiteral("JTAG Pod"), QStringLiteral("Chain Pos"),
+                                         QStringLiteral("Device ID"), QStringLiteral("Vendor ID"),
+                                         QStringLiteral("Device Name")});
+        m_pJtagDevices->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+        m_pJtagDevices->header()->setStretchLastSection(true);
+        for (const SLinkEntry& entry : list.entries)
+        {
+            auto* pItem = new QTreeWidgetItem(m_pJtagDevices, entry.strText.split(QLatin1Char('\t')));
+            pItem->setData(0, Qt::UserRole, entry.ulValue);
+            for (int iColumn = 1; iColumn <= 3; ++iColumn)
+            {
+                pItem->setTextAlignment(iColumn, Qt::AlignRight | Qt::AlignVCenter);
+            }
+        }
+        m_pJtagDevices->setCurrentItem(m_pJtagDevices->topLevelItem(0));
+        connect(m_pJtagDevices, &QTreeWidget::itemDoubleClicked, this, &CConnectDlg::accept);
+        pLayout->addWidget(m_pJtagDevices);
+    }
     // Parts the pod library doesn't know stop the walk of their chain; the button under the list
     // is where they are told to it.
-    auto* pExtra = new QWidget;
-    auto* pRow = new QHBoxLayout(pExtra);
-    pRow->setContentsMargins(0, 0, 0, 0);
+    auto* pRow = new QHBoxLayout;
     auto* pDefine = new QPushButton(QStringLiteral("Unsupported Devices..."));
     pRow->addWidget(pDefine);
     pRow->addStretch();
+    pLayout->addLayout(pRow);
     connect(pDefine, &QPushButton::clicked, this, &CConnectDlg::DefineJtagDevices);
-    return MakeListTab(m_lists[eListJTAG], &m_pJtagDevices, pExtra);
+    return pTab;
 }
 
 void CConnectDlg::DefineJtagDevices()

@@ -43,7 +43,7 @@ public:
     QListWidget* I2CChannelList() const { return m_pI2CChannels; }
     QLineEdit* I2CAddress() const { return m_pI2CAddress; }
     QRadioButton* I2C10Bit() const { return m_pI2C10Bit; }
-    QListWidget* JtagDeviceList() const { return m_pJtagDevices; }
+    QTreeWidget* JtagDeviceList() const { return m_pJtagDevices; }
     QListWidget* SerialPortList() const { return m_pSerialPorts; }
     // Opens "Unsupported JTAG Devices" and, when it closes, walks the chains again with the list
     // as it now stands.
@@ -68,7 +68,7 @@ private:
     QListWidget* m_pSerialPorts = nullptr;
     QComboBox* m_pBaudRate = nullptr;
     QComboBox* m_pFlowControl = nullptr;
-    QListWidget* m_pJtagDevices = nullptr;
+    QTreeWidget* m_pJtagDevices = nullptr; // the scan's rows in their columns
     QListWidget* m_pI2CChannels = nullptr;
     QLineEdit* m_pI2CAddress = nullptr;
     QRadioButton* m_pI2C10Bit = nullptr;

@@ -23,6 +23,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace
@@ -242,12 +243,15 @@ TEST_F(JtagTabTest, ThePartToldThroughTheDialogOpensTheChainAndTheChoiceConnects
     EXPECT_EQ(eTabJTAG, dialog.Tabs()->currentIndex());
 
     // The host and the switch have RapidIO registers; the CPLD between them has none.
-    QListWidget* pList = dialog.JtagDeviceList();
+    QTreeWidget* pList = dialog.JtagDeviceList();
     ASSERT_NE(nullptr, pList) << dialog.NotFoundText(eTabJTAG).toStdString();
-    ASSERT_EQ(2, pList->count());
-    EXPECT_TRUE(pList->item(0)->text().startsWith(QStringLiteral("USB0, position 0:")));
-    EXPECT_TRUE(pList->item(1)->text().startsWith(QStringLiteral("USB0, position 2:")));
-    pList->setCurrentRow(1);
+    ASSERT_EQ(5, pList->columnCount());
+    EXPECT_EQ(QStringLiteral("Chain Pos"), pList->headerItem()->text(1));
+    ASSERT_EQ(2, pList->topLevelItemCount());
+    EXPECT_EQ(QStringLiteral("USB0"), pList->topLevelItem(0)->text(0));
+    EXPECT_EQ(QStringLiteral("0"), pList->topLevelItem(0)->text(1));
+    EXPECT_EQ(QStringLiteral("2"), pList->topLevelItem(1)->text(1));
+    pList->setCurrentItem(pList->topLevelItem(1));
     ASSERT_TRUE(dialog.TakeChoice());
     EXPECT_EQ(eConnJTAG, dialog.Choice());
     EXPECT_EQ(JtagAddressWord(0, 2), dialog.AddressWord());
@@ -257,10 +261,20 @@ TEST_F(JtagTabTest, ThePartToldThroughTheDialogOpensTheChainAndTheChoiceConnects
         << m_ui.messages.join('|').toStdString();
     EXPECT_EQ(QStringLiteral("JTAG Connection"), connection.TargetName());
     // The identity read at connection is the one the scan showed for that position.
-    const QString strShown = pList->item(1)->text();
-    EXPECT_TRUE(strShown.contains(QString::asprintf("Device ID %04Xh", connection.ServerInfo().wDeviceID)))
-        << strShown.toStdString();
+    EXPECT_EQ(QString::asprintf("%04Xh", connection.ServerInfo().wDeviceID), pList->topLevelItem(1)->text(2));
     EXPECT_NE(0, connection.ServerInfo().wDeviceID);
     connection.Disconnect();
+
+    // Every column shows its whole text.
+    dialog.show();
+    QApplication::processEvents();
+    const QFontMetrics metrics(pList->font());
+    for (int iColumn = 0; iColumn < 4; ++iColumn)
+    {
+        SCOPED_TRACE(iColumn);
+        const int nText = std::max(metrics.horizontalAdvance(pList->headerItem()->text(iColumn)),
+                                   metrics.horizontalAdvance(pList->topLevelItem(1)->text(iColumn)));
+        EXPECT_GE(pList->header()->sectionSize(iColumn), nText);
+    }
 }
 } // namespace
