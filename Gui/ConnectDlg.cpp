@@ -1,5 +1,6 @@
 #include "ConnectDlg.h"
 
+#include "JtagDevicesDlg.h"
 #include "NumberText.h"
 #include "Preferences.h"
 #include "TargetConnection.h"
@@ -37,6 +38,12 @@ int SelectedValue(const QListWidget* pList)
     const QListWidgetItem* pItem = pList ? pList->currentItem() : nullptr;
     return pItem ? pItem->data(Qt::UserRole).toInt() : -1;
 }
+
+int SelectedValue(const QTreeWidget* pTree)
+{
+    const QTreeWidgetItem* pItem = pTree ? pTree->currentItem() : nullptr;
+    return pItem ? pItem->data(0, Qt::UserRole).toInt() : -1;
+}
 } // namespace
 
 CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
@@ -64,7 +71,7 @@ CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
     pSerialForm->addRow(QStringLiteral("Baud rate:"), m_pBaudRate);
     pSerialForm->addRow(QStringLiteral("Flow control:"), m_pFlowControl);
     m_pTabs->addTab(MakeListTab(m_lists[eListRS232], &m_pSerialPorts, pSerialExtra), QStringLiteral("RS232"));
-    m_pTabs->addTab(MakeListTab(m_lists[eListJTAG], &m_pJtagDevices), QStringLiteral("JTAG"));
+    m_pTabs->addTab(MakeJtagTab(), QStringLiteral("JTAG"));
 
     auto* pI2CExtra = new QWidget;
     auto* pI2CForm = new QFormLayout(pI2CExtra);
@@ -178,6 +185,68 @@ QWidget* CConnectDlg::MakeListTab(const SLinkList& list, QListWidget** ppList, Q
         pLayout->addWidget(pExtra);
     }
     return pTab;
+}
+
+QWidget* CConnectDlg::MakeJtagTab()
+{
+    auto* pTab = new QWidget;
+    auto* pLayout = new QVBoxLayout(pTab);
+    const SLinkList& list = m_lists[eListJTAG];
+    if (list.entries.empty())
+    {
+        auto* pText = new QLabel(list.strNotFound);
+        pText->setWordWrap(true);
+        pText->setAlignment(Qt::AlignCenter);
+        pLayout->addWidget(pText);
+        m_pJtagDevices = nullptr;
+    }
+    else
+    {
+        m_pJtagDevices = new QTreeWidget;
+        m_pJtagDevices->setRootIsDecorated(false);
+        m_pJtagDevices->setHeaderLabels({QStringLiteral("JTAG Pod"), QStringLiteral("Chain Pos"),
+                                         QStringLiteral("Device ID"), QStringLiteral("Vendor ID"),
+                                         QStringLiteral("Device Name")});
+        m_pJtagDevices->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+        m_pJtagDevices->header()->setStretchLastSection(true);
+        for (const SLinkEntry& entry : list.entries)
+        {
+            auto* pItem = new QTreeWidgetItem(m_pJtagDevices, entry.strText.split(QLatin1Char('\t')));
+            pItem->setData(0, Qt::UserRole, entry.ulValue);
+            for (int iColumn = 1; iColumn <= 3; ++iColumn)
+            {
+                pItem->setTextAlignment(iColumn, Qt::AlignRight | Qt::AlignVCenter);
+            }
+        }
+        m_pJtagDevices->setCurrentItem(m_pJtagDevices->topLevelItem(0));
+        connect(m_pJtagDevices, &QTreeWidget::itemDoubleClicked, this, &CConnectDlg::accept);
+        pLayout->addWidget(m_pJtagDevices);
+    }
+    // Parts the pod library doesn't know stop the walk of their chain; the button under the list
+    // is where they are told to it.
+    auto* pRow = new QHBoxLayout;
+    auto* pDefine = new QPushButton(QStringLiteral("Unsupported Devices..."));
+    pRow->addWidget(pDefine);
+    pRow->addStretch();
+    pLayout->addLayout(pRow);
+    connect(pDefine, &QPushButton::clicked, this, &CConnectDlg::DefineJtagDevices);
+    return pTab;
+}
+
+void CConnectDlg::DefineJtagDevices()
+{
+    CJTAGDefineDevicesDlg dialog(this);
+    dialog.exec();
+    m_lists[eListJTAG] = JtagDevices();
+    const bool bCurrent = m_pTabs->currentIndex() == eTabJTAG;
+    QWidget* pOld = m_pTabs->widget(eTabJTAG);
+    m_pTabs->removeTab(eTabJTAG);
+    pOld->deleteLater();
+    m_pTabs->insertTab(eTabJTAG, MakeJtagTab(), QStringLiteral("JTAG"));
+    if (bCurrent)
+    {
+        m_pTabs->setCurrentIndex(eTabJTAG);
+    }
 }
 
 void CConnectDlg::FillTargets()

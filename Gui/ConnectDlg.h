@@ -43,6 +43,11 @@ public:
     QListWidget* I2CChannelList() const { return m_pI2CChannels; }
     QLineEdit* I2CAddress() const { return m_pI2CAddress; }
     QRadioButton* I2C10Bit() const { return m_pI2C10Bit; }
+    QTreeWidget* JtagDeviceList() const { return m_pJtagDevices; }
+    QListWidget* SerialPortList() const { return m_pSerialPorts; }
+    // Opens "Unsupported JTAG Devices" and, when it closes, walks the chains again with the list
+    // as it now stands.
+    void DefineJtagDevices();
     // The text a tab shows in place of its list, or empty when it has a list.
     QString NotFoundText(int iTab) const;
 
@@ -53,6 +58,7 @@ private:
     QWidget* MakeInternetTab();
     QWidget* MakeListTab(const SLinkList& list, QListWidget** ppList, QWidget* pExtra = nullptr);
     void FillTargets();
+    QWidget* MakeJtagTab();
 
     QTabWidget* m_pTabs = nullptr;
     CTargetList m_targets;
@@ -62,7 +68,7 @@ private:
     QListWidget* m_pSerialPorts = nullptr;
     QComboBox* m_pBaudRate = nullptr;
     QComboBox* m_pFlowControl = nullptr;
-    QListWidget* m_pJtagDevices = nullptr;
+    QTreeWidget* m_pJtagDevices = nullptr; // the scan's rows in their columns
     QListWidget* m_pI2CChannels = nullptr;
     QLineEdit* m_pI2CAddress = nullptr;
     QRadioButton* m_pI2C10Bit = nullptr;

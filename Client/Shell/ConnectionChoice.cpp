@@ -251,11 +251,13 @@ SLinkList JtagDevices()
     SLinkList list;
     for (const SJtagChainEntry& row : ScanJtagPods(&list.strNotFound))
     {
-        list.entries.push_back({QStringLiteral("USB%1, position %2: %3 (Device ID %4, Vendor ID %5)")
+        // The columns of the scan, split by tabs: "JTAG Pod", "Chain Pos", "Device ID",
+        // "Vendor ID", "Device Name".
+        list.entries.push_back({QStringLiteral("USB%1\t%2\t%3\t%4\t%5")
                                     .arg(row.ulPod)
                                     .arg(row.ulPosition)
-                                    .arg(row.strName, QString::asprintf("%04Xh", row.wDeviceID),
-                                         QString::asprintf("%04Xh", row.wVendorID)),
+                                    .arg(QString::asprintf("%04Xh", row.wDeviceID),
+                                         QString::asprintf("%04Xh", row.wVendorID), row.strName),
                                 JtagAddressWord(row.ulPod, row.ulPosition)});
     }
     return list;
