@@ -77,6 +77,10 @@ CConnectDlg::CConnectDlg(QWidget* pParent) : QDialog(pParent)
     auto* pI2CForm = new QFormLayout(pI2CExtra);
     m_pI2CAddress = new QLineEdit(
         GetPreference(QStringLiteral("Preferences"), QStringLiteral("I2C_ConnAddress"), QString()));
+    // An I2C address is a few hex digits: the box is sized for them, not stretched across the tab.
+    m_pI2CAddress->setMaximumWidth(
+        m_pI2CAddress->fontMetrics().horizontalAdvance(QStringLiteral("0000000000h")) + 16);
+    m_pI2CAddress->setPlaceholderText(QStringLiteral("e.g. 50h"));
     auto* p7Bit = new QRadioButton(QStringLiteral("7 bit"));
     m_pI2C10Bit = new QRadioButton(QStringLiteral("10 bit"));
     const bool b10Bit =
