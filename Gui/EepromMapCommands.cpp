@@ -150,6 +150,7 @@ public:
 CEepromConnectDlg::CEepromConnectDlg(QWidget* pParent) : QDialog(pParent)
 {
     setWindowTitle(QStringLiteral("Connect to EEPROM via I2C Cable"));
+    setMinimumWidth(360);
     auto* pLayout = new QVBoxLayout(this);
     pLayout->addWidget(new QLabel(QStringLiteral("I2C Pod Channel"), this));
     m_pChannels = new QListWidget(this);
@@ -168,7 +169,7 @@ CEepromConnectDlg::CEepromConnectDlg(QWidget* pParent) : QDialog(pParent)
     }
     pLayout->addWidget(m_pChannels);
     auto* pForm = new QFormLayout;
-    m_pAddress = new QLineEdit(QStringLiteral("%1h").arg(EepromI2CAddress(), 0, 16).toUpper(), this);
+    m_pAddress = new QLineEdit(QString::number(EepromI2CAddress(), 16).toUpper() + QLatin1Char('h'), this);
     pForm->addRow(QStringLiteral("EEPROM I2C Address"), m_pAddress);
     pLayout->addLayout(pForm);
     auto* pButtons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);

@@ -142,6 +142,7 @@ protected:
                     QStringLiteral("Norvanta Simulated I2C Pod A\t0"), Qt::MatchExactly);
                 ASSERT_EQ(1, items.size());
                 pDialog->ChannelList()->setCurrentItem(items[0]);
+                EXPECT_EQ(QStringLiteral("50h"), pDialog->Address()->text()) << "the kept address";
                 pDialog->Address()->setText(strAddress);
                 if (!pDialog->TakeChoice())
                 {
