@@ -1,5 +1,6 @@
 #include "ScriptCommands.h"
 
+#include "EepromMapCommands.h"
 #include "MainFrameCore.h"
 #include "NetInitScriptGenDlg.h"
 #include "RegisterDlg.h"
@@ -96,6 +97,7 @@ void InstallScriptCommands(CMainFrameCore& core, QWidget* pParent)
                                    dialog.exec();
                                }
                            });
+    InstallEepromCommands(core, pParent);
     core.SetCommandHandler(eCmdSaveRegisters,
                            [&core, pParent](const SCommandContext& context)
                            {
