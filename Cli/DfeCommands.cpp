@@ -296,16 +296,12 @@ int RunDfe(const SCliInvocation& invocation)
         }
         return Fail(QStringLiteral("Unable to read the map %1").arg(QString::fromStdString(args.strMap)));
     }
-    const CPEPrimitive* pPE = map.ActivePEs.GetByNodeNumber(static_cast<int>(ulNode - 1));
-    if (!pPE || pPE->bDeleted)
+    QString strNodeError;
+    const CPEPrimitive* pPE =
+        Gen2ToolSwitchNode(map, ulNode, QStringLiteral("lanes the DFE tools tune"), &strNodeError);
+    if (!pPE)
     {
-        return Fail(QStringLiteral("Node %1 not found").arg(ulNode));
-    }
-    if (pPE->ManufID != kSerDesVendorID || !IsSerDesDevice(pPE->DeviceID))
-    {
-        return Fail(QStringLiteral(
-                        "Node %1 is not an IDT Gen2 switch (device 884 to 889): the DFE tools tune its lanes")
-                        .arg(ulNode));
+        return Fail(strNodeError);
     }
     uint32_t ulDestID = 0;
     uint8_t uchHop = 0;

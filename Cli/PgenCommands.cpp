@@ -90,18 +90,10 @@ int RunPgenSend(const SCliInvocation& invocation)
     const std::string& strMap = options.Positional()[0];
     if (!LoadCommandMap(strMap, map))
         return Fail(QStringLiteral("Unable to read the map %1").arg(QString::fromStdString(strMap)));
-    const CPEPrimitive* pPE = map.ActivePEs.GetByNodeNumber(static_cast<int>(ulNode - 1));
-    if (!pPE || pPE->bDeleted)
-        return Fail(QStringLiteral("Node %1 not found").arg(ulNode));
-    if (!IsGen2ToolSwitch(pPE->ManufID, pPE->DeviceID))
-    {
-        return Fail(
-            QStringLiteral("Node %1 (device %2, vendor %3) has no packet generator: it is not an IDT Gen2 "
-                           "switch (CPS-1848, CPS-1432, VPS-1616, SPS-1616, CPS-1616)")
-                .arg(ulNode)
-                .arg(pPE->DeviceID, 4, 16, QLatin1Char('0'))
-                .arg(pPE->ManufID, 4, 16, QLatin1Char('0')));
-    }
+    QString strNodeError;
+    const CPEPrimitive* pPE = Gen2ToolSwitchNode(map, ulNode, QStringLiteral("packet generator"), &strNodeError);
+    if (!pPE)
+        return Fail(strNodeError);
     const auto chosen = [&](uint64_t ulValue) { return ulValue == 0xFFFF ? -1 : static_cast<int>(ulValue); };
     const int nPorts = pPE->iNumLocalPorts > 0 ? pPE->iNumLocalPorts : 18;
     for (uint64_t ulPort : {ulStart, ulEnd, ulTest})

@@ -124,7 +124,9 @@ TEST_F(DfeCliTest, RefusesBeforeWritingAnything)
         {{"adjust", m_strMap, "2", "--port", "1", "--lane", "3"},
          "dfe: Lane 3 is not a lane of port 1: its lanes are 4 to 7\n"},
         {{"monitor", m_strMap, "3", "--port", "0", "--lane", "0"},
-         "dfe: Node 3 is not an IDT Gen2 switch (device 884 to 889): the DFE tools tune its lanes\n"},
+         "dfe: Node 3 (device 0002, vendor fff0) has no lanes the DFE tools tune: it is not an IDT Gen2 "
+         "switch "
+         "(CPS-1848, CPS-1432, VPS-1616, SPS-1616, CPS-1616)\n"},
         {{"scan", m_strMap, "2", "--port", "1", "--lane", "4", "--tap", "1=0:32:1:128"},
          "dfe: Please enter an integer value between 0 and 31\n"},
         {{"scan", m_strMap, "2", "--port", "1", "--lane", "4", "--tap", "2=5:3:1:64"},
