@@ -3,6 +3,7 @@
 // the host to the CPS-1848. A request loaded into one port's generator reaches its endpoint and
 // the response comes back out of another port's capture registers, with the start port looped
 // back or not; comparators count, copy and drop the host's own traffic.
+#include "Gen2Registers.h"
 #include "SimTestUtil.h"
 
 #include "nvsim/Fabric.h"
@@ -18,23 +19,11 @@ using namespace simtest;
 
 namespace
 {
+using namespace gen2test;
+
 constexpr uint32_t kSwitchId = 0xFF; // sw1 is reached at hop count 0
 constexpr uint32_t kDeviceReset = 0xF20300;
-constexpr uint32_t kDeviceControl = 0xF2000C;
-constexpr uint32_t kPgcOn = 0x10000000;
 
-constexpr uint32_t Mode(uint8_t p)
-{
-    return 0x100100 + 0x10 * p;
-}
-constexpr uint32_t Data(uint8_t p)
-{
-    return 0x100104 + 0x10 * p;
-}
-constexpr uint32_t Ops(uint8_t p)
-{
-    return 0xF40004 + 0x100 * p;
-}
 constexpr uint32_t PortControl(uint8_t p)
 {
     return 0x15C + 0x20 * p;
@@ -42,18 +31,6 @@ constexpr uint32_t PortControl(uint8_t p)
 constexpr uint32_t RouteEntry(uint8_t uchTable, uint32_t ulId)
 {
     return 0xE10000 + 0x1000 * uchTable + 4 * ulId;
-}
-constexpr uint32_t Comparator(uint8_t p, uint32_t c)
-{
-    return 0xE40000 + 0x100 * p + 40 * c;
-}
-constexpr uint32_t TraceCounter(uint8_t p, uint32_t c)
-{
-    return 0xF40020 + 0x100 * p + 4 * c;
-}
-constexpr uint32_t FilterCounter(uint8_t p, uint32_t c)
-{
-    return 0xF40030 + 0x100 * p + 4 * c;
 }
 
 // A maintenance read request of Base Device ID (0x60) from source ID 0x33, an ID nothing in the

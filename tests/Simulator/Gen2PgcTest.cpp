@@ -2,6 +2,7 @@
 // register level: what the generation buffer holds after the words a client loads, when a packet
 // leaves, what a capture reads back word by word, which packets a comparator matches, what the
 // match counters count, and where trace copies go.
+#include "Gen2Registers.h"
 #include "SimTestUtil.h"
 
 #include "models/Gen2Pgc.h"
@@ -20,35 +21,10 @@ using Bytes = std::vector<uint8_t>;
 
 namespace
 {
-constexpr uint32_t kDeviceControl = 0xF2000C;
-constexpr uint32_t kPgcOn = 0x10000000;
+using namespace gen2test;
+
 constexpr uint32_t kTraceOn = 0x8000;
 constexpr uint32_t kCountersOn = 0x04000000;
-
-constexpr uint32_t Mode(uint8_t p)
-{
-    return 0x100100 + 0x10 * p;
-}
-constexpr uint32_t Data(uint8_t p)
-{
-    return 0x100104 + 0x10 * p;
-}
-constexpr uint32_t Ops(uint8_t p)
-{
-    return 0xF40004 + 0x100 * p;
-}
-constexpr uint32_t Comparator(uint8_t p, uint32_t c)
-{
-    return 0xE40000 + 0x100 * p + 40 * c;
-}
-constexpr uint32_t TraceCounter(uint8_t p, uint32_t c)
-{
-    return 0xF40020 + 0x100 * p + 4 * c;
-}
-constexpr uint32_t FilterCounter(uint8_t p, uint32_t c)
-{
-    return 0xF40030 + 0x100 * p + 4 * c;
-}
 
 // The engine on its own, its switch played by a register map that records what it counts and sends.
 struct SFakeSwitch
