@@ -49,6 +49,9 @@ TEST_F(I2cConnectTest, TheTabListsThePodAndItsChoiceConnects)
     // The two addressings stand together at the left, not spread over the row.
     dialog.show();
     QApplication::processEvents();
+    const QString strShots = qEnvironmentVariable("NV_SCREENSHOT_DIR");
+    if (!strShots.isEmpty())
+        dialog.grab().save(strShots + QStringLiteral("/connect-i2c.png"));
     const QRect tenBit = dialog.I2C10Bit()->geometry();
     EXPECT_LT(tenBit.left(), dialog.I2C10Bit()->parentWidget()->width() / 2);
     // The address box is sized for an address, not stretched across the tab.
