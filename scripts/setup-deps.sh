@@ -13,7 +13,9 @@ packages=(
     libssl-dev
     pkg-config libxml2-dev
     graphviz
-    dbus
+    dbus libglib2.0-bin  # the session bus of the automation tests, and gdbus that calls it
+    qt6-declarative-dev  # QJSEngine, the JavaScript macro engine
+    python3-dbus  # the Python automation client of examples/ and its test
     xvfb xauth
     srecord
     libftdi1-dev  # the FTDI MPSSE I2C pods (libftdi1)

@@ -1,0 +1,8 @@
+// The VBScript interpreter behind the script host interface.
+#pragma once
+
+#include "ScriptEngine.h"
+
+#include <memory>
+
+std::unique_ptr<IScriptEngine> CreateVBScriptEngine();
