@@ -5,6 +5,8 @@
 #include "Preferences.h"
 #include "UserInterface.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 
 namespace
@@ -46,7 +48,46 @@ void StripHostLink(CPEPrimitive& pe)
 }
 } // namespace
 
-CMainFrameCore::CMainFrameCore() : m_strConnectionStatus(QStringLiteral("Not Connected")) {}
+CMainFrameCore::CMainFrameCore() : m_strConnectionStatus(QStringLiteral("Not Connected"))
+{
+    SAutomationHooks hooks;
+    hooks.isConnected = [this] { return m_bConnected; };
+    hooks.document = [this] { return &m_document; };
+    m_pAutomation = std::make_unique<CAutomation>(std::move(hooks));
+    SetCommandHandler(eCmdAutomationReference,
+                      [](const SCommandContext&)
+                      {
+                          const QString strPath = AutomationReferencePath();
+                          if (strPath.isEmpty())
+                          {
+                              ShowMessage(QStringLiteral("Error:  File not found: '%1'")
+                                              .arg(QDir::cleanPath(QCoreApplication::applicationDirPath() +
+                                                                   QStringLiteral("/../share/norvanta/docs/"
+                                                                                  "automation.md"))));
+                          }
+                          else if (!UI().OpenDocument(strPath))
+                          {
+                              ShowMessage(
+                                  QStringLiteral("Error: No application associated with the file: '%1'").arg(strPath));
+                          }
+                      });
+}
+
+QString AutomationReferencePath()
+{
+    const QString strAppDir = QCoreApplication::applicationDirPath();
+    const QString strSetDir = GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), strAppDir);
+    for (const QString& strPath : {strSetDir + QStringLiteral("/../share/norvanta/docs/automation.md"),
+                                   strAppDir + QStringLiteral("/../share/norvanta/docs/automation.md"),
+                                   QStringLiteral(NV_SOURCE_DIR "/docs/automation.md")})
+    {
+        if (QFileInfo(strPath).isFile())
+        {
+            return QDir::cleanPath(QFileInfo(strPath).absoluteFilePath());
+        }
+    }
+    return QString();
+}
 
 CMainFrameCore::~CMainFrameCore()
 {

@@ -4,6 +4,7 @@
 // and the headless demo, which is why nothing here shows a widget.
 #pragma once
 
+#include "Automation.h"
 #include "DemoTarget.h"
 #include "MapCommands.h"
 #include "NetworkDocument.h"
@@ -14,6 +15,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 class CPEPrimitive;
@@ -61,6 +63,9 @@ public:
     // True while the connection is the one to the built-in demo fabric.
     bool IsDemoConnection() const { return m_bConnected && m_bDemo; }
     CTargetSession& Session() { return m_session; }
+    // The application's automation object: the one that D-Bus callers and macros drive. Its
+    // hooks see this frame's connection and map; a window adds what only it can do.
+    CAutomation& Automation() { return *m_pAutomation; }
     // The map's PE of the open link, or null.
     CPEPrimitive* HostPE() const;
 
@@ -119,4 +124,9 @@ private:
     QString m_strConnectionStatus;
     std::array<CommandHandler, eCmdCount> m_handlers;
     std::vector<int> m_demoHosts; // node numbers of host PEs made by demo connections
+    std::unique_ptr<CAutomation> m_pAutomation;
 };
+
+// Where the reference of the automation interface (docs/automation.md) is found: beside the
+// installed program, else in the source tree it was built from; empty when neither has it.
+QString AutomationReferencePath();
