@@ -83,7 +83,7 @@ QString ExecWord(const QString& strWord)
     return QLatin1Char('\'') + strQuoted + QLatin1Char('\'');
 }
 
-bool Connect(CMainFrameCore& frame, const SAutomationServerOptions& options)
+bool Connect(CMainFrameCore& frame, const SAutomationServerOptions& options, QString* pstrTarget)
 {
     if (options.bDemo)
     {
@@ -97,6 +97,7 @@ bool Connect(CMainFrameCore& frame, const SAutomationServerOptions& options)
         {
             frame.RunCommand(eCmdStandardDiscovery);
         }
+        *pstrTarget = QStringLiteral("the demo fabric");
         return true;
     }
     uint32_t ulAddress = 0;
@@ -121,7 +122,7 @@ bool Connect(CMainFrameCore& frame, const SAutomationServerOptions& options)
         Tell(stderr, QStringLiteral("norvanta: unable to connect to the server at %1.").arg(strWhere));
         return false;
     }
-    Tell(stderr, QStringLiteral("norvanta: connected to the server at %1").arg(strWhere));
+    *pstrTarget = QStringLiteral("the server at ") + strWhere;
     return true;
 }
 } // namespace
@@ -198,7 +199,8 @@ int RunAutomationServer(const SAutomationServerOptions& options)
     CServerUserInterface ui;
     CMainFrameCore frame;
     InstallNetworkCommands(frame);
-    if ((options.bDemo || !options.strServer.isEmpty()) && !Connect(frame, options))
+    QString strTarget;
+    if ((options.bDemo || !options.strServer.isEmpty()) && !Connect(frame, options, &strTarget))
     {
         return 1;
     }
@@ -256,7 +258,7 @@ int RunAutomationServer(const SAutomationServerOptions& options)
 
     Tell(stdout, QStringLiteral("Serving %1 at %2 on the session bus%3.")
                      .arg(QLatin1String(kAutomationServiceName), QLatin1String(kAutomationObjectPath),
-                          frame.IsConnected() ? QStringLiteral(", connected to ") + frame.ConnectionStatusText()
+                          frame.IsConnected() ? QStringLiteral(", connected to ") + strTarget
                                               : QStringLiteral(", not connected")));
     const int nExit = QCoreApplication::exec();
 
@@ -277,7 +279,8 @@ int RunAutomationServer(const SAutomationServerOptions& options)
 QString AutomationServiceFilePath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-           QStringLiteral("/dbus-1/services/") + QLatin1String(kAutomationServiceName) + QStringLiteral(".service");
+           QStringLiteral("/dbus-1/services/") + QLatin1String(kAutomationServiceName) +
+           QStringLiteral(".service");
 }
 
 QString AutomationServiceFileText(const QString& strProgram, const QStringList& arguments)
@@ -297,7 +300,8 @@ int RegisterAutomationServer(const QString& strProgram, const QStringList& argum
     const bool bReplaced = QFileInfo::exists(strPath);
     if (!QDir().mkpath(QFileInfo(strPath).absolutePath()))
     {
-        Tell(stderr, QStringLiteral("norvanta: unable to create the folder '%1'.").arg(QFileInfo(strPath).absolutePath()));
+        Tell(stderr, QStringLiteral("norvanta: unable to create the folder '%1'.")
+                         .arg(QFileInfo(strPath).absolutePath()));
         return 1;
     }
     QSaveFile file(strPath);
@@ -309,9 +313,10 @@ int RegisterAutomationServer(const QString& strProgram, const QStringList& argum
     }
     QStringList command = {strProgram, QStringLiteral("--automation")};
     command += arguments;
-    Tell(stdout, QStringLiteral("%1 the automation server %2: %3\nThe session bus starts '%4' on the first call.")
-                     .arg(bReplaced ? QStringLiteral("Registered again") : QStringLiteral("Registered"),
-                          QLatin1String(kAutomationServiceName), strPath, command.join(QLatin1Char(' '))));
+    Tell(stdout,
+         QStringLiteral("%1 the automation server %2: %3\nThe session bus starts '%4' on the first call.")
+             .arg(bReplaced ? QStringLiteral("Registered again") : QStringLiteral("Registered"),
+                  QLatin1String(kAutomationServiceName), strPath, command.join(QLatin1Char(' '))));
     return 0;
 }
 

@@ -59,8 +59,8 @@ bool PortOption(const QString& strName, const QString& strValue, bool bZeroAllow
     const uint uValue = strValue.toUInt(&bOk);
     if (!bOk || uValue > 65535 || (uValue == 0 && !bZeroAllowed))
     {
-        std::fprintf(stderr, "norvanta: --%s: '%s' is not a port number (%d to 65535).\n", qPrintable(strName),
-                     qPrintable(strValue), bZeroAllowed ? 0 : 1);
+        std::fprintf(stderr, "norvanta: --%s: '%s' is not a port number (%d to 65535).\n",
+                     qPrintable(strName), qPrintable(strValue), bZeroAllowed ? 0 : 1);
         return false;
     }
     *plPort = static_cast<int32_t>(uValue);
@@ -124,8 +124,8 @@ int main(int argc, char** argv)
     const QCommandLineOption map(QStringLiteral("map"),
                                  QStringLiteral("With --automation: open the map FILE once connected."),
                                  QStringLiteral("FILE"));
-    parser.addOptions(
-        {demo, screenshot, headless, automation, registerServer, unregisterServer, server, port, udp, localPort, map});
+    parser.addOptions({demo, screenshot, headless, automation, registerServer, unregisterServer, server, port,
+                       udp, localPort, map});
     // Help, the version and a command line that doesn't parse are answered in text and end the
     // program, so they must not need a display: they are answered before the window system starts.
     QStringList arguments;
@@ -188,8 +188,9 @@ int main(int argc, char** argv)
     }
     if (bTargetOptions)
     {
-        std::fprintf(stderr, "norvanta: --server, --port, --udp, --local-port and --map go with --automation or "
-                             "--register.\n");
+        std::fprintf(stderr,
+                     "norvanta: --server, --port, --udp, --local-port and --map go with --automation or "
+                     "--register.\n");
         return 1;
     }
 

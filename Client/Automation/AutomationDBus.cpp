@@ -76,8 +76,7 @@ bool ScalarFromDBus(const QVariant& value, CAutoValue* pValue)
     }
 }
 
-template <typename T>
-CAutoValue ArrayOf(const QDBusArgument& argument, uint16_t vtElement)
+template <typename T> CAutoValue ArrayOf(const QDBusArgument& argument, uint16_t vtElement)
 {
     const QList<T> list = qdbus_cast<QList<T>>(argument);
     std::vector<int64_t> values;
@@ -114,11 +113,13 @@ QString MethodXml(const QString& strName, const std::vector<std::pair<QString, Q
     QString strXml = QStringLiteral("    <method name=\"%1\">\n").arg(Escaped(strName));
     for (const auto& [strArg, strType] : inputs)
     {
-        strXml += QStringLiteral("      <arg name=\"%1\" type=\"%2\" direction=\"in\"/>\n").arg(Escaped(strArg), strType);
+        strXml += QStringLiteral("      <arg name=\"%1\" type=\"%2\" direction=\"in\"/>\n")
+                      .arg(Escaped(strArg), strType);
     }
     if (!strResultSignature.isEmpty())
     {
-        strXml += QStringLiteral("      <arg name=\"result\" type=\"%1\" direction=\"out\"/>\n").arg(strResultSignature);
+        strXml += QStringLiteral("      <arg name=\"result\" type=\"%1\" direction=\"out\"/>\n")
+                      .arg(strResultSignature);
     }
     strXml += QStringLiteral("    </method>\n");
     return strXml;
@@ -197,7 +198,8 @@ private:
             return true;
         }
         // A call without an interface finds the method by its name alone.
-        return strInterface.isEmpty() && (MethodNamed(message.member()) || IsApplicationMethod(message.member()));
+        return strInterface.isEmpty() &&
+               (MethodNamed(message.member()) || IsApplicationMethod(message.member()));
     }
 
     static bool IsApplicationMethod(const QString& strMember)
@@ -252,7 +254,8 @@ private:
         SAutoError error;
         if (!m_owner.m_automation.Invoke(pMethod->iDispID, values, &result, &error))
         {
-            connection.send(message.createErrorReply(CAutomationDBus::ErrorName(error.nStatus), error.strText));
+            connection.send(
+                message.createErrorReply(CAutomationDBus::ErrorName(error.nStatus), error.strText));
             return;
         }
         connection.send(message.createReply(CAutomationDBus::ResultToDBus(*pMethod, result)));
@@ -265,9 +268,9 @@ private:
         {
             connection.send(message.createErrorReply(
                 IsApplicationMethod(strMember) ? QLatin1String(kInvalidArgs) : QLatin1String(kUnknownMethod),
-                IsApplicationMethod(strMember)
-                    ? QStringLiteral("%1 takes no arguments.").arg(strMember)
-                    : QStringLiteral("No method %1 in %2.").arg(strMember, QLatin1String(kApplicationInterface))));
+                IsApplicationMethod(strMember) ? QStringLiteral("%1 takes no arguments.").arg(strMember)
+                                               : QStringLiteral("No method %1 in %2.")
+                                                     .arg(strMember, QLatin1String(kApplicationInterface))));
             return;
         }
         if (strMember == QLatin1String("IsHeadless"))
@@ -308,8 +311,9 @@ bool CAutomationDBus::Serve(const QDBusConnection& connection, QString* pstrErro
     if (!connection.isConnected())
     {
         const QString strReason = connection.lastError().message();
-        *pstrError = QStringLiteral("The automation interface is not served: there is no D-Bus session bus%1")
-                         .arg(strReason.isEmpty() ? QStringLiteral(".") : QStringLiteral(" (%1).").arg(strReason));
+        *pstrError =
+            QStringLiteral("The automation interface is not served: there is no D-Bus session bus%1")
+                .arg(strReason.isEmpty() ? QStringLiteral(".") : QStringLiteral(" (%1).").arg(strReason));
         return false;
     }
     m_connection = connection;
@@ -318,22 +322,25 @@ bool CAutomationDBus::Serve(const QDBusConnection& connection, QString* pstrErro
                                             QDBusConnection::SingleNode))
     {
         m_pObject.reset();
-        *pstrError = QStringLiteral("The automation interface is not served: the object path %1 is already in "
-                                    "use on this bus connection.")
-                         .arg(QLatin1String(kAutomationObjectPath));
+        *pstrError =
+            QStringLiteral("The automation interface is not served: the object path %1 is already in "
+                           "use on this bus connection.")
+                .arg(QLatin1String(kAutomationObjectPath));
         return false;
     }
     m_bServing = true;
     if (!m_connection.registerService(QLatin1String(kAutomationServiceName)))
     {
-        const QString strOwner = m_connection.interface()
-                                     ? m_connection.interface()->serviceOwner(QLatin1String(kAutomationServiceName))
-                                     : QString();
+        const QString strOwner =
+            m_connection.interface()
+                ? m_connection.interface()->serviceOwner(QLatin1String(kAutomationServiceName))
+                : QString();
         Stop();
-        *pstrError = QStringLiteral("The automation interface is not served: another program (%1) already serves "
-                                    "%2 on this session bus.")
-                         .arg(strOwner.isEmpty() ? QStringLiteral("unknown") : strOwner,
-                              QLatin1String(kAutomationServiceName));
+        *pstrError =
+            QStringLiteral("The automation interface is not served: another program (%1) already serves "
+                           "%2 on this session bus.")
+                .arg(strOwner.isEmpty() ? QStringLiteral("unknown") : strOwner,
+                     QLatin1String(kAutomationServiceName));
         return false;
     }
     m_bNameOwned = true;
@@ -486,7 +493,8 @@ bool CAutomationDBus::ArgumentFromDBus(const SAutoMethod& method, int iArg, cons
                 CAutoValue scalar;
                 if (!ScalarFromDBus(element.variant(), &scalar))
                 {
-                    *pstrError = QStringLiteral("%1: an element of the array is not a number or a string.").arg(strWhere);
+                    *pstrError = QStringLiteral("%1: an element of the array is not a number or a string.")
+                                     .arg(strWhere);
                     return false;
                 }
                 array.elements.push_back(std::move(scalar));
@@ -580,8 +588,8 @@ QVariant CAutomationDBus::ResultToDBus(const SAutoMethod& method, const CAutoVal
     case eVtBstr:
         return QVariant(result.strValue);
     case eVtVariant:
-        return QVariant::fromValue(QDBusVariant(result.vt == eVtBstr ? QVariant(result.strValue)
-                                                                     : QVariant(static_cast<int>(result.nValue))));
+        return QVariant::fromValue(QDBusVariant(
+            result.vt == eVtBstr ? QVariant(result.strValue) : QVariant(static_cast<int>(result.nValue))));
     default:
         return QVariant::fromValue(static_cast<int>(static_cast<uint32_t>(result.nValue)));
     }
@@ -595,7 +603,8 @@ QString AutomationMethodReference()
         QStringList args;
         for (const SAutoArg& arg : method.args)
         {
-            args << QStringLiteral("%1 `%2`").arg(QLatin1String(arg.pszName), CAutomationDBus::TypeSignature(arg.vt));
+            args << QStringLiteral("%1 `%2`").arg(QLatin1String(arg.pszName),
+                                                  CAutomationDBus::TypeSignature(arg.vt));
         }
         QString strOut = QStringLiteral("`%1`").arg(CAutomationDBus::TypeSignature(method.vtResult));
         if ((method.vtResult & eVtArray) != 0)

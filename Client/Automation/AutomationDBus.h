@@ -67,8 +67,8 @@ public:
     // One argument as it arrived on the bus, for argument iArg of a method: scalars keep their
     // number or text, variants are unwrapped, arrays become arrays of their element type. False
     // with a text when the D-Bus type can't stand for an automation value at all.
-    static bool ArgumentFromDBus(const SAutoMethod& method, int iArg, const QVariant& value, CAutoValue* pValue,
-                                 QString* pstrError);
+    static bool ArgumentFromDBus(const SAutoMethod& method, int iArg, const QVariant& value,
+                                 CAutoValue* pValue, QString* pstrError);
     // A result as it goes out: a scalar of the method's result type, or a variant holding an array.
     static QVariant ResultToDBus(const SAutoMethod& method, const CAutoValue& result);
 

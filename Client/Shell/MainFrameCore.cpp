@@ -54,29 +54,31 @@ CMainFrameCore::CMainFrameCore() : m_strConnectionStatus(QStringLiteral("Not Con
     hooks.isConnected = [this] { return m_bConnected; };
     hooks.document = [this] { return &m_document; };
     m_pAutomation = std::make_unique<CAutomation>(std::move(hooks));
-    SetCommandHandler(eCmdAutomationReference,
-                      [](const SCommandContext&)
-                      {
-                          const QString strPath = AutomationReferencePath();
-                          if (strPath.isEmpty())
-                          {
-                              ShowMessage(QStringLiteral("Error:  File not found: '%1'")
-                                              .arg(QDir::cleanPath(QCoreApplication::applicationDirPath() +
-                                                                   QStringLiteral("/../share/norvanta/docs/"
-                                                                                  "automation.md"))));
-                          }
-                          else if (!UI().OpenDocument(strPath))
-                          {
-                              ShowMessage(
-                                  QStringLiteral("Error: No application associated with the file: '%1'").arg(strPath));
-                          }
-                      });
+    SetCommandHandler(
+        eCmdAutomationReference,
+        [](const SCommandContext&)
+        {
+            const QString strPath = AutomationReferencePath();
+            if (strPath.isEmpty())
+            {
+                ShowMessage(QStringLiteral("Error:  File not found: '%1'")
+                                .arg(QDir::cleanPath(QCoreApplication::applicationDirPath() +
+                                                     QStringLiteral("/../share/norvanta/docs/"
+                                                                    "automation.md"))));
+            }
+            else if (!UI().OpenDocument(strPath))
+            {
+                ShowMessage(
+                    QStringLiteral("Error: No application associated with the file: '%1'").arg(strPath));
+            }
+        });
 }
 
 QString AutomationReferencePath()
 {
     const QString strAppDir = QCoreApplication::applicationDirPath();
-    const QString strSetDir = GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), strAppDir);
+    const QString strSetDir =
+        GetPreference(QStringLiteral("Directories"), QStringLiteral("AppDir"), strAppDir);
     for (const QString& strPath : {strSetDir + QStringLiteral("/../share/norvanta/docs/automation.md"),
                                    strAppDir + QStringLiteral("/../share/norvanta/docs/automation.md"),
                                    QStringLiteral(NV_SOURCE_DIR "/docs/automation.md")})

@@ -21,8 +21,8 @@ namespace
 std::string NewDirectory(const std::string& strStem)
 {
     static int s_nCount = 0;
-    const std::string strPath =
-        ProcessTempDir() + "/" + strStem + "-" + std::to_string(::getpid()) + "-" + std::to_string(s_nCount++);
+    const std::string strPath = ProcessTempDir() + "/" + strStem + "-" + std::to_string(::getpid()) + "-" +
+                                std::to_string(s_nCount++);
     ::mkdir(strPath.c_str(), 0700);
     return strPath;
 }
@@ -98,13 +98,18 @@ CTestBus::CTestBus(const std::string& strServiceDir)
     const std::vector<std::string> environment = BusEnvironment(std::string());
     std::vector<char*> envp = EnvironmentVector(environment);
     const std::string strDaemon = "/usr/bin/dbus-daemon";
-    std::vector<char*> argv = ArgumentVector(strDaemon, {strConfigArg, "--nofork", "--nosyslog", strPrint});
+    const std::vector<std::string> args = {strConfigArg, "--nofork", "--nosyslog", strPrint};
+    std::vector<char*> argv = ArgumentVector(strDaemon, args);
     m_pid = ::fork();
     if (m_pid == 0)
     {
         ::close(afdPipe[0]);
+        // Its own complaints and the output of the servers it starts go to a log beside it.
         const int fdNull = ::open("/dev/null", O_RDWR);
+        const int fdLog = ::open((strDir + "/daemon.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         ::dup2(fdNull, STDIN_FILENO);
+        ::dup2(fdLog, STDOUT_FILENO);
+        ::dup2(fdLog, STDERR_FILENO);
         ::execve(strDaemon.c_str(), argv.data(), envp.data());
         ::_exit(127);
     }
@@ -143,7 +148,8 @@ CTestBus::~CTestBus()
     }
 }
 
-std::vector<std::string> BusEnvironment(const std::string& strBusAddress, const std::vector<std::string>& extra)
+std::vector<std::string> BusEnvironment(const std::string& strBusAddress,
+                                        const std::vector<std::string>& extra)
 {
     const std::string strHome = ProcessTempDir();
     std::vector<std::string> environment = {"HOME=" + strHome,

@@ -3,9 +3,9 @@
 // client, against norvanta-sim on a loopback port. Covers the calls and their D-Bus types, the
 // error names and texts, introspection, the ways the server ends, and register/unregister with
 // activation by the bus.
+#include "AutomationDBus.h"
 #include "Automation.h"
 #include "AutomationBus.h"
-#include "AutomationDBus.h"
 #include "SimProcess.h"
 #include "StatusText.h"
 #include "TestSupport.h"
@@ -73,10 +73,12 @@ public:
     }
     ~CBusClient() { QDBusConnection::disconnectFromBus(m_connection.name()); }
 
-    QDBusMessage Call(const char* pszMethod, const QList<QVariant>& args = {}, const char* pszInterface = kAutomation)
+    QDBusMessage Call(const char* pszMethod, const QList<QVariant>& args = {},
+                      const char* pszInterface = kAutomation)
     {
-        QDBusMessage message = QDBusMessage::createMethodCall(QLatin1String(kService), QLatin1String(kPath),
-                                                              QLatin1String(pszInterface), QLatin1String(pszMethod));
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(QLatin1String(kService), QLatin1String(kPath),
+                                           QLatin1String(pszInterface), QLatin1String(pszMethod));
         message.setArguments(args);
         return m_connection.call(message, QDBus::Block, 30000);
     }
@@ -110,7 +112,8 @@ private:
 // The first reply argument unwrapped from its variant, as a list of ints.
 QList<int> IntArray(const QDBusMessage& reply)
 {
-    const QDBusArgument argument = reply.arguments().value(0).value<QDBusVariant>().variant().value<QDBusArgument>();
+    const QDBusArgument argument =
+        reply.arguments().value(0).value<QDBusVariant>().variant().value<QDBusArgument>();
     return qdbus_cast<QList<int>>(argument);
 }
 
@@ -137,7 +140,8 @@ QList<QVariant> Host()
 
 std::vector<std::string> GdbusCall(const CTestBus& bus, const std::string& strMethod)
 {
-    return {"call", "--address", bus.Address(), "--dest", kService, "--object-path", kPath, "--method", strMethod};
+    return {"call",          "--address", bus.Address(), "--dest", kService,
+            "--object-path", kPath,       "--method",    strMethod};
 }
 
 SProgramRun Gdbus(const CTestBus& bus, std::vector<std::string> args)
@@ -159,7 +163,8 @@ protected:
     {
         std::vector<std::string> args = {"--automation"};
         args.insert(args.end(), options.begin(), options.end());
-        auto pProgram = std::make_unique<CChildProgram>(Norvanta(), args, nvtest::BusEnvironment(m_bus.Address()));
+        auto pProgram =
+            std::make_unique<CChildProgram>(Norvanta(), args, nvtest::BusEnvironment(m_bus.Address()));
         EXPECT_TRUE(client.WaitForName(*pProgram)) << pProgram->Err();
         return pProgram;
     }
@@ -200,7 +205,8 @@ TEST_F(AutomationServer, ServesTheSimulatorsRegistersToGdbusPythonAndQtClients)
     EXPECT_EQ(0, run.nExitCode) << run.strErr;
     EXPECT_TRUE(Has(run.strOut, ", connected\n")) << run.strOut;
     EXPECT_TRUE(Has(run.strOut, "00006Ch: 0xDEADBEEF\n")) << run.strOut;
-    run = nvtest::RunInEnvironment("/usr/bin/python3", {strClient, "0"}, nvtest::BusEnvironment(m_bus.Address()));
+    run = nvtest::RunInEnvironment("/usr/bin/python3", {strClient, "0"},
+                                   nvtest::BusEnvironment(m_bus.Address()));
     EXPECT_EQ(0, run.nExitCode) << run.strErr;
     EXPECT_TRUE(Has(run.strOut, "000000h: 0x0001FFF0\n")) << run.strOut;
 
@@ -210,14 +216,16 @@ TEST_F(AutomationServer, ServesTheSimulatorsRegistersToGdbusPythonAndQtClients)
     QDBusMessage reply = client.Call("MaintRead8", args);
     ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
     EXPECT_EQ(QStringLiteral("ay"), VariantSignature(reply));
-    EXPECT_EQ(QByteArray::fromHex("DEADBEEF"), reply.arguments().value(0).value<QDBusVariant>().variant().toByteArray());
+    EXPECT_EQ(QByteArray::fromHex("DEADBEEF"),
+              reply.arguments().value(0).value<QDBusVariant>().variant().toByteArray());
     args = Host();
     args << QVariant::fromValue(0x6Cu) << QVariant::fromValue(2u);
     reply = client.Call("MaintRead16", args);
     ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
     EXPECT_EQ(QStringLiteral("an"), VariantSignature(reply));
     EXPECT_EQ((QList<short>{short(0xDEAD), short(0xBEEF)}),
-              qdbus_cast<QList<short>>(reply.arguments().value(0).value<QDBusVariant>().variant().value<QDBusArgument>()));
+              qdbus_cast<QList<short>>(
+                  reply.arguments().value(0).value<QDBusVariant>().variant().value<QDBusArgument>()));
 
     // Scalar results keep their D-Bus types: USHORT q, ULONG u, long i.
     reply = client.Call("GetDevice", Host());
@@ -232,10 +240,11 @@ TEST_F(AutomationServer, ServesTheSimulatorsRegistersToGdbusPythonAndQtClients)
 
     // Signed bytes of the flash go in as ay and come back as they went.
     const QByteArray flashBytes = QByteArray::fromHex("80FF017F");
-    reply = client.Call("FlashWrite", {QVariant::fromValue(0u), QVariant::fromValue(0x100u), QVariant::fromValue(4u),
-                                       Variant(flashBytes)});
+    reply = client.Call("FlashWrite", {QVariant::fromValue(0u), QVariant::fromValue(0x100u),
+                                       QVariant::fromValue(4u), Variant(flashBytes)});
     ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
-    reply = client.Call("FlashRead", {QVariant::fromValue(0u), QVariant::fromValue(0x100u), QVariant::fromValue(4u)});
+    reply = client.Call("FlashRead",
+                        {QVariant::fromValue(0u), QVariant::fromValue(0x100u), QVariant::fromValue(4u)});
     ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
     EXPECT_EQ(flashBytes, reply.arguments().value(0).value<QDBusVariant>().variant().toByteArray());
 
@@ -284,7 +293,8 @@ TEST_F(AutomationServer, FailuresComeBackAsNamedErrorsWithTheirTexts)
     auto write = [&](const QVariant& data, uint32_t ulWordCount)
     {
         QList<QVariant> args = Host();
-        args << QVariant::fromValue(0x6Cu) << QVariant::fromValue(ulWordCount) << data << QVariant::fromValue(4u);
+        args << QVariant::fromValue(0x6Cu) << QVariant::fromValue(ulWordCount) << data
+             << QVariant::fromValue(4u);
         return client.Call("MaintWrite", args);
     };
     // A string where the words should be, 16-bit words where 32-bit ones should be, too few words.
@@ -297,19 +307,21 @@ TEST_F(AutomationServer, FailuresComeBackAsNamedErrorsWithTheirTexts)
               reply.errorMessage());
     reply = write(Variant(QVariant::fromValue(QList<int>{1})), 2);
     EXPECT_EQ(QStringLiteral("com.halvorn.Norvanta.Error.Status39"), reply.errorName());
-    EXPECT_EQ(strInvalid + QStringLiteral("VARIANT array size does not match word count."), reply.errorMessage());
+    EXPECT_EQ(strInvalid + QStringLiteral("VARIANT array size does not match word count."),
+              reply.errorMessage());
     // A longer array is taken; its first word is written.
     reply = write(Variant(QVariant::fromValue(QList<int>{0x11223344, 0x55667788})), 1);
     EXPECT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
     reply = client.Call("GetComponentTag", Host());
     EXPECT_EQ(0x11223344u, reply.arguments().value(0).toUInt());
     // A refused argument of its own kind: 264 bytes in one packet.
-    reply = client.Call("MessageSend", {QVariant::fromValue(uchar(0)), QVariant::fromValue(5u), QVariant::fromValue(0u),
-                                        QVariant::fromValue(0), QVariant::fromValue(0u),
-                                        Variant(QByteArray(264, '\0')), QVariant::fromValue(264u),
-                                        QVariant::fromValue(264u)});
+    reply = client.Call("MessageSend",
+                        {QVariant::fromValue(uchar(0)), QVariant::fromValue(5u), QVariant::fromValue(0u),
+                         QVariant::fromValue(0), QVariant::fromValue(0u), Variant(QByteArray(264, '\0')),
+                         QVariant::fromValue(264u), QVariant::fromValue(264u)});
     EXPECT_EQ(QStringLiteral("com.halvorn.Norvanta.Error.Status39"), reply.errorName());
-    EXPECT_EQ(strInvalid + QStringLiteral("Invalid TotalByteCount.  Max allowed is 256."), reply.errorMessage());
+    EXPECT_EQ(strInvalid + QStringLiteral("Invalid TotalByteCount.  Max allowed is 256."),
+              reply.errorMessage());
     // Node numbers begin at 1.
     reply = client.Call("GetDestIDForNode", {QVariant::fromValue(0u)});
     EXPECT_EQ(QStringLiteral("com.halvorn.Norvanta.Error.Status10000"), reply.errorName());
@@ -320,12 +332,15 @@ TEST_F(AutomationServer, FailuresComeBackAsNamedErrorsWithTheirTexts)
     // Calls that don't fit the interface are refused by the bus's own errors, naming what fits.
     reply = client.Call("MaintRead", Host());
     EXPECT_EQ(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"), reply.errorName());
-    EXPECT_TRUE(reply.errorMessage().contains(QStringLiteral("(yuyuuu)"))) << reply.errorMessage().toStdString();
+    EXPECT_TRUE(reply.errorMessage().contains(QStringLiteral("(yuyuuu)")))
+        << reply.errorMessage().toStdString();
     reply = client.Call("NoSuchMethod");
     EXPECT_EQ(QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"), reply.errorName());
-    reply = client.Call("GetDeviceID", {QVariant::fromValue(uchar(0)), QVariant(1.5), QVariant::fromValue(uchar(0))});
+    reply = client.Call("GetDeviceID",
+                        {QVariant::fromValue(uchar(0)), QVariant(1.5), QVariant::fromValue(uchar(0))});
     EXPECT_EQ(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"), reply.errorName());
-    EXPECT_TRUE(reply.errorMessage().contains(QStringLiteral("ulDestID"))) << reply.errorMessage().toStdString();
+    EXPECT_TRUE(reply.errorMessage().contains(QStringLiteral("ulDestID")))
+        << reply.errorMessage().toStdString();
     EXPECT_EQ(0, pServer->Signal(SIGINT)) << pServer->Err();
     EXPECT_FALSE(client.HasOwner());
     EXPECT_EQ(0, sim.Stop());
@@ -335,9 +350,9 @@ TEST_F(AutomationServer, IntrospectionListsTheMethodsWithTheirArguments)
 {
     CBusClient client(m_bus);
     auto pServer = Serve({}, client);
-    QDBusMessage introspect = QDBusMessage::createMethodCall(QLatin1String(kService), QLatin1String(kPath),
-                                                             QStringLiteral("org.freedesktop.DBus.Introspectable"),
-                                                             QStringLiteral("Introspect"));
+    QDBusMessage introspect = QDBusMessage::createMethodCall(
+        QLatin1String(kService), QLatin1String(kPath), QStringLiteral("org.freedesktop.DBus.Introspectable"),
+        QStringLiteral("Introspect"));
     QDBusConnection connection =
         QDBusConnection::connectToBus(QString::fromStdString(m_bus.Address()), QStringLiteral("introspect"));
     const QDBusMessage reply = connection.call(introspect);
@@ -384,20 +399,25 @@ TEST_F(AutomationServer, IntrospectionListsTheMethodsWithTheirArguments)
     EXPECT_EQ(QStringLiteral("MaintRead"), names[9]);
     EXPECT_EQ(QStringLiteral("GetNodeList"), names.last());
     EXPECT_EQ(QStringLiteral("->s"), signatures[QStringLiteral("GetLastErrorString")]);
-    EXPECT_EQ(QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y ulOffset:u ulWordCount:u ulStride:u ->v"),
-              signatures[QStringLiteral("MaintRead")]);
-    EXPECT_EQ(QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y ulOffset:u ulWordCount:u vData:v ulStride:u ->i"),
+    EXPECT_EQ(
+        QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y ulOffset:u ulWordCount:u ulStride:u ->v"),
+        signatures[QStringLiteral("MaintRead")]);
+    EXPECT_EQ(QStringLiteral(
+                  "uchLocalPort:y ulDestID:u uchHopCount:y ulOffset:u ulWordCount:u vData:v ulStride:u ->i"),
               signatures[QStringLiteral("MaintWrite")]);
-    EXPECT_EQ(QStringLiteral("wVendorID:q wDeviceID:q uchLocalPort:y ulDestID:u uchHopCount:y wNewDeviceID:q ->i"),
-              signatures[QStringLiteral("SetDeviceID")]);
-    EXPECT_EQ(QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y ->q"), signatures[QStringLiteral("GetDeviceID")]);
-    EXPECT_EQ(QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y wHostDeviceID:q nTimeoutSec:q bBreakLock:i ->q"),
+    EXPECT_EQ(
+        QStringLiteral("wVendorID:q wDeviceID:q uchLocalPort:y ulDestID:u uchHopCount:y wNewDeviceID:q ->i"),
+        signatures[QStringLiteral("SetDeviceID")]);
+    EXPECT_EQ(QStringLiteral("uchLocalPort:y ulDestID:u uchHopCount:y ->q"),
+              signatures[QStringLiteral("GetDeviceID")]);
+    EXPECT_EQ(QStringLiteral(
+                  "uchLocalPort:y ulDestID:u uchHopCount:y wHostDeviceID:q nTimeoutSec:q bBreakLock:i ->q"),
               signatures[QStringLiteral("AcquireDeviceLock")]);
     EXPECT_EQ(QStringLiteral("pvstrFileName:v ->i"), signatures[QStringLiteral("CreateLogFile")]);
 
     // gdbus shows the same.
-    const SProgramRun run =
-        Gdbus(m_bus, {"introspect", "--address", m_bus.Address(), "--dest", kService, "--object-path", kPath});
+    const SProgramRun run = Gdbus(
+        m_bus, {"introspect", "--address", m_bus.Address(), "--dest", kService, "--object-path", kPath});
     EXPECT_EQ(0, run.nExitCode) << run.strErr;
     EXPECT_TRUE(Has(run.strOut, "MaintRead(in  y uchLocalPort,")) << run.strOut;
     EXPECT_TRUE(Has(run.strOut, "interface com.halvorn.Norvanta.Application {")) << run.strOut;
@@ -409,7 +429,8 @@ TEST_F(AutomationServer, ASecondServerOrABadTargetEndsWithAMessage)
 {
     CBusClient client(m_bus);
     auto pFirst = Serve({}, client);
-    SProgramRun run = nvtest::RunInEnvironment(Norvanta(), {"--automation"}, nvtest::BusEnvironment(m_bus.Address()));
+    SProgramRun run =
+        nvtest::RunInEnvironment(Norvanta(), {"--automation"}, nvtest::BusEnvironment(m_bus.Address()));
     EXPECT_EQ(1, run.nExitCode);
     EXPECT_TRUE(Has(run.strErr, "already serves com.halvorn.Norvanta on this session bus")) << run.strErr;
     // The first one serves on.
@@ -422,9 +443,11 @@ TEST_F(AutomationServer, ASecondServerOrABadTargetEndsWithAMessage)
     ASSERT_TRUE(sim.Ready());
     const std::string strPort = std::to_string(sim.TcpPort());
     sim.Stop();
-    run = nvtest::RunInEnvironment(Norvanta(), {"--automation", "--server", "127.0.0.1", "--port", strPort}, environment);
+    run = nvtest::RunInEnvironment(Norvanta(), {"--automation", "--server", "127.0.0.1", "--port", strPort},
+                                   environment);
     EXPECT_EQ(1, run.nExitCode);
-    EXPECT_TRUE(Has(run.strErr, "unable to connect to the server at 127.0.0.1:" + strPort + " (TCP).")) << run.strErr;
+    EXPECT_TRUE(Has(run.strErr, "unable to connect to the server at 127.0.0.1:" + strPort + " (TCP)."))
+        << run.strErr;
     EXPECT_FALSE(client.HasOwner());
 
     struct SCase
@@ -435,7 +458,8 @@ TEST_F(AutomationServer, ASecondServerOrABadTargetEndsWithAMessage)
     const std::vector<SCase> cases = {
         {{"--automation", "--server", "10.1.2"}, "--server: '10.1.2' is not an IPv4 address."},
         {{"--automation", "--port", "15000"}, "--port, --udp and --local-port need --server."},
-        {{"--automation", "--server", "127.0.0.1", "--port", "70000"}, "--port: '70000' is not a port number"},
+        {{"--automation", "--server", "127.0.0.1", "--port", "70000"},
+         "--port: '70000' is not a port number"},
         {{"--automation", "--demo", "--server", "127.0.0.1"}, "--demo and --server name two targets"},
         {{"--automation", "--map", "/no/such/map.nvm"}, "--map: the file '/no/such/map.nvm' does not exist."},
         {{"--server", "127.0.0.1"}, "go with --automation or --register"},
@@ -556,13 +580,14 @@ TEST_F(AutomationRegistration, RegisterInstallsAnActivationFileTheBusStartsTheSe
     // Unregister removes the file; a second one says there is nothing to remove.
     run = nvtest::RunInEnvironment(Norvanta(), {"--unregister"}, Environment());
     EXPECT_EQ(0, run.nExitCode) << run.strErr;
-    EXPECT_TRUE(Has(run.strOut, "Unregistered the automation server com.halvorn.Norvanta: removed " +
-                                    m_strServiceFile))
+    EXPECT_TRUE(Has(run.strOut,
+                    "Unregistered the automation server com.halvorn.Norvanta: removed " + m_strServiceFile))
         << run.strOut;
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(m_strServiceFile)));
     run = nvtest::RunInEnvironment(Norvanta(), {"--unregister"}, Environment());
     EXPECT_EQ(0, run.nExitCode) << run.strErr;
-    EXPECT_TRUE(Has(run.strOut, "The automation server com.halvorn.Norvanta is not registered")) << run.strOut;
+    EXPECT_TRUE(Has(run.strOut, "The automation server com.halvorn.Norvanta is not registered"))
+        << run.strOut;
 }
 
 // Target options given with --register go into the file: the started server connects there.
@@ -571,8 +596,8 @@ TEST_F(AutomationRegistration, TheRegisteredTargetIsConnectedOnActivation)
     nvtest::CSimProcess sim("demo.topo");
     ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
     const std::string strPort = std::to_string(sim.TcpPort());
-    SProgramRun run =
-        nvtest::RunInEnvironment(Norvanta(), {"--register", "--server", "127.0.0.1", "--port", strPort}, Environment());
+    SProgramRun run = nvtest::RunInEnvironment(
+        Norvanta(), {"--register", "--server", "127.0.0.1", "--port", strPort}, Environment());
     ASSERT_EQ(0, run.nExitCode) << run.strErr;
     EXPECT_TRUE(Has(nvtest::ReadFile(m_strServiceFile),
                     "Exec=" + Norvanta() + " --automation --server 127.0.0.1 --port " + strPort + "\n"));

@@ -14,7 +14,8 @@ const QString kEnd = QStringLiteral("<!-- end of methods -->\n");
 
 TEST(AutomationReference, TheDocumentListsEveryMethodAsTheBusOffersIt)
 {
-    const QString strPath = QString::fromStdString(nvtest::SourceDir()) + QStringLiteral("/docs/automation.md");
+    const QString strPath =
+        QString::fromStdString(nvtest::SourceDir()) + QStringLiteral("/docs/automation.md");
     QString strText = QString::fromStdString(nvtest::ReadFile(strPath.toStdString()));
     const qsizetype iBegin = strText.indexOf(kBegin);
     const qsizetype iEnd = strText.indexOf(kEnd);
@@ -34,8 +35,8 @@ TEST(AutomationReference, TheDocumentListsEveryMethodAsTheBusOffersIt)
         << "run this test with NV_UPDATE_DOCS=1 to rewrite the table";
     // One row per method, the header and its rule besides.
     EXPECT_EQ(74 + 2, strDocumented.count(QLatin1Char('\n')));
-    EXPECT_TRUE(strDocumented.contains(QStringLiteral(
-        "| 10 | `MaintRead` | uchLocalPort `y`, ulDestID `u`, uchHopCount `y`, ulOffset `u`, ulWordCount `u`, "
-        "ulStride `u` | `yuyuuu` | `v` holding `ai` |")));
+    EXPECT_TRUE(strDocumented.contains(QStringLiteral("| 10 | `MaintRead` | uchLocalPort `y`, ulDestID `u`, "
+                                                      "uchHopCount `y`, ulOffset `u`, ulWordCount `u`, "
+                                                      "ulStride `u` | `yuyuuu` | `v` holding `ai` |")));
 }
 } // namespace
