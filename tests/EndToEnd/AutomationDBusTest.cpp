@@ -285,6 +285,10 @@ TEST_F(AutomationServer, FailuresComeBackAsNamedErrorsWithTheirTexts)
         reply = client.Call("IsConnected");
         EXPECT_EQ(QMetaType::Int, reply.arguments().value(0).metaType().id());
         EXPECT_EQ(0, reply.arguments().value(0).toInt());
+        // The served program has no window whose map could be copied.
+        reply = client.Call("MapToClipboard");
+        EXPECT_EQ(QDBusMessage::ErrorMessage, reply.type());
+        EXPECT_FALSE(reply.errorMessage().isEmpty());
         EXPECT_EQ(0, pServer->Signal(SIGTERM)) << pServer->Err();
     }
 
@@ -507,6 +511,10 @@ TEST_F(AutomationServer, TheWindowServesTheInterfaceToo)
     EXPECT_FALSE(reply.arguments().value(0).toBool());
     reply = client.Call("IsConnected");
     EXPECT_EQ(0, reply.arguments().value(0).toInt());
+    // Only the window has a map picture to copy.
+    reply = client.Call("MapToClipboard");
+    ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
+    EXPECT_EQ(1, reply.arguments().value(0).toInt());
     client.Call("Quit", {}, kApplication);
     EXPECT_EQ(0, window.Wait(10000)) << window.Err();
 }

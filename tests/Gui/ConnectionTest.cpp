@@ -861,6 +861,8 @@ TEST(DemoTargetTest, TheDemoSimulatorEndsWhenTheProgramIsKilled)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     environment.insert(QStringLiteral("HOME"), QString::fromStdString(nvtest::ProcessTempDir()));
+    // The window would serve its automation interface on a session bus this test did not start.
+    environment.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"),
                        QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/killed-config"));
     program.setProcessEnvironment(environment);
