@@ -80,19 +80,23 @@ inline SOutcome Call(CAutomation& automation, const char* pszMethod, const std::
 }
 
 // Host (ID 1) on port 0 of a generic 8-port switch, endpoint ep (ID 5, memory, echoes messages
-// and doorbells) on port 1; ports 2 and 3 lead to endpoints whose links are down or absent.
+// and doorbells) on port 1, an endpoint behind a link that is down on port 2, and a Tsi574 on port
+// 3 that the generic switch sends the all-ones ID to.
 inline const char* const kTopology = R"(
 device host0 endpoint device=0x0001 processor memory id=0x01 largeid=0x0001
 device sw    switch tag=0x00C0FFEE
 device ep    endpoint memory echo id=0x05 largeid=0x0005
 device far   endpoint id=0x07
+device ts    switch model=tsi574
 host host0 flash=64K
 link host0:0 sw:0
 link sw:1 ep:0
 link sw:2 far:0
+link sw:3 ts:0
 fault linkdown:link=sw:2
 route sw 0x01 0
 route sw 0x05 1
+route sw 0xFF 3
 )";
 
 class AutomationSimTest : public ::testing::Test
