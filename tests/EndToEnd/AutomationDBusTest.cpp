@@ -500,6 +500,34 @@ TEST_F(AutomationServer, TheDemoIsConnectedAndDiscovered)
     EXPECT_EQ(0, pServer->Wait(10000)) << pServer->Err();
 }
 
+// Over UDP, with a map opened once connected: the node methods see the map's PEs.
+TEST_F(AutomationServer, ServesOverUdpWithAMap)
+{
+    const std::string strMap = nvtest::ProcessTempDir() + "/served-map.nvm";
+    const SProgramRun demo = nvtest::RunInEnvironment(Norvanta(), {"--headless-demo", strMap},
+                                                      nvtest::BusEnvironment(std::string()), 120000);
+    ASSERT_EQ(0, demo.nExitCode) << demo.strOut << demo.strErr;
+    nvtest::CSimProcess sim("demo.topo");
+    ASSERT_TRUE(sim.Ready()) << sim.ErrorOutput();
+    CBusClient client(m_bus);
+    auto pServer = Serve({"--server", "127.0.0.1", "--udp", "--port", std::to_string(sim.UdpPort()),
+                          "--local-port", "0", "--map", strMap},
+                         client);
+    ASSERT_TRUE(client.HasOwner()) << pServer->Err();
+    EXPECT_TRUE(Has(pServer->Out(),
+                    "connected to the server at 127.0.0.1:" + std::to_string(sim.UdpPort()) + " (UDP)"))
+        << pServer->Out();
+    QList<QVariant> args = Host();
+    args << QVariant::fromValue(0u) << QVariant::fromValue(1u) << QVariant::fromValue(4u);
+    QDBusMessage reply = client.Call("MaintRead", args);
+    ASSERT_EQ(QDBusMessage::ReplyMessage, reply.type()) << reply.errorMessage().toStdString();
+    EXPECT_EQ(QList<int>{kHostIdentity}, IntArray(reply));
+    reply = client.Call("GetNodeList");
+    EXPECT_EQ(7, IntArray(reply).size());
+    EXPECT_EQ(0, pServer->Signal(SIGTERM)) << pServer->Err();
+    EXPECT_EQ(0, sim.Stop());
+}
+
 // The window serves the same interface while it runs, and Quit closes it.
 TEST_F(AutomationServer, TheWindowServesTheInterfaceToo)
 {
