@@ -568,6 +568,27 @@ void ExpectEnded(uint32_t ulPid)
     }
 }
 
+// A window started while another program holds the name says so and goes on without serving.
+TEST_F(AutomationServer, AWindowAfterAServerRunsWithoutServing)
+{
+    CBusClient client(m_bus);
+    auto pServer = Serve({}, client);
+    CChildProgram window(Norvanta(), {},
+                         nvtest::BusEnvironment(m_bus.Address(), {"QT_QPA_PLATFORM=offscreen"}));
+    const std::string strSaid = "norvanta: The automation interface is not served: another program";
+    for (int i = 0; i < 400 && !Has(window.Err(), strSaid) && window.Running(); ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    EXPECT_TRUE(Has(window.Err(), strSaid + " (:1.")) << window.Err();
+    EXPECT_TRUE(window.Running());
+    EXPECT_EQ(static_cast<uint32_t>(pServer->Pid()), client.OwnerPid());
+    QDBusMessage reply = client.Call("IsHeadless", {}, kApplication);
+    EXPECT_TRUE(reply.arguments().value(0).toBool());
+    EXPECT_EQ(0, pServer->Signal(SIGTERM)) << pServer->Err();
+    window.Signal(SIGKILL);
+}
+
 class AutomationRegistration : public ::testing::Test
 {
 protected:
