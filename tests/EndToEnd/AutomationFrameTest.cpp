@@ -37,7 +37,7 @@ std::vector<CAutoValue> HostRead(int64_t nOffset)
             CAutoValue::Number(eVtUI4, 1), CAutoValue::Number(eVtUI4, 4)};
 }
 
-TEST(FrameAutomation, FollowsTheFramesConnectionAndMap)
+TEST(FrameCoreAutomation, FollowsTheFramesConnectionAndMap)
 {
     EnsureApplication();
     nvtest::CRecordingUserInterface ui;
@@ -67,7 +67,7 @@ TEST(FrameAutomation, FollowsTheFramesConnectionAndMap)
     EXPECT_EQ(-38, error.nStatus);
 }
 
-TEST(FrameAutomation, HelpOpensTheReferenceOrSaysWhyItCant)
+TEST(FrameCoreAutomation, HelpOpensTheReferenceOrSaysWhyItCant)
 {
     EnsureApplication();
     nvtest::CRecordingUserInterface ui;
