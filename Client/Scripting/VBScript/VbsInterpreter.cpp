@@ -467,6 +467,15 @@ static void FillError(SScriptError* pError, const CVbsError& error)
 
 bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
 {
+    if (m_pStackBase)
+    {
+        // A host object asked for a new text while this one runs: the running text stays.
+        if (pError)
+        {
+            *pError = SScriptError{QStringLiteral("The script engine is busy running a script"), 0, 0};
+        }
+        return false;
+    }
     Reset();
     auto program = std::make_unique<SProgram>();
     SSyntaxError syntax;
@@ -1334,6 +1343,15 @@ CVbsValue CVbsInterpreter::CallProcedure(const SProcedure& proc, const std::vect
             if (var && var->bConst)
             {
                 var.reset();
+            }
+            CVbsValue constant;
+            if (!var && !m_program->bOptionExplicit && !FindProcedure(arg.strKey) &&
+                !FindConstant(arg.strKey, &constant) && !FindBuiltin(arg.strKey) && !NamedObject(arg.strKey))
+            {
+                // A name used for the first time here becomes the caller's variable, and the
+                // callee's assignments land in it.
+                var = std::make_shared<SVariable>();
+                Scope(caller).insert(arg.strKey, var);
             }
         }
         if (!var)
