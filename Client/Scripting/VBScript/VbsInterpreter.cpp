@@ -640,6 +640,7 @@ void CVbsInterpreter::DeclareScope(const std::vector<SScopeVar>& vars, QHash<QSt
     {
         auto var = std::make_shared<SVariable>();
         var->bConst = decl.bConst;
+        var->value = decl.initial;
         if (!decl.fixedBounds.empty())
         {
             auto arr = std::make_shared<CVbsArray>();
@@ -755,24 +756,11 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecStmt(const SStmt& stmt, SFrame& fram
         EvalCall(*stmt.a, frame);
         return EFlow::Normal;
     case EStmt::Dim:
+    case EStmt::Const:
     case EStmt::Nop:
         return EFlow::Normal;
     case EStmt::ReDim:
         ExecReDim(stmt, frame);
-        return EFlow::Normal;
-    case EStmt::Const:
-        for (const SDecl& decl : stmt.decls)
-        {
-            CVbsValue value = Eval(*decl.bounds[0], frame);
-            PVariable var = FindVariable(decl.strKey, frame);
-            if (!var)
-            {
-                var = std::make_shared<SVariable>();
-                var->bConst = true;
-                Scope(frame).insert(decl.strKey, var);
-            }
-            var->value = std::move(value);
-        }
         return EFlow::Normal;
     case EStmt::If:
         for (const SBranch& branch : stmt.branches)

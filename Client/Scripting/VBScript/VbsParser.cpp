@@ -102,6 +102,8 @@ QString SyntaxText(int nNumber)
         return QStringLiteral("Name redefined");
     case 1044:
         return QStringLiteral("Cannot use parentheses when calling a Sub");
+    case 1045:
+        return QStringLiteral("Expected literal constant");
     case 1046:
         return QStringLiteral("Expected 'In'");
     case 1053:
@@ -1041,9 +1043,14 @@ private:
                 decl.bounds.push_back(ParseExpression());
             } while (AcceptOp(","));
             ExpectOp(")", 1006);
-            SScopeVar var;
-            var.strKey = decl.strKey;
-            Declare(name, std::move(var), true);
+            if (!m_pProc)
+            {
+                // In a procedure ReDim resizes the script-level array of that name when there is
+                // one, so it declares nothing there ahead of time.
+                SScopeVar var;
+                var.strKey = decl.strKey;
+                Declare(name, std::move(var), true);
+            }
             stmt->decls.push_back(std::move(decl));
         } while (AcceptOp(","));
         return stmt;
@@ -1061,10 +1068,33 @@ private:
             decl.iLine = name.iLine;
             decl.iColumn = name.iColumn;
             ExpectOp("=", 1011);
-            decl.bounds.push_back(ParseExpression());
+            const SToken& valueToken = Peek();
+            PExpr value = ParseExpression();
             SScopeVar var;
             var.strKey = decl.strKey;
             var.bConst = true;
+            // A constant is a literal, signed or not, known before any code runs.
+            try
+            {
+                if (value->kind == EExpr::Literal)
+                {
+                    var.initial = value->value;
+                }
+                else if (value->kind == EExpr::Unary && value->unary == EUnaryOp::Negate &&
+                         value->a->kind == EExpr::Literal && value->a->value.IsNumeric())
+                {
+                    var.initial = Negate(value->a->value);
+                }
+                else
+                {
+                    Fail(1045, valueToken);
+                }
+            }
+            catch (const CVbsError&)
+            {
+                Fail(1045, valueToken);
+            }
+            decl.bounds.push_back(std::move(value));
             Declare(name, std::move(var), false);
             stmt->decls.push_back(std::move(decl));
         } while (AcceptOp(","));

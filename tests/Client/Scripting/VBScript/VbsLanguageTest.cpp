@@ -375,4 +375,26 @@ WScript.Echo TypeName(Now), TypeName(Date), TypeName(Time), TypeName(Timer), Yea
               "2024 3 5 14 7 9 3|Date Date Date Double True True");
 }
 
+TEST(VbsStatements, ConstantsAreKnownBeforeTheirLineAndReDimInAProcedureResizesTheScriptArray)
+{
+    EXPECT_EQ(Echo(R"(
+Dim table()
+ShowLimit
+Const LIMIT = -3, NAME = "cfg"
+Sub ShowLimit()
+    WScript.Echo LIMIT, NAME
+End Sub
+Sub Grow(n)
+    ReDim Preserve table(n)
+    table(n) = n
+End Sub
+Grow 1
+Grow 2
+WScript.Echo UBound(table), table(1), table(2)
+)"),
+              "-3 cfg|2 1 2");
+    EXPECT_EQ(Echo("Const A = 1 + 2\n"), "ERROR 1:11 Expected literal constant");
+    EXPECT_EQ(Echo("Const A = -\"x\"\n"), "ERROR 1:11 Expected literal constant");
+}
+
 } // namespace
