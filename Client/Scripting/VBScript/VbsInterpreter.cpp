@@ -455,6 +455,14 @@ void CVbsInterpreter::Reset()
     ClearErr();
 }
 
+static CVbsError OutOfMemory()
+{
+    CVbsError error;
+    error.nNumber = 7;
+    error.strDescription = VbsErrorText(7);
+    return error;
+}
+
 static void FillError(SScriptError* pError, const CVbsError& error)
 {
     if (pError)
@@ -512,6 +520,12 @@ bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
     catch (const SQuit&)
     {
     }
+    catch (const std::bad_alloc&)
+    {
+        FillError(pError, OutOfMemory());
+        Reset();
+        return false;
+    }
     return true;
 }
 
@@ -566,6 +580,11 @@ bool CVbsInterpreter::Call(const QString& strMethod, const std::vector<CAutoValu
     catch (const CVbsError& error)
     {
         FillError(pError, error);
+        return false;
+    }
+    catch (const std::bad_alloc&)
+    {
+        FillError(pError, OutOfMemory());
         return false;
     }
 }
@@ -880,13 +899,15 @@ void CVbsInterpreter::ExecAssign(const SStmt& stmt, SFrame& frame)
                 VbsRaise(13, base.strName);
             }
             const std::vector<int64_t> subscripts = Subscripts(target.args, frame);
+            CheckElement(value);
             var->value.arr->At(subscripts) = std::move(value);
             return;
         }
         CVbsValue container = Eval(base, frame);
         if (container.IsArray())
         {
-            // a.b(1) = x where a.b gave an array: the element of a copy, as VBScript does.
+            // a(1)(2) = x: the element of the inner array.
+            CheckElement(value);
             container.arr->At(Subscripts(target.args, frame)) = std::move(value);
             return;
         }
@@ -935,7 +956,7 @@ void CVbsInterpreter::ExecReDim(const SStmt& stmt, SFrame& frame)
                 VbsRaise(9);
             }
             nTotal *= static_cast<size_t>(nUpper + 1);
-            if (nTotal > 64u * 1024 * 1024)
+            if (nTotal > 4u * 1024 * 1024)
             {
                 VbsRaise(7);
             }

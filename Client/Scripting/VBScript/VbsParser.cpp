@@ -34,6 +34,8 @@ struct SToken
 // that no text can run the parser or the interpreter out of stack.
 constexpr int kMaxNesting = 200;
 constexpr int kMaxExpressionDepth = 1000;
+// The most elements a fixed array may declare (ReDim has the same limit when it runs).
+constexpr double kMaxFixedElements = 4.0 * 1024 * 1024;
 
 [[noreturn]] void Fail(int nNumber, const QString& strMessage, int iLine, int iColumn)
 {
@@ -1000,6 +1002,7 @@ private:
                 if (!AcceptOp(")"))
                 {
                     var.bFixed = true;
+                    double dElements = 1;
                     do
                     {
                         const SToken& bound = Peek();
@@ -1009,6 +1012,11 @@ private:
                             Fail(1026, bound);
                         }
                         var.fixedBounds.push_back(static_cast<int32_t>(bound.value.n));
+                        dElements *= static_cast<double>(bound.value.n + 1);
+                        if (dElements > kMaxFixedElements)
+                        {
+                            Fail(1001, QStringLiteral("Out of memory"), bound.iLine, bound.iColumn);
+                        }
                         Next();
                     } while (AcceptOp(","));
                     ExpectOp(")", 1006);
