@@ -16,6 +16,7 @@ enum EAutoType : uint16_t
     eVtEmpty = 0,
     eVtI2 = 2,       // 16-bit signed
     eVtI4 = 3,       // 32-bit signed
+    eVtR8 = 5,       // double: dValue, with nValue the value rounded half to even for integer parameters
     eVtBstr = 8,     // string
     eVtBool = 11,    // boolean
     eVtVariant = 12, // an element of a script's own array: any of the scalar types
@@ -37,6 +38,7 @@ struct CAutoValue
 {
     uint16_t vt = eVtEmpty; // element type, with eVtArray and eVtByRef as they apply
     int64_t nValue = 0;
+    double dValue = 0; // eVtR8 only
     QString strValue;
     std::vector<CAutoValue> elements;
 
