@@ -423,6 +423,8 @@ void CMainFrameCore::SetCommandHandler(ECommand eCommand, CommandHandler handler
 
 void CMainFrameCore::NotifyMap()
 {
+    // A map made anew (a discovery, a file) gets the labels of an enabled probe again.
+    m_probe.MarkMap();
     if (onMapChanged)
     {
         onMapChanged();

@@ -7,6 +7,7 @@
 #include "DemoTarget.h"
 #include "MapCommands.h"
 #include "NetworkDocument.h"
+#include "Probe.h"
 #include "TargetSession.h"
 
 #include <QString>
@@ -61,6 +62,9 @@ public:
     // True while the connection is the one to the built-in demo fabric.
     bool IsDemoConnection() const { return m_bConnected && m_bDemo; }
     CTargetSession& Session() { return m_session; }
+    // The probe set-up of the application (the window, the automation methods and the map's
+    // labels share it).
+    CProbe& Probe() { return m_probe; }
     // The map's PE of the open link, or null.
     CPEPrimitive* HostPE() const;
 
@@ -119,4 +123,5 @@ private:
     QString m_strConnectionStatus;
     std::array<CommandHandler, eCmdCount> m_handlers;
     std::vector<int> m_demoHosts; // node numbers of host PEs made by demo connections
+    CProbe m_probe{m_document, [this] { return m_bConnected; }};
 };
