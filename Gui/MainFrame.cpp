@@ -24,11 +24,12 @@
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
-#include "ParametersDlg.h"
 #include "PacketGenDlg.h"
 #include "PacketTraceDlg.h"
+#include "ParametersDlg.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
+#include "ProbeSetupDlg.h"
 #include "QtUserInterface.h"
 #include "RegisterDlg.h"
 #include "RegisterValueFile.h"
@@ -453,6 +454,7 @@ void CMainFrame::InstallHandlers()
     InstallPacketGenCommands(m_core, this);
     InstallPacketTraceCommands(m_core, this);
     InstallSerDesConfigCommands(m_core, this);
+    InstallProbeCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {
@@ -463,8 +465,9 @@ void CMainFrame::InstallHandlers()
                              [this](const SCommandContext& context)
                              {
                                  if (context.iNode >= 0)
-                                     CDataGenDlg::OpenFor(m_core.Document(), context.iNode,
-                                                          [this] { m_pView->Rebuild(); }, this);
+                                     CDataGenDlg::OpenFor(
+                                         m_core.Document(), context.iNode, [this] { m_pView->Rebuild(); },
+                                         this);
                              });
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
