@@ -24,9 +24,9 @@
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
+#include "ParametersDlg.h"
 #include "PacketGenDlg.h"
 #include "PacketTraceDlg.h"
-#include "ParametersDlg.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "ProbeSetupDlg.h"
@@ -465,9 +465,8 @@ void CMainFrame::InstallHandlers()
                              [this](const SCommandContext& context)
                              {
                                  if (context.iNode >= 0)
-                                     CDataGenDlg::OpenFor(
-                                         m_core.Document(), context.iNode, [this] { m_pView->Rebuild(); },
-                                         this);
+                                     CDataGenDlg::OpenFor(m_core.Document(), context.iNode,
+                                                          [this] { m_pView->Rebuild(); }, this);
                              });
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
