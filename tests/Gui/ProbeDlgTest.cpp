@@ -5,6 +5,8 @@
 #include "ClientSimFixture.h"
 #include "Discovery.h"
 #include "GuiTestEnvironment.h"
+#include "MapOptions.h"
+#include "MapScene.h"
 #include "Probe.h"
 #include "ProbePortConfigDlg.h"
 #include "ProbeSetupDlg.h"
@@ -16,8 +18,10 @@
 #include <QComboBox>
 #include <QDir>
 #include <QGroupBox>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
 
@@ -200,5 +204,50 @@ TEST_F(CProbeDlgTest, PortSetUpShowsWhatItCouldNotRead)
     SProbePortState state;
     EXPECT_NE(0, ports.SetControl(6, CProbePorts::eReverseRx, true, &state));
     EXPECT_FALSE(state.bRead);
+}
+
+// The map draws the probe's labels under the nodes' own lines while the probe is enabled.
+TEST_F(CProbeDlgTest, TheMapShowsTheProbesPoints)
+{
+    CProbe probe(m_map, [] { return true; });
+    SProbeConfig& c = probe.Config();
+    c.ulMode = 3;
+    c.ulDataSourceDestID = 0x05;
+    c.ulDataTargetDestID = 0x0A;
+    c.ulSystemSwitchNodeID = static_cast<uint32_t>(m_iSystem + 1);
+    c.ulSourceIngressPort = 1;
+    c.ulPortToProbe = 6;
+    c.ulTargetEgressPort = 2;
+    ASSERT_EQ(0, probe.Enable()) << m_ui.messages.join('|').toStdString();
+
+    CMapScene scene;
+    SMapOptions options;
+    options[eOptNodeIDs] = true;
+    scene.Build(m_map, options, true, false);
+    auto lines = [&](int iNode)
+    {
+        const CDrawPE* pNode = m_map.pCurrentNodes->FindPENode(iNode);
+        const CNodeItem* pItem = pNode ? scene.NodeItem(pNode->uUniqueID) : nullptr;
+        return pItem ? pItem->Lines() : QStringList{QStringLiteral("(not drawn)")};
+    };
+    EXPECT_EQ(QStringLiteral("Probe 1"), lines(probe::kProbeSwitchNode).last());
+    EXPECT_TRUE(lines(probe::kProbeSwitchNode).contains(QStringLiteral("Node 2")));
+    EXPECT_EQ(QString::asprintf("Probe %d.6", m_iSystem + 1), lines(m_iSystem).last());
+    EXPECT_FALSE(lines(0).join('|').contains(QStringLiteral("Probe")));
+    if (const QByteArray dir = qgetenv("NV_SCREENSHOT_DIR"); !dir.isEmpty())
+    {
+        QImage image(scene.itemsBoundingRect().size().toSize() + QSize(40, 40), QImage::Format_ARGB32);
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        scene.render(&painter, QRectF(20, 20, image.width() - 40, image.height() - 40),
+                     scene.itemsBoundingRect());
+        painter.end();
+        image.save(QDir(QString::fromLocal8Bit(dir)).filePath(QStringLiteral("probe-map.png")));
+    }
+
+    ASSERT_EQ(0, probe.Disable());
+    scene.Build(m_map, options, true, false);
+    EXPECT_FALSE(lines(probe::kProbeSwitchNode).join('|').contains(QStringLiteral("Probe")));
+    EXPECT_FALSE(lines(m_iSystem).join('|').contains(QStringLiteral("Probe")));
 }
 } // namespace nvtest
