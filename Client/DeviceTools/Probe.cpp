@@ -288,32 +288,28 @@ bool CProbe::SetRoute(const SSwitchWay& way, uint8_t uchTable, uint16_t wDestID,
 
 bool CProbe::RestoreRoute(const SSwitchWay& way, const SSavedRoute& saved)
 {
-    const auto eType = saved.bKnown && saved.eType != eNVXL_RouteTypeUndefined
-                           ? static_cast<NVXL_ROUTE_TYPE>(saved.eType)
-                           : eNVXL_RouteTypeUnrouted;
-    const uint8_t uchPort = saved.bKnown ? saved.uchPort : probe::kDiscardPort;
+    // An entry that couldn't be read is left as it is rather than guessed at.
+    if (!saved.bKnown)
+        return true;
+    const auto eType = saved.eType != eNVXL_RouteTypeUndefined ? static_cast<NVXL_ROUTE_TYPE>(saved.eType)
+                                                               : eNVXL_RouteTypeUnrouted;
+    const uint8_t uchPort = saved.uchPort;
     return RouteAddEntry(way.pPE->ManufID, way.pPE->DeviceID, 0, way.ulDestID, way.uchHop, saved.uchTable,
                          saved.wDestID, uchPort, eType, saved.ulExtra) == 0;
 }
 
-bool CProbe::SetProcessorDestID()
+const char* CProbe::SetProcessorDestID()
 {
     uint32_t ulWord = 0;
     if (HalStatusToClient(MemoryRead(0, probe::kProcessorDestIDAddress, 1, 4, &ulWord)) != 0)
-    {
-        Say("Unable to read probe processor multicast DestID (SNH).");
-        return false;
-    }
+        return "Unable to read probe processor multicast DestID (SNH).";
     m_undo.ulProcessorWord = ulWord;
     const uint32_t ulID = m_applied.ulDataTargetDestID;
     ulWord =
         LargeIDs() ? (ulWord & ~0xFFFFu) | (ulID & 0xFFFFu) : (ulWord & ~0xFF0000u) | ((ulID & 0xFFu) << 16);
     if (HalStatusToClient(MemoryWrite(0, probe::kProcessorDestIDAddress, 1, 4, &ulWord)) != 0)
-    {
-        Say("Unable to write probe processor multicast DestID (SNH).");
-        return false;
-    }
-    return true;
+        return "Unable to write probe processor multicast DestID (SNH).";
+    return nullptr;
 }
 
 // Mode 1: the system switch copies the traffic for the data target to the probe, whose switch
@@ -355,6 +351,8 @@ int32_t CProbe::EnableMode1(uint32_t* pulDone)
         return fail("Unable to set multicast association for Data Target DestID.");
     *pulDone |= Step(2);
 
+    // A route step counts as begun before its write: a write whose answer was lost may still have
+    // been carried out. The undo puts back only entries that were read first.
     *pulDone |= Step(3);
     if (!SetRoute(prb, probe::kSystemSidePort, static_cast<uint16_t>(c.ulDataTargetDestID),
                   probe::kProcessorPort, &m_undo.probeRoute))
@@ -369,11 +367,8 @@ int32_t CProbe::EnableMode1(uint32_t* pulDone)
             return fail("Unable to add route to Probe Switch.");
     }
 
-    if (!SetProcessorDestID())
-    {
-        DisableMode(1, *pulDone);
-        return kProbeConfigError;
-    }
+    if (const char* pszFailed = SetProcessorDestID())
+        return fail(pszFailed);
     *pulDone |= Step(5);
     return 0;
 }
@@ -448,11 +443,8 @@ int32_t CProbe::EnableMode2(uint32_t* pulDone)
                       probe::kDiscardPort, &m_undo.discardRoute))
             return fail("Unable to add route to Probe Switch.");
     }
-    if (!SetProcessorDestID())
-    {
-        DisableMode(2, *pulDone);
-        return kProbeConfigError;
-    }
+    if (const char* pszFailed = SetProcessorDestID())
+        return fail(pszFailed);
     *pulDone |= Step(3);
     return 0;
 }
@@ -515,22 +507,19 @@ int32_t CProbe::EnableMode3(uint32_t* pulDone)
             MaintRead(0, prb.ulDestID, prb.uchHop, probe::kLoopbackRegister, &ulLoop, 1, 4, 4)) != 0)
         return fail("Unable to read loopback register on Probe Switch. (SNH).");
     m_undo.bLoopbackWasOn = (ulLoop & probe::kLoopbackEnable) != 0;
+    *pulDone |= Step(3); // clearing the bit again is harmless if the write didn't happen
     ulLoop |= probe::kLoopbackEnable;
     if (HalStatusToClient(
             MaintWrite(0, prb.ulDestID, prb.uchHop, probe::kLoopbackRegister, &ulLoop, 1, 4, 4)) != 0)
         return fail("Unable to write loopback register on Probe Switch. (SNH).");
-    *pulDone |= Step(3);
 
     *pulDone |= Step(4);
     if (!SetRoute(sys, static_cast<uint8_t>(c.ulPortToProbe), wTarget,
                   static_cast<uint8_t>(c.ulTargetEgressPort), &m_undo.returnRoute))
         return fail("Unable to add route to Probe Switch.");
 
-    if (!SetProcessorDestID())
-    {
-        DisableMode(3, *pulDone);
-        return kProbeConfigError;
-    }
+    if (const char* pszFailed = SetProcessorDestID())
+        return fail(pszFailed);
     *pulDone |= Step(5);
     return 0;
 }

@@ -129,7 +129,7 @@ private:
         uint8_t uchPort = 0xFF;
         int eType = 0;
         uint32_t ulExtra = 0;
-        bool bKnown = false; // read before the change; otherwise put back as "no route"
+        bool bKnown = false; // read before the change; an entry not read is not put back
     };
     // What an Enable changed, so that Disable puts back just that.
     struct SUndo
@@ -159,8 +159,9 @@ private:
     bool SetRoute(const SSwitchWay& way, uint8_t uchTable, uint16_t wDestID, uint8_t uchPort,
                   SSavedRoute* pSaved);
     bool RestoreRoute(const SSwitchWay& way, const SSavedRoute& saved);
-    // Step 5 of mode 1: the data target ID into the processor's multicast destination ID.
-    bool SetProcessorDestID();
+    // Step 5 of mode 1: the data target ID into the processor's multicast destination ID. Null,
+    // or the text of the access that failed.
+    const char* SetProcessorDestID();
     bool LargeIDs() const;
 
     CNetworkDocument& m_document;

@@ -275,6 +275,22 @@ TEST_F(CProbeTest, AFailureInModeThreeStepThreeUndoesStepsOneAndTwo)
     EXPECT_EQ(before.probe.copies, State().probe.copies) << "no association is left behind";
 }
 
+// Mode 1's route on the probe switch doesn't answer (port 4's table, 0x11074 + 0x100 x 4): the
+// system switch's masks and association go again, and the entry that couldn't be read is left
+// alone rather than overwritten.
+TEST_F(CProbeTest, AFailedRouteInModeOneUndoesTheMulticastOfTheSystemSwitch)
+{
+    Configure(1, 7);
+    const SFabricState before = State();
+    std::string strError;
+    ASSERT_TRUE(nvsim::ApplyFaultSpec("mute:device=probe,offset=0x11474", *m_pFabric, m_faults, &strError))
+        << strError;
+    EXPECT_EQ(kProbeConfigError, m_pProbe->Enable());
+    EXPECT_EQ(QStringLiteral("Unable to add route to Probe Switch."), Messages());
+    EXPECT_FALSE(m_pProbe->IsEnabled());
+    EXPECT_TRUE(State() == before);
+}
+
 // A step that fails after others left a mask port it didn't add: only what the set-up added goes.
 TEST_F(CProbeTest, UndoKeepsMaskPortsThatWereThereBefore)
 {
