@@ -29,6 +29,7 @@
 #include "PacketTraceDlg.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
+#include "ProbeSetupDlg.h"
 #include "QtUserInterface.h"
 #include "RegisterDlg.h"
 #include "RegisterValueFile.h"
@@ -453,6 +454,7 @@ void CMainFrame::InstallHandlers()
     InstallPacketGenCommands(m_core, this);
     InstallPacketTraceCommands(m_core, this);
     InstallSerDesConfigCommands(m_core, this);
+    InstallProbeCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

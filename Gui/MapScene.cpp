@@ -1345,6 +1345,11 @@ void CMapScene::Build(CNetworkDocument& document, const SMapOptions& options, bo
             strSelected = strIcons + QStringLiteral("ovh-1-lrg-sel.svg");
             lines = {static_cast<CDrawOffViewHandle&>(node).Label};
         }
+        if (node.eKind == eDrawKindPE)
+        {
+            // The probe's points, under the node's own lines.
+            lines << static_cast<const CDrawPE&>(node).strProbeLabel;
+        }
         lines.removeAll(QString());
         auto* pItem = new CNodeItem(&node, strNormal, strSelected, lines);
         if (pPE)

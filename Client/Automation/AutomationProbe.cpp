@@ -19,28 +19,9 @@ const QString& NoProbeText()
 
 CProbe* Probe(const SCall& call)
 {
-#ifdef NV_AUTOMATION_NO_PROBE
-    // A build without the probe's implementation has no probe to drive.
-    (void)call;
-    return nullptr;
-#else
     return call.hooks.probe ? call.hooks.probe() : nullptr;
-#endif
 }
 
-#ifdef NV_AUTOMATION_NO_PROBE
-// Never reached: Probe() gives no probe in such a build.
-int32_t RunEnable(CProbe&)
-{
-    return kProbeConfigError;
-}
-int32_t RunDisable(CProbe&)
-{
-    return kProbeConfigError;
-}
-void ReadBlock(const CProbe&, uint8_t*) {}
-void WriteBlock(CProbe&, const uint8_t*) {}
-#else
 int32_t RunEnable(CProbe& probe)
 {
     return probe.Enable();
@@ -57,7 +38,6 @@ void WriteBlock(CProbe& probe, const uint8_t* pBlock)
 {
     probe.SetConfig(pBlock);
 }
-#endif
 } // namespace
 
 bool EnableProbe(SCall& call)

@@ -53,6 +53,7 @@ CMainFrameCore::CMainFrameCore() : m_strConnectionStatus(QStringLiteral("Not Con
     SAutomationHooks hooks;
     hooks.isConnected = [this] { return m_bConnected; };
     hooks.document = [this] { return &m_document; };
+    hooks.probe = [this] { return &m_probe; };
     m_pAutomation = std::make_unique<CAutomation>(std::move(hooks));
     SetCommandHandler(
         eCmdAutomationReference,
@@ -466,6 +467,8 @@ void CMainFrameCore::SetCommandHandler(ECommand eCommand, CommandHandler handler
 
 void CMainFrameCore::NotifyMap()
 {
+    // A map made anew (a discovery, a file) gets the labels of an enabled probe again.
+    m_probe.MarkMap();
     if (onMapChanged)
     {
         onMapChanged();

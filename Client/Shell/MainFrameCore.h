@@ -8,6 +8,7 @@
 #include "DemoTarget.h"
 #include "MapCommands.h"
 #include "NetworkDocument.h"
+#include "Probe.h"
 #include "TargetSession.h"
 
 #include <QString>
@@ -63,6 +64,9 @@ public:
     // True while the connection is the one to the built-in demo fabric.
     bool IsDemoConnection() const { return m_bConnected && m_bDemo; }
     CTargetSession& Session() { return m_session; }
+    // The probe set-up of the application (the window, the automation methods and the map's
+    // labels share it).
+    CProbe& Probe() { return m_probe; }
     // The application's automation object: the one that D-Bus callers and macros drive. Its
     // hooks see this frame's connection and map; a window adds what only it can do.
     CAutomation& Automation() { return *m_pAutomation; }
@@ -124,6 +128,7 @@ private:
     QString m_strConnectionStatus;
     std::array<CommandHandler, eCmdCount> m_handlers;
     std::vector<int> m_demoHosts; // node numbers of host PEs made by demo connections
+    CProbe m_probe{m_document, [this] { return m_bConnected; }};
     std::unique_ptr<CAutomation> m_pAutomation;
 };
 

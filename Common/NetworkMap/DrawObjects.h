@@ -92,6 +92,7 @@ public:
     bool bTrafficSource = false; // marks of the traffic generator
     bool bTrafficTarget = false;
     bool bHighlighted = false; // by a watch item's "Highlight PE" action
+    QString strProbeLabel;     // "Probe 1" or "Probe %d.%d" while the probe works here; not saved
 };
 
 class CDrawGroup : public CDrawNode

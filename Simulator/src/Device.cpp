@@ -3,6 +3,7 @@
 #include "nvsim/Fabric.h"
 #include "nvsim/Status.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace nvsim
@@ -381,6 +382,19 @@ bool CSimDevice::IsMute() const
 {
     auto lock = Guard();
     return m_bMute;
+}
+
+void CSimDevice::MuteRegister(uint32_t ulOffset)
+{
+    auto lock = Guard();
+    m_mutedRegisters.push_back(ulOffset & ~0x3u);
+}
+
+bool CSimDevice::IsRegisterMuted(uint32_t ulOffset) const
+{
+    auto lock = Guard();
+    return std::find(m_mutedRegisters.begin(), m_mutedRegisters.end(), ulOffset & ~0x3u) !=
+           m_mutedRegisters.end();
 }
 
 bool CSimDevice::WantsPacketBytes(uint8_t, bool) const

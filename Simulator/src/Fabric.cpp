@@ -930,7 +930,8 @@ int32_t CSimFabric::MaintRead(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t u
             return MaintRequestPacket(false, bLarge, ulId, ulHostId, uchPriority, ulOffset + n * ulStride,
                                       ulWordSize, 0, static_cast<uint8_t>(uchTid + n));
         };
-        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
+        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel) ||
+            travel.pDevice->IsRegisterMuted(ulOffset))
             return lost();
         pTarget = travel.pDevice;
         access = SRegAccess{travel.uchIngress, false};
@@ -997,7 +998,8 @@ int32_t CSimFabric::MaintWrite(uint8_t uchLocalPort, uint32_t ulDestId, uint8_t 
                                       ulWordSize, n < ulCount ? pWords[n] : 0,
                                       static_cast<uint8_t>(uchTid + n));
         };
-        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel))
+        if (!SendRequest(uchHostPort, ulId, bLarge, true, uchHop, travel) ||
+            travel.pDevice->IsRegisterMuted(ulOffset))
             return lost();
         pTarget = travel.pDevice;
         access = SRegAccess{travel.uchIngress, false};

@@ -308,9 +308,13 @@ bool ApplyFabricFault(const std::string& strSpec, CSimFabric& fabric, std::strin
         return reader.Fail("there is no device '" + strDevice + "'");
     if (strKind == "mute")
     {
-        if (!reader.Done())
+        int64_t llOffset = -1;
+        if (!reader.Number("offset", 0, 0xFFFFFC, &llOffset) || !reader.Done())
             return false;
-        pDevice->SetMute(true);
+        if (llOffset >= 0)
+            pDevice->MuteRegister(static_cast<uint32_t>(llOffset));
+        else
+            pDevice->SetMute(true);
         return true;
     }
     if (strKind == "lock")

@@ -236,9 +236,9 @@ TEST_F(MapWindowTest, DraggingANodeMovesItInTheMapAndItsLinksFollow)
 TEST_F(MapWindowTest, CommandsNotYetThereSayIt)
 {
     m_pFrame->RunCommand(eCmdCheckForUpdates);
-    m_pFrame->RunCommand(eCmdProbePortConfig);
+    m_pFrame->RunCommand(eCmdReferenceLibrary);
     EXPECT_EQ(QStringList({"\"Check for Updates\" is not available in this version of Norvanta yet.",
-                           "\"Port Configuration\" is not available in this version of Norvanta yet."}),
+                           "\"Reference Library\" is not available in this version of Norvanta yet."}),
               m_pUI->messages);
     // A subsystem hooks in with one call.
     int nRuns = 0;

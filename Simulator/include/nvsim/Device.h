@@ -262,6 +262,11 @@ public:
     // them out nor answers; it still forwards packets that pass through it.
     void SetMute(bool bMute);
     bool IsMute() const;
+    // Fault injection: the device takes maintenance reads and writes of one register (its word
+    // offset) and neither carries them out nor answers, so that one step of a tool's sequence
+    // fails while the others go through.
+    void MuteRegister(uint32_t ulOffset);
+    bool IsRegisterMuted(uint32_t ulOffset) const;
 
     // --- Traffic. The fabric calls these as packets cross the port's link: ulCount packets of
     // one kind carrying ullPayloadBytes of data in all, transmitted or received. Models add the
@@ -334,6 +339,7 @@ private:
     std::map<uint32_t, SInboundQueue<SMessage>> m_messageQueues;
     std::map<uint32_t, SInboundQueue<SDoorbell>> m_doorbellQueues;
     bool m_bMute = false;
+    std::vector<uint32_t> m_mutedRegisters;
 };
 
 // Makes a device of the named model (the table in DeviceModels.cpp). Null with *pError set for

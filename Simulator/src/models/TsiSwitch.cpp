@@ -14,6 +14,14 @@ constexpr uint32_t kTsi57xSerdes = 0x130C8;
 constexpr uint32_t kSerdesRate = 0x3;
 constexpr uint32_t kPowerDownEven = 0x4;
 constexpr uint32_t kPowerDownOdd = 0x8;
+constexpr uint32_t kSwapRx = 0x40;
+constexpr uint32_t kSwapTx = 0x80;
+constexpr uint32_t kLoopEven = 0x100;
+constexpr uint32_t kLoopOdd = 0x200;
+constexpr uint32_t kLaneRxControl = 0x1E00C; // + 0x200 pair + 0x40 lane
+constexpr uint32_t kLaneStride = 0x40;
+constexpr uint32_t kInvertTx = 0x00040000;
+constexpr uint32_t kInvertRx = 0x00080000;
 constexpr uint32_t kControlSymbolTx = 0x13014;
 constexpr uint32_t kNotAcceptedInputStatus = 0x40FC8000;
 constexpr uint32_t kI2cBase = 0x1D100;
@@ -275,5 +283,32 @@ bool CTsiSwitch::PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string*
     const uint32_t ulWord = SerdesWord(uchPort);
     SetReg(ulWord, (Reg(ulWord) & ~kSerdesRate) | ulRate);
     return true;
+}
+bool CTsiSwitch::LanesCrossed(uint8_t uchPort) const
+{
+    if (!IsTsi57x() || uchPort >= PortCount())
+        return false;
+    // Lane reversal is a property of the pair's 4x port, the even one.
+    if ((uchPort & 1) == 0 && (Reg(SerdesWord(uchPort)) & (kSwapRx | kSwapTx)))
+        return true;
+    const uint32_t ulLanes = kLaneRxControl + kPairStride * (uchPort & 0xFEu);
+    for (uint32_t l = 0; l < 4; ++l)
+    {
+        if (Reg(ulLanes + kLaneStride * l) & (kInvertTx | kInvertRx))
+            return true;
+    }
+    return false;
+}
+
+uint8_t CTsiSwitch::PortLanes(uint8_t uchPort) const
+{
+    return LanesCrossed(uchPort) ? 0 : CStdDevice::PortLanes(uchPort);
+}
+
+bool CTsiSwitch::PortLoopedBack(uint8_t uchPort) const
+{
+    if (!IsTsi57x() || uchPort >= PortCount())
+        return false;
+    return (Reg(SerdesWord(uchPort)) & ((uchPort & 1) ? kLoopOdd : kLoopEven)) != 0;
 }
 } // namespace nvsim::models

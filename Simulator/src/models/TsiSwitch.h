@@ -14,6 +14,20 @@
 // 3..2 for an even one while the rate changes). The register's manual description could not be
 // read: the meaning of bits 3..2 is inferred from that use.
 //
+// Digital loop-back and lane controls (Tsi57x only), in the same word of each port pair,
+// SMACx_DLOOP_CLK_SEL (0x130C8 + 0x200 x, x the pair): SWAP_RX (bit 6) and SWAP_TX (bit 7)
+// reverse the order of the pair's four receive or transmit lanes, DLB_EVEN_EN (bit 8) and
+// DLB_ODD_EN (bit 9) loop what the even or odd port transmits straight back into its own
+// receiver. The lanes' polarity is inverted by INVERT_TX (bit 18) and INVERT_RX (bit 19) of each
+// lane's SMACx_RX_CTL_STAT (0x1E00C + 0x200 x + 0x40 l, lanes l = 0..3). Sources: Tsi578.h of
+// IDT's Device Access Routines as published by the RapidIO Trade Association
+// (TSI578_SMACX_DLOOP_CLK_SEL and its fields, TSI578_SMACX_RX_CTL_STAT_0 and its fields; the DAR
+// addresses a pair's word as TSI578_SMACX_DLOOP_CLK_SEL(mac * 2)). Assumptions: lanes 1 to 3 follow
+// lane 0's register block at a stride of 0x40 (the 0x100 the blocks before the pair's common
+// registers at 0x1E100 leave for four lanes); a link is wired lane for lane with its polarity kept,
+// so a port with reversed or inverted lanes no longer trains (it has no usable lane) until the bits
+// are cleared; a looped-back port's link carries nothing, as for the Gen2 models.
+//
 // Tsi57x only: the I2C master with the boot EEPROM at 0x1D100 (I2cMaster.h), and SP_CS_TX
 // (0x13014 + 0x100 n), which sends a control symbol out of the port: the value 0x40FC8000 is a
 // packet-not-accepted with a link-request/input-status (tsi57x.c), answered in the port's Link
@@ -68,6 +82,8 @@ public:
     bool Route(uint32_t ulDestId, bool bLarge, uint8_t uchIngressPort, uint8_t* puchEgress) const override;
     uint32_t PortSpeeds(uint8_t uchPort) const override;
     bool PresetPortSpeed(uint8_t uchPort, uint32_t ulMbaud, std::string* pError) override;
+    uint8_t PortLanes(uint8_t uchPort) const override;
+    bool PortLoopedBack(uint8_t uchPort) const override;
 
     // The I2C master and its EEPROM (Tsi57x); null on the Tsi56x.
     CI2cMaster* I2c() { return m_pI2c.get(); }
@@ -88,6 +104,8 @@ public:
 private:
     bool IsTsi57x() const;
     uint32_t SerdesWord(uint8_t uchPort) const;
+    // Whether the port's lanes are reversed or inverted against a straight link (Tsi57x).
+    bool LanesCrossed(uint8_t uchPort) const;
     // A DestID/port register pair: the table it reaches (-1: every table) and which register
     // of the pair; false when the offset is neither.
     bool RoutePair(uint32_t ulOffset, int* pnTable, bool* pbPortRegister) const;
