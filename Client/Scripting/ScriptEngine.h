@@ -49,7 +49,8 @@ public:
     virtual QString Language() const = 0;
     // Makes a host object known to scripts: as a global of that name, and as what
     // CreateObject(strProgID) in VBScript and new ActiveXObject(strProgID) in JavaScript give.
-    virtual void AddNamedObject(const QString& strName, const QString& strProgID, IScriptHostObject* pObject) = 0;
+    virtual void AddNamedObject(const QString& strName, const QString& strProgID,
+                                IScriptHostObject* pObject) = 0;
     // Parses a text and runs its top-level code. False with *pError on a syntax or run-time error;
     // the engine then holds nothing of the text.
     virtual bool Load(const QString& strText, SScriptError* pError) = 0;
@@ -68,6 +69,9 @@ public:
     // title; returns the button pressed (1 OK, 2 Cancel, 6 Yes, 7 No). Unset: the text goes to
     // onEcho and the answer is 1.
     std::function<int(const QString& strText, int iButtons, const QString& strTitle)> onMessageBox;
+    // The longest one Load or Call may run, in milliseconds; 0 (the default) for no limit. A script
+    // that runs longer is stopped, and the Load or Call fails with a script error.
+    int nTimeLimitMs = 0;
 };
 
 // "VBScript" for a .vbs file, "JScript" for a .js file (case ignored), empty otherwise.
