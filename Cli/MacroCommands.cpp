@@ -11,9 +11,9 @@
 // - MAP, when given, is the map of the node methods (GetNodeList, GetDestIDForNode, ...).
 // - METHOD is called with no arguments. Standard output gets what the macro printed, one line for
 //   each WScript.Echo / print / console.log, and the text of each message box (MsgBox, alert),
-//   as it happens; then the value METHOD returned on a line of its own: nothing for no value,
-//   numbers in decimal, booleans as "true" or "false", strings as they are, and an array as its
-//   elements in that form separated by single spaces.
+//   as it happens (a box is answered OK, a question Yes, Retry/Cancel with Cancel); then the value METHOD
+//   returned on a line of its own: nothing for no value, numbers in decimal, booleans as "true" or "false",
+//   strings as they are, and an array as its elements in that form separated by single spaces.
 // - Exit status 0 when the method ran; 1 for a script error (the load or the call), printed on
 //   standard error as "Error:\t<message>\nCol:\t<column>\nLine:\t<line>"; 2 for bad usage, a file
 //   that isn't a macro or can't be read.
@@ -93,6 +93,24 @@ public:
 private:
     IUserInterface& m_next;
 };
+
+// The button a message box is answered with when nobody is there to press one: OK, Yes to a
+// question (as the console answers questions), and never the button that asks to try again.
+int MessageBoxAnswer(int iButtons)
+{
+    switch (iButtons & 0x7)
+    {
+    case 2: // Abort, Retry, Ignore
+        return 5;
+    case 3: // Yes, No, Cancel
+    case 4: // Yes, No
+        return 6;
+    case 5: // Retry, Cancel
+        return 2;
+    default: // OK; OK, Cancel
+        return 1;
+    }
+}
 
 // A value returned by a macro as the run prints it.
 QString ValueText(const CAutoValue& value)
@@ -204,10 +222,10 @@ int RunMacro(const SCliInvocation& invocation)
     }
     pEngine->nTimeLimitMs = static_cast<int>(ulTimeout * 1000);
     pEngine->onEcho = [](const QString& strLine) { PrintLine(stdout, strLine); };
-    pEngine->onMessageBox = [](const QString& strText, int, const QString&)
+    pEngine->onMessageBox = [](const QString& strText, int iButtons, const QString&)
     {
         PrintLine(stdout, strText);
-        return 1;
+        return MessageBoxAnswer(iButtons);
     };
     pEngine->AddNamedObject(QString::fromLatin1(kAutomationObjectName),
                             QString::fromLatin1(kAutomationProgID), &object);
