@@ -11,9 +11,10 @@
 // - MAP, when given, is the map of the node methods (GetNodeList, GetDestIDForNode, ...).
 // - METHOD is called with no arguments. Standard output gets what the macro printed, one line for
 //   each WScript.Echo / print / console.log, and the text of each message box (MsgBox, alert),
-//   as it happens (a box is answered OK, a question Yes, Retry/Cancel with Cancel); then the value METHOD
-//   returned on a line of its own: nothing for no value, numbers in decimal, booleans as "true" or "false",
-//   strings as they are, and an array as its elements in that form separated by single spaces.
+//   as it happens (a box is answered OK, a question Yes, Retry/Cancel with Cancel); then the
+//   value METHOD returned on a line of its own: nothing for no value, numbers in decimal,
+//   booleans as "true" or "false", strings as they are, and an array as its elements in that
+//   form separated by single spaces.
 // - Exit status 0 when the method ran; 1 for a script error (the load or the call), printed on
 //   standard error as "Error:\t<message>\nCol:\t<column>\nLine:\t<line>"; 2 for bad usage, a file
 //   that isn't a macro or can't be read.
