@@ -286,7 +286,9 @@ TEST_P(CMacroCliTest, ErrorHandlingSeesCodesAndTexts)
     EXPECT_EQ(lines[4], "10000");
 }
 
-INSTANTIATE_TEST_SUITE_P(JScript, CMacroCliTest, ::testing::Values("js"));
+INSTANTIATE_TEST_SUITE_P(Languages, CMacroCliTest, ::testing::Values("js", "vbs"),
+                         [](const ::testing::TestParamInfo<std::string>& info)
+                         { return info.param == "js" ? "JScript" : "VBScript"; });
 
 // The command itself: files it refuses, script errors, a target that isn't there, the printed
 // result, the time limit.
