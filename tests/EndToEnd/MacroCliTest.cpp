@@ -422,5 +422,13 @@ TEST_F(CMacroRunTest, PrintsTheReturnedValueAndHonoursTheTimeLimit)
     result = Run({strMacro, "Spin", "--timeout", "1"});
     EXPECT_EQ(result.nExitCode, 1);
     EXPECT_NE(result.strErr.find("time limit"), std::string::npos) << result.strErr;
+
+    // An engine that doesn't stop by itself is ended with the run.
+    const std::string strVbs = WriteMacro(
+        "spin.vbs", "Function Spin()\n  WScript.Echo \"start\"\n  Do While True\n  Loop\nEnd Function\n");
+    result = Run({strVbs, "Spin", "--timeout", "1"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "start\n");
+    EXPECT_NE(result.strErr.find("ran longer than 1 second"), std::string::npos) << result.strErr;
 }
 } // namespace
