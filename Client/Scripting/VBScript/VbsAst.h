@@ -157,6 +157,7 @@ struct SScopeVar
     bool bConst = false;
     bool bFixed = false;
     std::vector<int32_t> fixedBounds;
+    CVbsValue initial; // a constant's value
 };
 
 struct SProcedure

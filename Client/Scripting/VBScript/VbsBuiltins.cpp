@@ -196,6 +196,10 @@ CVbsValue Replace(CVbsInterpreter&, Args& a)
         }
         strResult += QStringView(strRest).mid(nPos, nFound - nPos);
         strResult += strWith;
+        if (strResult.size() > kMaxStringLength)
+        {
+            VbsRaise(14);
+        }
         nPos = nFound + strFind.size();
         if (nCount > 0)
         {
@@ -328,8 +332,6 @@ QString Reverse(const QString& s)
     std::reverse(r.begin(), r.end());
     return r;
 }
-
-constexpr int32_t kMaxStringLength = 64 * 1024 * 1024;
 
 CVbsValue Space(CVbsInterpreter&, Args& a)
 {
@@ -676,6 +678,7 @@ CVbsValue ArrayOf(CVbsInterpreter&, Args& a)
     auto arr = NewArray(a.size());
     for (size_t i = 0; i < a.size(); ++i)
     {
+        CheckElement(a[i]);
         arr->items[i] = a[i];
         if (arr->items[i].IsArray())
         {

@@ -455,6 +455,14 @@ void CVbsInterpreter::Reset()
     ClearErr();
 }
 
+static CVbsError OutOfMemory()
+{
+    CVbsError error;
+    error.nNumber = 7;
+    error.strDescription = VbsErrorText(7);
+    return error;
+}
+
 static void FillError(SScriptError* pError, const CVbsError& error)
 {
     if (pError)
@@ -467,6 +475,15 @@ static void FillError(SScriptError* pError, const CVbsError& error)
 
 bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
 {
+    if (m_pStackBase)
+    {
+        // A host object asked for a new text while this one runs: the running text stays.
+        if (pError)
+        {
+            *pError = SScriptError{QStringLiteral("The script engine is busy running a script"), 0, 0};
+        }
+        return false;
+    }
     Reset();
     auto program = std::make_unique<SProgram>();
     SSyntaxError syntax;
@@ -502,6 +519,12 @@ bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
     }
     catch (const SQuit&)
     {
+    }
+    catch (const std::bad_alloc&)
+    {
+        FillError(pError, OutOfMemory());
+        Reset();
+        return false;
     }
     return true;
 }
@@ -557,6 +580,11 @@ bool CVbsInterpreter::Call(const QString& strMethod, const std::vector<CAutoValu
     catch (const CVbsError& error)
     {
         FillError(pError, error);
+        return false;
+    }
+    catch (const std::bad_alloc&)
+    {
+        FillError(pError, OutOfMemory());
         return false;
     }
 }
@@ -631,6 +659,7 @@ void CVbsInterpreter::DeclareScope(const std::vector<SScopeVar>& vars, QHash<QSt
     {
         auto var = std::make_shared<SVariable>();
         var->bConst = decl.bConst;
+        var->value = decl.initial;
         if (!decl.fixedBounds.empty())
         {
             auto arr = std::make_shared<CVbsArray>();
@@ -746,24 +775,11 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecStmt(const SStmt& stmt, SFrame& fram
         EvalCall(*stmt.a, frame);
         return EFlow::Normal;
     case EStmt::Dim:
+    case EStmt::Const:
     case EStmt::Nop:
         return EFlow::Normal;
     case EStmt::ReDim:
         ExecReDim(stmt, frame);
-        return EFlow::Normal;
-    case EStmt::Const:
-        for (const SDecl& decl : stmt.decls)
-        {
-            CVbsValue value = Eval(*decl.bounds[0], frame);
-            PVariable var = FindVariable(decl.strKey, frame);
-            if (!var)
-            {
-                var = std::make_shared<SVariable>();
-                var->bConst = true;
-                Scope(frame).insert(decl.strKey, var);
-            }
-            var->value = std::move(value);
-        }
         return EFlow::Normal;
     case EStmt::If:
         for (const SBranch& branch : stmt.branches)
@@ -883,13 +899,15 @@ void CVbsInterpreter::ExecAssign(const SStmt& stmt, SFrame& frame)
                 VbsRaise(13, base.strName);
             }
             const std::vector<int64_t> subscripts = Subscripts(target.args, frame);
+            CheckElement(value);
             var->value.arr->At(subscripts) = std::move(value);
             return;
         }
         CVbsValue container = Eval(base, frame);
         if (container.IsArray())
         {
-            // a.b(1) = x where a.b gave an array: the element of a copy, as VBScript does.
+            // a(1)(2) = x: the element of the inner array.
+            CheckElement(value);
             container.arr->At(Subscripts(target.args, frame)) = std::move(value);
             return;
         }
@@ -938,7 +956,7 @@ void CVbsInterpreter::ExecReDim(const SStmt& stmt, SFrame& frame)
                 VbsRaise(9);
             }
             nTotal *= static_cast<size_t>(nUpper + 1);
-            if (nTotal > 64u * 1024 * 1024)
+            if (nTotal > 4u * 1024 * 1024)
             {
                 VbsRaise(7);
             }
@@ -1334,6 +1352,15 @@ CVbsValue CVbsInterpreter::CallProcedure(const SProcedure& proc, const std::vect
             if (var && var->bConst)
             {
                 var.reset();
+            }
+            CVbsValue constant;
+            if (!var && !m_program->bOptionExplicit && !FindProcedure(arg.strKey) &&
+                !FindConstant(arg.strKey, &constant) && !FindBuiltin(arg.strKey) && !NamedObject(arg.strKey))
+            {
+                // A name used for the first time here becomes the caller's variable, and the
+                // callee's assignments land in it.
+                var = std::make_shared<SVariable>();
+                Scope(caller).insert(arg.strKey, var);
             }
         }
         if (!var)

@@ -34,6 +34,8 @@ struct SToken
 // that no text can run the parser or the interpreter out of stack.
 constexpr int kMaxNesting = 200;
 constexpr int kMaxExpressionDepth = 1000;
+// The most elements a fixed array may declare (ReDim has the same limit when it runs).
+constexpr double kMaxFixedElements = 4.0 * 1024 * 1024;
 
 [[noreturn]] void Fail(int nNumber, const QString& strMessage, int iLine, int iColumn)
 {
@@ -102,6 +104,8 @@ QString SyntaxText(int nNumber)
         return QStringLiteral("Name redefined");
     case 1044:
         return QStringLiteral("Cannot use parentheses when calling a Sub");
+    case 1045:
+        return QStringLiteral("Expected literal constant");
     case 1046:
         return QStringLiteral("Expected 'In'");
     case 1053:
@@ -998,6 +1002,7 @@ private:
                 if (!AcceptOp(")"))
                 {
                     var.bFixed = true;
+                    double dElements = 1;
                     do
                     {
                         const SToken& bound = Peek();
@@ -1007,6 +1012,11 @@ private:
                             Fail(1026, bound);
                         }
                         var.fixedBounds.push_back(static_cast<int32_t>(bound.value.n));
+                        dElements *= static_cast<double>(bound.value.n + 1);
+                        if (dElements > kMaxFixedElements)
+                        {
+                            Fail(1001, QStringLiteral("Out of memory"), bound.iLine, bound.iColumn);
+                        }
                         Next();
                     } while (AcceptOp(","));
                     ExpectOp(")", 1006);
@@ -1041,9 +1051,14 @@ private:
                 decl.bounds.push_back(ParseExpression());
             } while (AcceptOp(","));
             ExpectOp(")", 1006);
-            SScopeVar var;
-            var.strKey = decl.strKey;
-            Declare(name, std::move(var), true);
+            if (!m_pProc)
+            {
+                // In a procedure ReDim resizes the script-level array of that name when there is
+                // one, so it declares nothing there ahead of time.
+                SScopeVar var;
+                var.strKey = decl.strKey;
+                Declare(name, std::move(var), true);
+            }
             stmt->decls.push_back(std::move(decl));
         } while (AcceptOp(","));
         return stmt;
@@ -1061,10 +1076,33 @@ private:
             decl.iLine = name.iLine;
             decl.iColumn = name.iColumn;
             ExpectOp("=", 1011);
-            decl.bounds.push_back(ParseExpression());
+            const SToken& valueToken = Peek();
+            PExpr value = ParseExpression();
             SScopeVar var;
             var.strKey = decl.strKey;
             var.bConst = true;
+            // A constant is a literal, signed or not, known before any code runs.
+            try
+            {
+                if (value->kind == EExpr::Literal)
+                {
+                    var.initial = value->value;
+                }
+                else if (value->kind == EExpr::Unary && value->unary == EUnaryOp::Negate &&
+                         value->a->kind == EExpr::Literal && value->a->value.IsNumeric())
+                {
+                    var.initial = Negate(value->a->value);
+                }
+                else
+                {
+                    Fail(1045, valueToken);
+                }
+            }
+            catch (const CVbsError&)
+            {
+                Fail(1045, valueToken);
+            }
+            decl.bounds.push_back(std::move(value));
             Declare(name, std::move(var), false);
             stmt->decls.push_back(std::move(decl));
         } while (AcceptOp(","));

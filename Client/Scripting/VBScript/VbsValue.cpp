@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -257,6 +258,36 @@ std::shared_ptr<CVbsArray> CVbsArray::Clone() const
         }
     }
     return copy;
+}
+
+// The nesting depth of an array, counting no further than the limit.
+static int Nesting(const CVbsArray& arr, int nLimit)
+{
+    if (nLimit <= 0)
+    {
+        return 1;
+    }
+    int nDeepest = 0;
+    for (const CVbsValue& item : arr.items)
+    {
+        if (item.type == EVarType::Array)
+        {
+            nDeepest = std::max(nDeepest, Nesting(*item.arr, nLimit - 1));
+            if (nDeepest >= nLimit)
+            {
+                break;
+            }
+        }
+    }
+    return nDeepest + 1;
+}
+
+void CheckElement(const CVbsValue& value)
+{
+    if (value.type == EVarType::Array && Nesting(*value.arr, kMaxArrayNesting) >= kMaxArrayNesting)
+    {
+        VbsRaise(28);
+    }
 }
 
 void CVbsObject::Put(const QString& strName, const CVbsValue&)
@@ -725,6 +756,15 @@ int Compare(const CVbsValue& aIn, const CVbsValue& bIn, bool bLiteralLeft, bool 
     return x < y ? -1 : x > y ? 1 : 0;
 }
 
+static CVbsValue JoinStrings(const QString& a, const QString& b)
+{
+    if (a.size() + b.size() > kMaxStringLength)
+    {
+        VbsRaise(14);
+    }
+    return CVbsValue::String(a + b);
+}
+
 CVbsValue BinaryOp(EBinaryOp op, const CVbsValue& aIn, const CVbsValue& bIn, bool bLiteralLeft,
                    bool bLiteralRight)
 {
@@ -746,8 +786,7 @@ CVbsValue BinaryOp(EBinaryOp op, const CVbsValue& aIn, const CVbsValue& bIn, boo
         {
             return CVbsValue::Null();
         }
-        return CVbsValue::String((a.IsNull() ? QString() : ToString(a)) +
-                                 (b.IsNull() ? QString() : ToString(b)));
+        return JoinStrings(a.IsNull() ? QString() : ToString(a), b.IsNull() ? QString() : ToString(b));
     }
     case EBinaryOp::And:
     case EBinaryOp::Or:
@@ -809,7 +848,7 @@ CVbsValue BinaryOp(EBinaryOp op, const CVbsValue& aIn, const CVbsValue& bIn, boo
     case EBinaryOp::Add:
         if (a.IsString() && b.IsString())
         {
-            return CVbsValue::String(a.s + b.s);
+            return JoinStrings(a.s, b.s);
         }
         if ((a.IsString() && b.IsEmpty()) || (a.IsEmpty() && b.IsString()))
         {

@@ -101,6 +101,14 @@ struct CVbsArray
     std::shared_ptr<CVbsArray> Clone() const;
 };
 
+// Arrays may hold arrays up to this depth; storing one deeper is refused (Out of stack space), so
+// that copying and freeing them can't exhaust the stack.
+constexpr int kMaxArrayNesting = 64;
+// Refuses a value that would make an array nest too deep when stored as an element.
+void CheckElement(const CVbsValue& value);
+// Strings longer than this are refused (Out of string space) rather than exhausting memory.
+constexpr qsizetype kMaxStringLength = 16 * 1024 * 1024;
+
 // An object: a host object, Err, WScript. Calls go by name; names are matched without regard to
 // case.
 struct SVbsArg

@@ -79,6 +79,13 @@ TEST(VbsSyntaxErrors, PathologicalNestingIsRefusedNotFatal)
     }
     EXPECT_TRUE(EchoOf(strIfs).endsWith("Out of stack space"));
 
+    // Sizes that would exhaust memory are refused with an error.
+    EXPECT_EQ(EchoOf(QStringLiteral("Dim big(100000, 100000)\n")), "ERROR 1:17 Out of memory");
+    EXPECT_EQ(EchoOf(QStringLiteral("n = 5000000\nReDim big(n)\n")), "ERROR 2:1 Out of memory");
+    EXPECT_EQ(EchoOf(QStringLiteral("s = \"x\"\nDo\n  s = s & s\nLoop\n")), "ERROR 3:7 Out of string space");
+    EXPECT_EQ(EchoOf(QStringLiteral("a = Array()\nFor i = 1 To 100000\n  a = Array(a)\nNext\n")),
+              "ERROR 3:7 Out of stack space");
+
     // Long but shallow texts are fine.
     QString strWide = QStringLiteral("x = 0\n");
     for (int i = 0; i < 500; ++i)

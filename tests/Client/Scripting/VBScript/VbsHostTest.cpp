@@ -213,16 +213,21 @@ TEST_F(VbsHost, AHostMayCallBackIntoTheScriptWhileAScriptCallRuns)
         Load(QStringLiteral("Function Inner(n)\n  Inner = n * 2\nEnd Function\n"
                             "Function Outer()\n  Norvanta.WriteToLog \"x\"\n  Outer = 1\nEnd Function\n")));
     CAutoValue inner;
+    SScriptError loadError;
     m_host.onCall = [&]
     {
         SScriptError error;
         m_engine->Call(QStringLiteral("Inner"), {CAutoValue::Number(eVtI4, 21)}, &inner, &error);
+        // A new text can't replace the one that is running.
+        EXPECT_FALSE(m_engine->Load(QStringLiteral("x = 1"), &loadError));
     };
     CAutoValue result;
     SScriptError error;
     ASSERT_TRUE(m_engine->Call(QStringLiteral("Outer"), {}, &result, &error));
     EXPECT_EQ(result.nValue, 1);
     EXPECT_EQ(inner.nValue, 42);
+    EXPECT_EQ(loadError.strMessage, "The script engine is busy running a script");
+    EXPECT_TRUE(m_engine->HasMethod(QStringLiteral("Outer")));
 }
 
 } // namespace

@@ -321,3 +321,80 @@ TEST(VbsStatements, MsgBoxGoesToTheHostWithButtonsAndTitleAndGivesTheAnswer)
 }
 
 } // namespace
+
+namespace
+{
+
+TEST(VbsStatements, SmallFormsKeywordsInAnyCaseQuotesAndDeclarations)
+{
+    EXPECT_EQ(Echo(R"(
+Private p : Public q
+p = "say ""hi""" : q = .5 + 1.
+IF p <> "" THEN WSCRIPT.ECHO p, q
+dim arr(1) : arr(0) = 1 : Erase arr
+WScript.Echo IsEmpty(arr(0)), UBound(arr)
+Set o = Nothing
+WScript.Echo o Is Nothing, TypeName(o)
+Sub SetLater(v)
+    v = "set by callee"
+End Sub
+SetLater fresh
+WScript.Echo fresh
+)"),
+              "say \"hi\" 1.5|True 1|True Nothing|set by callee");
+}
+
+TEST(VbsStatements, ExitFunctionFromInsideLoopsAndWScriptQuitEndsTheScriptQuietly)
+{
+    EXPECT_EQ(Echo(R"(
+Function FirstOver(limit)
+    FirstOver = -1
+    For Each v In Array(3, 8, 12, 20)
+        Do
+            If v > limit Then
+                FirstOver = v
+                Exit Function
+            End If
+            Exit Do
+        Loop
+    Next
+End Function
+WScript.Echo FirstOver(10), FirstOver(100)
+WScript.Quit
+WScript.Echo "not reached"
+)"),
+              "12 -1");
+}
+
+TEST(VbsStrings, DatesFromTextAndTheClock)
+{
+    EXPECT_EQ(Echo(R"(
+WScript.Echo Year("2024-03-05 14:07:09"), Month("2024-03-05"), Day("3/5/2024"), Hour("14:07:09"), Minute("14:07:09"), Second("2:07:09 PM"), Weekday("2024-03-05")
+WScript.Echo TypeName(Now), TypeName(Date), TypeName(Time), TypeName(Timer), Year(Now) >= 2024, Timer >= 0 And Timer < 86400
+)"),
+              "2024 3 5 14 7 9 3|Date Date Date Double True True");
+}
+
+TEST(VbsStatements, ConstantsAreKnownBeforeTheirLineAndReDimInAProcedureResizesTheScriptArray)
+{
+    EXPECT_EQ(Echo(R"(
+Dim table()
+ShowLimit
+Const LIMIT = -3, NAME = "cfg"
+Sub ShowLimit()
+    WScript.Echo LIMIT, NAME
+End Sub
+Sub Grow(n)
+    ReDim Preserve table(n)
+    table(n) = n
+End Sub
+Grow 1
+Grow 2
+WScript.Echo UBound(table), table(1), table(2)
+)"),
+              "-3 cfg|2 1 2");
+    EXPECT_EQ(Echo("Const A = 1 + 2\n"), "ERROR 1:11 Expected literal constant");
+    EXPECT_EQ(Echo("Const A = -\"x\"\n"), "ERROR 1:11 Expected literal constant");
+}
+
+} // namespace
