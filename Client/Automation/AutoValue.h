@@ -8,6 +8,7 @@
 
 #include <QString>
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -56,6 +57,16 @@ struct CAutoValue
         CAutoValue v;
         v.vt = vtType;
         v.nValue = n;
+        return v;
+    }
+    // A script's number that is no 32-bit integer. nValue holds it rounded half to even, as OLE
+    // converts a double to an integer (0 when out of the 64-bit range).
+    static CAutoValue Real(double d)
+    {
+        CAutoValue v;
+        v.vt = eVtR8;
+        v.dValue = d;
+        v.nValue = d > -9.2e18 && d < 9.2e18 ? static_cast<int64_t>(std::nearbyint(d)) : 0;
         return v;
     }
     static CAutoValue Text(const QString& str)
