@@ -563,6 +563,8 @@ void CMemoryViewerWnd::Fill()
                                          metrics.horizontalAdvance(QStringLiteral("ASCII"))) +
                                     iPadding);
     }
+    // Spare width goes to the characters, never to a word column.
+    m_pGrid->horizontalHeader()->setStretchLastSection(settings.bShowAscii);
     m_pGrid->verticalHeader()->setMinimumWidth(metrics.horizontalAdvance(CMemoryImage::AddressText(0)) +
                                                iPadding);
     const int iRowHeight = metrics.height() + 6;

@@ -17,6 +17,7 @@
 #include "TestSupport.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QMenu>
@@ -408,6 +409,13 @@ TEST_F(SamplePluginTest, ShowPortErrorStatusReadsEveryPortOfTheSwitch)
     ASSERT_EQ(2u, items.size());
     EXPECT_TRUE(items[0].bEnabled);
     EXPECT_TRUE(items[1].bEnabled);
+    if (const QString strShot = qEnvironmentVariable("NV_SCREENSHOT_DIR"); !strShot.isEmpty())
+    {
+        pMenu->popup(view.mapToGlobal(QPoint(40, 40)));
+        QApplication::processEvents();
+        pMenu->grab().save(strShot + QStringLiteral("/pe-popup-plugin.png"));
+        pMenu->hide();
+    }
     std::unique_ptr<QMenu> pEndpointMenu = popupOf(*pEp1);
     ASSERT_TRUE(pEndpointMenu);
     EXPECT_TRUE(PluginItems(*pEndpointMenu).empty());

@@ -221,6 +221,13 @@ TEST_F(MemoryViewerTest, EditMemoryAsksForTheViewAndRefusesBadEntries)
     // The dialog on its own: a size over 4096 and an address that isn't a number are refused.
     SMemoryViewSettings settings;
     CMemoryViewerSetupDlg dialog(settings, kEndpointNode);
+    if (const QString strShot = qEnvironmentVariable("NV_SCREENSHOT_DIR"); !strShot.isEmpty())
+    {
+        dialog.show();
+        QApplication::processEvents();
+        dialog.grab().save(strShot + QStringLiteral("/memory-viewer-setup.png"));
+        dialog.hide();
+    }
     EXPECT_EQ("Edit Memory - Node 8", dialog.windowTitle().toStdString());
     dialog.BytesEdit()->setText(QStringLiteral("5000"));
     dialog.accept();
