@@ -310,7 +310,7 @@ CMemoryViewerWnd::CMemoryViewerWnd(uint32_t ulNode, SMemoryAccess access, const 
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setObjectName(QStringLiteral("MemoryViewer"));
-    setWindowTitle(QStringLiteral("Memory Viewer - Node %1, %2").arg(ulNode + 1).arg(m_access.strWhere));
+    SetAccess(m_access);
 
     m_pAddress = new QLineEdit(this);
     m_pAddress->setToolTip(QStringLiteral("The first address shown: 1000h or 0x1000 for hexadecimal"));
@@ -385,6 +385,12 @@ CMemoryViewerWnd::~CMemoryViewerWnd()
     {
         viewers.remove(m_ulNode);
     }
+}
+
+void CMemoryViewerWnd::SetAccess(SMemoryAccess access)
+{
+    m_access = std::move(access);
+    setWindowTitle(QStringLiteral("Memory Viewer - Node %1, %2").arg(m_ulNode + 1).arg(m_access.strWhere));
 }
 
 CMemoryViewerWnd* CMemoryViewerWnd::Find(uint32_t ulNode)
@@ -780,12 +786,16 @@ int32_t OpenMemoryViewer(QWidget* pParent, CNetworkDocument& document, uint32_t 
     {
         return nStatus;
     }
+    // The node's open window stays where the person put it and takes the new view; the access
+    // follows the node's current destination ID.
     CMemoryViewerWnd* pViewer = CMemoryViewerWnd::Find(ulNode);
     if (pViewer)
     {
-        pViewer->close();
+        pViewer->SetAccess(std::move(access));
+        pViewer->show();
+        pViewer->raise();
+        return pViewer->Apply(settings);
     }
-    // A fresh window each time: the access follows the node's current destination ID.
     pViewer = new CMemoryViewerWnd(ulNode, std::move(access), settings, pParent);
     pViewer->show();
     pViewer->raise();

@@ -112,6 +112,8 @@ public:
     int32_t Refresh();
     // Writes one word and reads it back into the grid. A client status.
     int32_t WriteWord(uint32_t ulWord, uint32_t ulValue);
+    // Reaches the memory another way from now on (the node's destination ID changed).
+    void SetAccess(SMemoryAccess access);
 
     QTableWidget* Grid() const { return m_pGrid; }
     QLineEdit* AddressEdit() const { return m_pAddress; }

@@ -112,9 +112,10 @@ TEST_F(MemoryViewerTest, AnEndpointsMemoryIsShownInEveryWordSizeAndByteOrder)
     EXPECT_EQ("Read 16 bytes at 00000000 00001000 from DestID 05h.",
               pViewer->StatusLabel()->text().toStdString());
 
-    // Little-endian half-words, three to a row: the last row has one word and two empty cells.
+    // Little-endian half-words, three to a row, in the same window: the last row has one word and
+    // two empty cells.
     ASSERT_EQ(0, Open(kEndpointNode, 14, false, 2, 3));
-    pViewer = CMemoryViewerWnd::Find(kEndpointNode);
+    ASSERT_EQ(pViewer, CMemoryViewerWnd::Find(kEndpointNode));
     ASSERT_EQ(3, pViewer->Grid()->rowCount());
     EXPECT_EQ((QStringList{"+0", "+2", "+4", "ASCII"}),
               (QStringList{pViewer->Grid()->horizontalHeaderItem(0)->text(),
