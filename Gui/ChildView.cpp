@@ -1,6 +1,7 @@
 #include "ChildView.h"
 
 #include "AutoLayout.h"
+#include "CustomGUIManager.h"
 #include "MapScene.h"
 #include "MenuBuilder.h"
 #include "Preferences.h"
@@ -201,6 +202,7 @@ std::unique_ptr<QMenu> CChildView::PopupAt(const QPoint& at, SCommandContext* pC
     pContext->iMapX = static_cast<int>(scenePos.x());
     pContext->iMapY = static_cast<int>(scenePos.y());
     std::vector<SMenuItem> items;
+    const CPEPrimitive* pPopupPE = nullptr;
     QGraphicsItem* pItem = itemAt(at);
     if (pItem && pItem->type() == eItemNode)
     {
@@ -215,6 +217,7 @@ std::unique_ptr<QMenu> CChildView::PopupAt(const QPoint& at, SCommandContext* pC
             }
             items = PEPopupMenu(pPE->ManufID, pPE->DeviceID, pPE->uType);
             pContext->iNode = pPE->iNodeNumber;
+            pPopupPE = pPE;
         }
         else if (pObject->eKind == eDrawKindGroup)
         {
@@ -244,6 +247,12 @@ std::unique_ptr<QMenu> CChildView::PopupAt(const QPoint& at, SCommandContext* pC
     AddMenuItems(pMenu.get(), items,
                  [bConnected](QAction* pAction, const SMenuItem& item)
                  { pAction->setEnabled(!item.bNeedsTarget || bConnected); });
+    // The items of custom GUI plug-ins for the PE's device; they carry themselves out.
+    CCustomGUIManager* pPlugins = ExistingCustomGUIManager();
+    if (pPopupPE && pPlugins)
+    {
+        pPlugins->ExtendPEPopup(pMenu.get(), m_core.Document(), *pPopupPE);
+    }
     return pMenu;
 }
 
@@ -261,7 +270,7 @@ void CChildView::contextMenuEvent(QContextMenuEvent* pEvent)
     {
         return;
     }
-    if (QAction* pChosen = pMenu->exec(pEvent->globalPos()))
+    if (QAction* pChosen = pMenu->exec(pEvent->globalPos()); pChosen && ActionCommand(pChosen) != eCmdNone)
     {
         emit commandChosen(ActionCommand(pChosen), context);
     }

@@ -4,6 +4,7 @@
 #include "ChildView.h"
 #include "CompareCommand.h"
 #include "ConnectDlg.h"
+#include "CustomGUIManager.h"
 #include "DataGenDlg.h"
 #include "DebugLoggingDlg.h"
 #include "DefaultSettings.h"
@@ -18,6 +19,7 @@
 #include "MapEditing.h"
 #include "MapOptionsDlg.h"
 #include "MapScene.h"
+#include "MemoryViewerWnd.h"
 #include "MenuBuilder.h"
 #include "MulticastCommands.h"
 #include "MulticastDlg.h"
@@ -104,10 +106,14 @@ CMainFrame::CMainFrame(QWidget* pParent)
         GetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString()).toLatin1()));
     OnMapChanged();
     OnStatusChanged();
+    // The custom GUI plug-ins, once for the frame's life.
+    GetCustomGUIManager(this).SetMapSource([this] { return &m_core.Document(); },
+                                           [this] { return m_core.IsConnected(); });
 }
 
 CMainFrame::~CMainFrame()
 {
+    ReleaseCustomGUIManager();
     m_core.onMapChanged = m_core.onStatusChanged = nullptr;
     m_pHealth.reset();
     // The windows that refer to the core go before it does.
@@ -455,6 +461,7 @@ void CMainFrame::InstallHandlers()
     InstallPacketTraceCommands(m_core, this);
     InstallSerDesConfigCommands(m_core, this);
     InstallProbeCommands(m_core, this);
+    InstallMemoryViewerCommands(m_core, this);
     m_core.SetCommandHandler(eCmdReportDirectories,
                              [this](const SCommandContext&)
                              {

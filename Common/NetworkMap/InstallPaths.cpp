@@ -48,3 +48,8 @@ QString BitmapDirectory()
 {
     return Directory("BitmapDir", QStringLiteral("Bitmaps"));
 }
+
+QString CustomGUIDirectory()
+{
+    return Directory("CustomGUI", QStringLiteral("CustomGUI"));
+}

@@ -9,3 +9,5 @@
 QString ModuleDirectory();
 // The icon directory (preference BitmapDir), ending in a separator.
 QString BitmapDirectory();
+// The custom GUI plug-in directory (preference CustomGUI), ending in a separator.
+QString CustomGUIDirectory();
