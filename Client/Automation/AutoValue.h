@@ -16,6 +16,7 @@ enum EAutoType : uint16_t
     eVtEmpty = 0,
     eVtI2 = 2,       // 16-bit signed
     eVtI4 = 3,       // 32-bit signed
+    eVtR8 = 5,       // double: a script's number that is no 32-bit integer (dValue; nValue truncated)
     eVtBstr = 8,     // string
     eVtBool = 11,    // boolean
     eVtVariant = 12, // an element of a script's own array: any of the scalar types
@@ -37,6 +38,7 @@ struct CAutoValue
 {
     uint16_t vt = eVtEmpty; // element type, with eVtArray and eVtByRef as they apply
     int64_t nValue = 0;
+    double dValue = 0; // eVtR8 only
     QString strValue;
     std::vector<CAutoValue> elements;
 
@@ -54,6 +56,16 @@ struct CAutoValue
         CAutoValue v;
         v.vt = vtType;
         v.nValue = n;
+        return v;
+    }
+    // A script's number that is no 32-bit integer. nValue holds it truncated toward zero (0 when out
+    // of the 64-bit range), so a reader that wants an integer argument can take it from there.
+    static CAutoValue Real(double d)
+    {
+        CAutoValue v;
+        v.vt = eVtR8;
+        v.dValue = d;
+        v.nValue = d > -9.2e18 && d < 9.2e18 ? static_cast<int64_t>(d) : 0;
         return v;
     }
     static CAutoValue Text(const QString& str)

@@ -483,7 +483,8 @@ std::unique_ptr<IScriptEngine> CMacroManager::CreateEngine(const QString& strLan
     }
     if (m_pHostObject)
     {
-        pEngine->AddNamedObject(kAutomationObjectName, kAutomationProgID, m_pHostObject);
+        pEngine->AddNamedObject(QString::fromLatin1(kAutomationObjectName),
+                                QString::fromLatin1(kAutomationProgID), m_pHostObject);
     }
     if (bQuiet)
     {

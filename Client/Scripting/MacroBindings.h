@@ -6,6 +6,7 @@
 #pragma once
 
 #include "AutoValue.h"
+#include "AutomationScriptObject.h"
 #include "ScriptBindings.h"
 #include "ScriptEngine.h"
 
@@ -41,10 +42,6 @@ constexpr bool IsMacroCommandID(int iCommandID)
 {
     return iCommandID >= kFirstMacroCommandID && iCommandID < kFirstMacroCommandID + kMaxMacroCommands;
 }
-
-// The name of the automation object in scripts, and what CreateObject/ActiveXObject take.
-inline const QString kAutomationObjectName = QStringLiteral("Norvanta");
-inline const QString kAutomationProgID = QStringLiteral("Norvanta.Automation");
 
 // The texts the manager and the dialog show.
 inline const QString kScriptLoadFailedText =

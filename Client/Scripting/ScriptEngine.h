@@ -68,6 +68,9 @@ public:
     // title; returns the button pressed (1 OK, 2 Cancel, 6 Yes, 7 No). Unset: the text goes to
     // onEcho and the answer is 1.
     std::function<int(const QString& strText, int iButtons, const QString& strTitle)> onMessageBox;
+    // The longest one Load or Call may run, in milliseconds; 0 (the default) for no limit. A script
+    // that runs longer is stopped, and the Load or Call fails with a script error.
+    int nTimeLimitMs = 0;
 };
 
 // "VBScript" for a .vbs file, "JScript" for a .js file (case ignored), empty otherwise.
