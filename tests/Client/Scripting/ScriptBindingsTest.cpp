@@ -85,6 +85,14 @@ private:
     QStringList m_methods;
 };
 
+// Stands for the automation object: the engine double only records that it was added.
+class CHostObject final : public IScriptHostObject
+{
+public:
+    QStringList MethodNames() const override { return {QStringLiteral("GetLastError")}; }
+    bool Call(const QString&, const std::vector<CAutoValue>&, CAutoValue*, SAutoError*) override { return true; }
+};
+
 class ScriptBindingsTest : public ::testing::Test
 {
 protected:
@@ -103,6 +111,7 @@ protected:
                 return std::make_unique<CFakeEngine>(strLanguage, m_log);
             });
         m_manager.onEcho = [this](const QString& strText) { m_echoes << strText; };
+        m_manager.SetHostObject(&m_host);
     }
 
     QString WriteScript(const QString& strName, const QString& strText) const
@@ -144,6 +153,7 @@ protected:
     }
 
     QString m_strDir;
+    CHostObject m_host;
     SEngineLog m_log;
     QStringList m_echoes;
     CMacroManager m_manager;
@@ -331,6 +341,8 @@ TEST_F(ScriptBindingsTest, TheGlobalSetRoundTripsThroughThePreferencesUnderItsKe
 TEST_F(ScriptBindingsTest, TheMapSetIsSavedInTheMapFileAndTakenWhenAMapIsOpened)
 {
     m_manager.MapSpecific().AddScriptFile(QStringLiteral("/m/unbound.js"));
+    m_manager.MapSpecific().AddScriptFile(QStringLiteral("/m/map.js"));
+    m_manager.MapSpecific().AddScriptFile(QStringLiteral("/m/t.vbs"));
     m_manager.MapSpecific().SetEvent(
         Event(eMacroEventDiscoveryDone, QStringLiteral("Found"), QStringLiteral("/m/map.js"), false));
     m_manager.MapSpecific().SetMenuItem(
