@@ -1,6 +1,7 @@
 #include "MainFrame.h"
 
 #include "AutoLayout.h"
+#include "Automation.h"
 #include "ChildView.h"
 #include "CompareCommand.h"
 #include "ConnectDlg.h"
@@ -543,6 +544,12 @@ void CMainFrame::InstallWatchHandlers()
 
 void CMainFrame::InstallMacroHandlers()
 {
+    SAutomationHooks hooks;
+    hooks.isConnected = [this] { return m_core.IsConnected(); };
+    hooks.document = [this] { return &m_core.Document(); };
+    m_pMacroAutomation = std::make_unique<CAutomation>(std::move(hooks));
+    m_pScriptObject = std::make_unique<CAutomationScriptObject>(*m_pMacroAutomation);
+    m_macros.SetHostObject(m_pScriptObject.get());
     m_macros.onEcho = [](const QString& strText)
     { UI().ShowMessage(strText, ApplicationTitle(), EMessageKind::Information); };
     m_macros.onMessageBox = [](const QString& strText, int iButtons, const QString& strTitle)

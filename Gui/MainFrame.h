@@ -15,6 +15,7 @@
 
 #include <memory>
 
+class CAutomation;
 class CChildView;
 class CHealthMonitor;
 class CNetBrowserDlgBar;
@@ -102,6 +103,9 @@ private:
     QPointer<CFindRegisterDlg> m_pFindDlg;
     std::unique_ptr<CHealthMonitor> m_pHealth;
     QPointer<CWatchDlg> m_pWatchDlg;
+    // The automation object that macros reach as "Norvanta".
+    std::unique_ptr<CAutomation> m_pMacroAutomation;
+    std::unique_ptr<CAutomationScriptObject> m_pScriptObject;
     CMacroManager m_macros;
     QMenu* m_pToolsMenu = nullptr;
     std::vector<QAction*> m_macroActions;

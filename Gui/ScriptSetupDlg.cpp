@@ -41,6 +41,7 @@ QTableWidget* MakeTable(const QStringList& headings, QWidget* pParent)
     pTable->setSelectionMode(QAbstractItemView::SingleSelection);
     pTable->setEditTriggers(QAbstractItemView::NoEditTriggers);
     pTable->verticalHeader()->hide();
+    pTable->verticalHeader()->setDefaultSectionSize(pTable->fontMetrics().height() + 8);
     pTable->horizontalHeader()->setStretchLastSection(true);
     pTable->horizontalHeader()->setHighlightSections(false);
     pTable->setWordWrap(false);
