@@ -3,20 +3,35 @@
 // reports a file that doesn't load, a method that isn't there and a file that can't be read.
 // The engine here is a small double whose "language" declares functions with "function NAME" and
 // fails to load at a line reading "syntax error", so these cases don't depend on either real
-// engine; ScriptEnginesBindingTest runs the same paths on the real ones.
+// engine; ScriptEnginesBindingTest runs the main paths on the real JavaScript engine.
 #include "MacroBindings.h"
 #include "NetworkDocument.h"
 #include "Preferences.h"
 #include "RecordingUserInterface.h"
 #include "TestSupport.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+
+#include <utility>
 
 #include <gtest/gtest.h>
 
 namespace
 {
+// The JavaScript engine wants an application object.
+void EnsureApplication()
+{
+    if (!QCoreApplication::instance())
+    {
+        static int s_argc = 1;
+        static char s_szName[] = "nv_test_client_scriptbindings";
+        static char* s_argv[] = {s_szName, nullptr};
+        static QCoreApplication s_application(s_argc, s_argv);
+    }
+}
+
 // What the double engines did, in order.
 struct SCallRecord
 {
@@ -90,7 +105,10 @@ class CHostObject final : public IScriptHostObject
 {
 public:
     QStringList MethodNames() const override { return {QStringLiteral("GetLastError")}; }
-    bool Call(const QString&, const std::vector<CAutoValue>&, CAutoValue*, SAutoError*) override { return true; }
+    bool Call(const QString&, const std::vector<CAutoValue>&, CAutoValue*, SAutoError*) override
+    {
+        return true;
+    }
 };
 
 class ScriptBindingsTest : public ::testing::Test
@@ -432,6 +450,53 @@ TEST(ScriptBindingValuesTest, TheMethodsOfAScriptAreItsDeclaredFunctionsTheEngin
                        "End Function\nx = \"Sub NotOne\"\nPublic Sub Tidy\nEnd Sub\n");
     EXPECT_EQ(QStringList({"OnConnect", "Helper", "Tidy"}),
               ScriptMethodNames(CNamesEngine(QStringLiteral("VBScript"), {}), strVBScript));
+}
+
+// The same paths on the real JavaScript engine, with the output caught from WScript.Echo.
+TEST(ScriptEnginesBindingTest, RealScriptsReportAtTheRunAndGetTheWatchArray)
+{
+    EnsureApplication();
+    nvtest::CRecordingUserInterface ui;
+    const QString strDir = QString::fromStdString(nvtest::ProcessTempDir());
+    const QString strGood = strDir + QStringLiteral("/real.js");
+    const QString strBad = strDir + QStringLiteral("/real-bad.js");
+    for (const auto& [strPath, strText] :
+         {std::pair{strGood,
+                    QStringLiteral("WScript.Echo('loaded');\n"
+                                   "function OnWatch(a) { WScript.Echo(a.length + ' ' + a[0] + ' ' + "
+                                   "typeof a[1] + ' ' + a[1] + ' ' + a[2]); }\n")},
+          std::pair{strBad, QStringLiteral("function OnWatch(a) {\n  var = 1;\n}\n")}})
+    {
+        QFile file(strPath);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(strText.toUtf8());
+    }
+    CMacroManager manager;
+    QStringList echoes;
+    manager.onEcho = [&echoes](const QString& strText) { echoes << strText; };
+
+    manager.Global().SetEvent({eMacroEventWatchTrigger, QStringLiteral("OnWatch"), strGood, "JScript", true});
+    const CAutoValue array =
+        MacroArgumentArray({QVariant::fromValue<uint32_t>(4000000000u),
+                            QVariant(QStringLiteral("Port 1 CSR")), QVariant::fromValue<int32_t>(-3)});
+    EXPECT_TRUE(manager.FireEvent(eMacroEventWatchTrigger, {array}));
+    EXPECT_EQ(QStringList({"loaded", "3 4000000000 string Port 1 CSR -3"}), echoes);
+    EXPECT_TRUE(ui.messages.isEmpty()) << ui.messages.join('|').toStdString();
+
+    // A method the file lacks: the file loads (its top-level code runs), the call fails with the
+    // engine's text.
+    manager.Global().SetEvent({eMacroEventClosing, QStringLiteral("OnClosing"), strGood, "JScript", true});
+    EXPECT_FALSE(manager.FireEvent(eMacroEventClosing));
+    EXPECT_EQ(QStringLiteral("loaded"), echoes.back());
+    ASSERT_EQ(1, ui.messages.size());
+    EXPECT_TRUE(ui.messages[0].startsWith(QStringLiteral("Error:\t"))) << ui.messages[0].toStdString();
+    EXPECT_TRUE(ui.messages[0].contains(QStringLiteral("OnClosing"))) << ui.messages[0].toStdString();
+    EXPECT_TRUE(ui.messages[0].contains(QStringLiteral("\nCol:\t"))) << ui.messages[0].toStdString();
+
+    // A syntax error: the run stops at the load.
+    manager.Global().SetEvent({eMacroEventClosing, QStringLiteral("OnWatch"), strBad, "JScript", true});
+    EXPECT_FALSE(manager.FireEvent(eMacroEventClosing));
+    EXPECT_EQ(QStringList({ui.messages[0], kScriptLoadFailedText}), ui.messages);
 }
 
 TEST(ScriptBindingValuesTest, TheWatchArgumentsBecomeOneArrayOfTypedVariants)
