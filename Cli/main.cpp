@@ -41,6 +41,7 @@ extern const SCliCommand g_aPgenCommands[];
 extern const SCliCommand g_aTraceCommands[];
 extern const SCliCommand g_aJtagCommands[];
 extern const SCliCommand g_aEepromCommands[];
+extern const SCliCommand g_aMacroCommands[];
 
 namespace
 {
@@ -49,7 +50,8 @@ const SCliCommand* const kCommandTables[] = {
     g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands,  g_aInitScriptCommands, g_aInitCommands,
     g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,   g_aDiffCommands,       g_aReportCommands,
     g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands,     g_aPgenCommands,
-    g_aTraceCommands,   g_aDfeCommands,       g_aJtagCommands,    g_aEepromCommands};
+    g_aTraceCommands,   g_aDfeCommands,       g_aJtagCommands,    g_aEepromCommands,
+    g_aMacroCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

@@ -8,6 +8,7 @@
 
 #include <QString>
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -16,7 +17,7 @@ enum EAutoType : uint16_t
     eVtEmpty = 0,
     eVtI2 = 2,       // 16-bit signed
     eVtI4 = 3,       // 32-bit signed
-    eVtR8 = 5,       // double: a script's number that is no 32-bit integer (dValue; nValue truncated)
+    eVtR8 = 5,       // double: dValue, with nValue the value rounded half to even for integer parameters
     eVtBstr = 8,     // string
     eVtBool = 11,    // boolean
     eVtVariant = 12, // an element of a script's own array: any of the scalar types
@@ -58,14 +59,14 @@ struct CAutoValue
         v.nValue = n;
         return v;
     }
-    // A script's number that is no 32-bit integer. nValue holds it truncated toward zero (0 when out
-    // of the 64-bit range), so a reader that wants an integer argument can take it from there.
+    // A script's number that is no 32-bit integer. nValue holds it rounded half to even, as OLE
+    // converts a double to an integer (0 when out of the 64-bit range).
     static CAutoValue Real(double d)
     {
         CAutoValue v;
         v.vt = eVtR8;
         v.dValue = d;
-        v.nValue = d > -9.2e18 && d < 9.2e18 ? static_cast<int64_t>(d) : 0;
+        v.nValue = d > -9.2e18 && d < 9.2e18 ? static_cast<int64_t>(std::nearbyint(d)) : 0;
         return v;
     }
     static CAutoValue Text(const QString& str)

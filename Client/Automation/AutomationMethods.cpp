@@ -296,7 +296,8 @@ bool SetComponentTag(SCall& call)
 bool AcquireDeviceLock(SCall& call)
 {
     const STarget t = TargetAt(call, 0);
-    uint16_t wOwner = 0;
+    // The wrapper names the owner only when the lock stays with someone else.
+    uint16_t wOwner = call.U16(3);
     const int32_t nStatus =
         ::AcquireDeviceLock(kAnyDevice, kAnyDevice, t.uchLocalPort, t.ulDestID, t.uchHopCount, call.U16(3),
                             &wOwner, call.U16(4), call.I32(5) != 0);
@@ -310,7 +311,8 @@ bool AcquireDeviceLock(SCall& call)
 bool ReleaseDeviceLock(SCall& call)
 {
     const STarget t = TargetAt(call, 0);
-    uint16_t wOwner = 0;
+    // Released (or free already) unless the wrapper names another owner.
+    uint16_t wOwner = 0xFFFF;
     const int32_t nStatus = ::ReleaseDeviceLock(kAnyDevice, kAnyDevice, t.uchLocalPort, t.ulDestID,
                                                 t.uchHopCount, call.U16(3), &wOwner);
     if (nStatus != 0)

@@ -133,7 +133,8 @@ bool GetProbeConfig(SCall& call)
     return true;
 }
 
-// The first dwByteCount bytes of the configuration block; the rest stays as it is.
+// The first dwByteCount bytes of the configuration block; the rest stays as it is. An enabled probe
+// keeps what it did: the new settings wait for the next enable.
 bool SetProbeConfig(SCall& call)
 {
     const uint32_t ulBytes = call.U32(0);
@@ -146,12 +147,6 @@ bool SetProbeConfig(SCall& call)
     if (!pProbe)
     {
         return call.Refuse(NoProbeText());
-    }
-    if (pProbe->IsEnabled())
-    {
-        return call.FailWith(
-            kProbeAlreadyEnabled,
-            QStringLiteral("The probe's configuration can't be changed while it is enabled."));
     }
     std::array<uint8_t, CProbe::kConfigBytes> block{};
     ReadBlock(*pProbe, block.data());

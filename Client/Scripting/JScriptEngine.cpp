@@ -392,6 +392,7 @@ public:
             CWatchdog watchdog(*m_pJs, nTimeLimitMs, m_bInterrupted);
             result = m_pJs->evaluate(strText, kMacroFile, 1, &trace);
         }
+        ClearInterrupt();
         if (trace.isEmpty() && !result.isError())
         {
             return true;
@@ -444,6 +445,7 @@ public:
             CWatchdog watchdog(*m_pJs, nTimeLimitMs, m_bInterrupted);
             outcome = m_call.call({function, jsArgs});
         }
+        ClearInterrupt();
         // An interrupted call can't be caught by the prelude: the outcome is then the error itself.
         const bool bRecord = outcome.isObject() && outcome.hasOwnProperty(QStringLiteral("threw"));
         if (bRecord && !outcome.property(QStringLiteral("threw")).toBool())
@@ -460,10 +462,6 @@ public:
             return true;
         }
         const SScriptError error = ErrorOf(bRecord ? outcome.property(QStringLiteral("value")) : outcome);
-        if (m_bInterrupted)
-        {
-            m_pJs->setInterrupted(false);
-        }
         if (pError)
         {
             *pError = error;
@@ -538,6 +536,16 @@ private:
         QString strProgID;
         IScriptHostObject* pObject;
     };
+
+    // A watchdog that fired as the script ended leaves the engine interrupted: the next script
+    // would stop at once.
+    void ClearInterrupt()
+    {
+        if (m_bInterrupted)
+        {
+            m_pJs->setInterrupted(false);
+        }
+    }
 
     // A fresh engine with the prelude and every host object in it.
     void NewEngine()

@@ -196,6 +196,7 @@ TEST_F(CJScriptTest, ArgumentsToTheHostAreTyped)
     EXPECT_EQ(scalars[3].nValue, -1);
     EXPECT_EQ(scalars[4].vt, eVtR8);
     EXPECT_DOUBLE_EQ(scalars[4].dValue, 1.5);
+    EXPECT_EQ(scalars[4].nValue, 2) << "an integer parameter takes it rounded half to even";
     EXPECT_EQ(scalars[5].vt, eVtBool);
     EXPECT_EQ(scalars[5].nValue, 1);
     EXPECT_EQ(scalars[6].vt, eVtBstr);
