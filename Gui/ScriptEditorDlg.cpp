@@ -45,12 +45,14 @@ CScriptEditorDlg::CScriptEditorDlg(QWidget* pParent) : QDialog(pParent)
     connect(m_pCheck, &QPushButton::clicked, this, &CScriptEditorDlg::OnCheckForErrors);
     connect(m_pSave, &QPushButton::clicked, this, [this] { OnSaveAndClose(); });
     connect(m_pCancel, &QPushButton::clicked, this, &QDialog::reject);
-    // Checks run quietly: what the text's top-level code echoes is dropped.
+    // Checks run quietly: what the text's top-level code echoes is dropped, and a top-level loop
+    // that never ends is stopped after five seconds.
     createEngine = [](const QString& strLanguage)
     {
         std::unique_ptr<IScriptEngine> pEngine = CreateScriptEngine(strLanguage);
         if (pEngine)
         {
+            pEngine->nTimeLimitMs = 5000;
             pEngine->onEcho = [](const QString&) {};
             pEngine->onMessageBox = [](const QString&, int, const QString&) { return 1; };
         }

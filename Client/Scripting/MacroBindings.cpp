@@ -488,6 +488,8 @@ std::unique_ptr<IScriptEngine> CMacroManager::CreateEngine(const QString& strLan
     }
     if (bQuiet)
     {
+        // A test load must not hold the program up: a top-level loop that never ends is stopped.
+        pEngine->nTimeLimitMs = kTestLoadTimeLimitMs;
         pEngine->onEcho = [](const QString&) {};
         pEngine->onMessageBox = [](const QString&, int, const QString&) { return 1; };
     }

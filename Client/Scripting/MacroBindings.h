@@ -105,6 +105,9 @@ CAutoValue MacroArgumentArray(const QVariantList& values);
 // Reads a script file whole. False with *pstrError set to the text to show when it can't be read.
 bool ReadScriptFile(const QString& strPath, QString* pstrText, QString* pstrError);
 
+// The longest a test load of a script file may run (its top-level code), in milliseconds.
+constexpr int kTestLoadTimeLimitMs = 5000;
+
 // The single macro manager of the application.
 class CMacroManager
 {
@@ -148,8 +151,9 @@ public:
     bool IsRunning() const { return m_iRunning > 0; }
 
     // An engine of a language with the automation object added and the output hooks set; null
-    // for a language there is no engine for. bQuiet drops what the script echoes (a load made
-    // only to test a file).
+    // for a language there is no engine for. bQuiet drops what the script echoes and limits the
+    // time it may take to kTestLoadTimeLimitMs (a load made only to test a file); a run has no
+    // limit.
     std::unique_ptr<IScriptEngine> CreateEngine(const QString& strLanguage, bool bQuiet = false) const;
 
     // The automation object the scripts get as "Norvanta"; none leaves scripts without it.

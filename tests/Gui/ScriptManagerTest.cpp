@@ -22,6 +22,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QGroupBox>
 #include <QHeaderView>
@@ -249,6 +250,21 @@ TEST_F(ScriptSetupDlgTest, BindingsAreAddedReplacedToggledAndAppliedToTheirSet)
     CScriptSetupDlg again(m_manager);
     EXPECT_FALSE(again.GlobalChanged());
     EXPECT_FALSE(again.Apply(document));
+}
+
+TEST_F(ScriptSetupDlgTest, AFileWhoseLoadNeverEndsIsStoppedAndMarked)
+{
+    const QString strLoop =
+        WriteScript(QStringLiteral("loop.js"), QStringLiteral("while (true) {}\nfunction F() {}\n"));
+    CScriptSetupDlg dialog(m_manager);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_TRUE(dialog.AddScriptFile(strLoop));
+    EXPECT_LT(timer.elapsed(), kTestLoadTimeLimitMs + 3000);
+    ASSERT_EQ(1, m_ui.messages.size());
+    EXPECT_TRUE(m_ui.messages[0].startsWith(QStringLiteral("Error:\t"))) << m_ui.messages[0].toStdString();
+    EXPECT_TRUE(dialog.HasErrors(strLoop));
+    EXPECT_TRUE(dialog.LoadedFiles().isEmpty());
 }
 
 TEST_F(ScriptSetupDlgTest, TheBindingDialogOffersLoadedFilesAndTheirMethodsAndWantsAllItNeeds)
