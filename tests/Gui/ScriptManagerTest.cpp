@@ -252,6 +252,26 @@ TEST_F(ScriptSetupDlgTest, BindingsAreAddedReplacedToggledAndAppliedToTheirSet)
     EXPECT_FALSE(again.Apply(document));
 }
 
+// Children of a box that overlap each other, by their geometry in the box.
+QStringList Overlaps(const QWidget* pParent)
+{
+    QStringList overlaps;
+    const QList<QWidget*> children = pParent->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+    for (int i = 0; i < children.size(); ++i)
+    {
+        for (int j = i + 1; j < children.size(); ++j)
+        {
+            if (children[i]->isVisible() && children[j]->isVisible() &&
+                children[i]->geometry().intersects(children[j]->geometry()))
+            {
+                overlaps << children[i]->metaObject()->className() + QStringLiteral("/") +
+                                children[j]->metaObject()->className();
+            }
+        }
+    }
+    return overlaps;
+}
+
 TEST_F(ScriptSetupDlgTest, AFileWhoseLoadNeverEndsIsStoppedAndMarked)
 {
     const QString strLoop =
@@ -305,30 +325,19 @@ TEST_F(ScriptSetupDlgTest, TheBindingDialogOffersLoadedFilesAndTheirMethodsAndWa
     EXPECT_EQ(QStringLiteral("Application Closing"), eventDialog.EventBox()->currentText());
     eventDialog.EventBox()->setCurrentIndex(1);
     eventDialog.EnabledBox()->setChecked(false);
+    eventDialog.show();
+    QApplication::processEvents();
+    EXPECT_TRUE(Overlaps(&eventDialog).isEmpty()) << Overlaps(&eventDialog).join(' ').toStdString();
+    EXPECT_GE(eventDialog.FileBox()->width(),
+              eventDialog.FileBox()->fontMetrics().horizontalAdvance(eventDialog.FileBox()->currentText()));
+    if (const QString strShots = qEnvironmentVariable("NV_SCREENSHOT_DIR"); !strShots.isEmpty())
+    {
+        eventDialog.grab().save(strShots + QStringLiteral("/add-event-macro.png"));
+    }
     EXPECT_TRUE(eventDialog.OnOk());
     EXPECT_EQ(eMacroEventDiscoveryDone, event.EventID);
     EXPECT_FALSE(event.Enabled);
     EXPECT_EQ(QStringLiteral("JScript"), event.Language);
-}
-
-// Children of a box that overlap each other, by their geometry in the box.
-QStringList Overlaps(const QWidget* pParent)
-{
-    QStringList overlaps;
-    const QList<QWidget*> children = pParent->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
-    for (int i = 0; i < children.size(); ++i)
-    {
-        for (int j = i + 1; j < children.size(); ++j)
-        {
-            if (children[i]->isVisible() && children[j]->isVisible() &&
-                children[i]->geometry().intersects(children[j]->geometry()))
-            {
-                overlaps << children[i]->metaObject()->className() + QStringLiteral("/") +
-                                children[j]->metaObject()->className();
-            }
-        }
-    }
-    return overlaps;
 }
 
 TEST_F(ScriptSetupDlgTest, TheDialogIsLaidOutWithoutClippedColumnsOrOverlaps)
@@ -577,6 +586,18 @@ TEST_F(MacroEventsTest, AMapBringsItsOwnBindingsAndMenuItemsAndEditingThemModifi
 
     // The Tools menu lists the map's item first, then the global one.
     EXPECT_EQ(QStringList({"Map Macro", "Tidy && Check"}), ToolsMacroTexts());
+    if (const QString strShots = qEnvironmentVariable("NV_SCREENSHOT_DIR"); !strShots.isEmpty())
+    {
+        QMenu* pTools =
+            m_pFrame->MacroActions().front()->associatedObjects().isEmpty()
+                ? nullptr
+                : qobject_cast<QMenu*>(m_pFrame->MacroActions().front()->associatedObjects().front());
+        ASSERT_NE(nullptr, pTools);
+        pTools->popup(QPoint(40, 40));
+        QApplication::processEvents();
+        pTools->grab().save(strShots + QStringLiteral("/tools-menu.png"));
+        pTools->hide();
+    }
     m_pFrame->MacroActions().back()->trigger();
     EXPECT_EQ(QStringList({"discovery"}), m_echoes);
     m_pFrame->MacroActions()[1]->trigger();
