@@ -256,7 +256,7 @@ QString CScriptSetupDlg::TestLoad(const QString& strPath) const
     std::unique_ptr<IScriptEngine> pEngine = m_manager.CreateEngine(strLanguage, true);
     if (!pEngine)
     {
-        return kInvalidScriptTypeText;
+        return QStringLiteral("There is no script engine for the language '%1'.").arg(strLanguage);
     }
     SScriptError error;
     return pEngine->Load(strText, &error) ? QString() : ScriptErrorText(error);
@@ -305,12 +305,18 @@ QStringList CScriptSetupDlg::MethodsOf(const QString& strPath) const
 
 void CScriptSetupDlg::OnAddScriptFile()
 {
-    const QString strPath =
-        UI().ChooseFile(false, QStringLiteral("Add Script File"), kScriptFilter, QStringLiteral(".vbs"));
-    if (!strPath.isEmpty())
+    QString strPath = UI().ChooseFile(false, QStringLiteral("Add Script File"), kScriptFilter, QString());
+    if (strPath.isEmpty())
     {
-        AddScriptFile(strPath);
+        return;
     }
+    // A name typed without an extension that isn't there as it stands takes the default ".vbs".
+    const QFileInfo info(strPath);
+    if (info.suffix().isEmpty() && !info.exists())
+    {
+        strPath += QStringLiteral(".vbs");
+    }
+    AddScriptFile(strPath);
 }
 
 bool CScriptSetupDlg::AddScriptFile(const QString& strPath)

@@ -146,6 +146,14 @@ TEST_F(ScriptSetupDlgTest, TitlesTablesAndTheFileChecksSayWhatTheyShould)
     EXPECT_FALSE(dialog.AddScriptFile(m_strTools));
     EXPECT_EQ(3, m_ui.messages.size());
     EXPECT_EQ(QDir::toNativeSeparators(m_strTools), dialog.FileList()->item(1)->text());
+    // A name typed without its extension takes ".vbs".
+    const QString strNamed = WriteScript(QStringLiteral("named.vbs"), QStringLiteral("Sub Go()\nEnd Sub\n"));
+    m_ui.texts = {ScratchDir() + QStringLiteral("/named")};
+    dialog.Button(QStringLiteral("AddFile"))->click();
+    EXPECT_EQ(strNamed, dialog.EditedGlobal().ScriptFiles.value(2));
+    dialog.Button(QStringLiteral("RemoveFile"))->click();
+    ASSERT_EQ(2, dialog.FileList()->count());
+    m_ui.messages = m_ui.messages.mid(0, 3);
     // Only the file that loaded can be bound, and its methods are its functions.
     EXPECT_EQ(QStringList({m_strTools}), dialog.LoadedFiles());
     EXPECT_EQ(QStringList({"Tidy", "Count", "Later"}), dialog.MethodsOf(m_strTools));
