@@ -18,7 +18,8 @@
 // - Exit status 0 when the method ran; 1 for a script error (the load or the call), printed on
 //   standard error as "Error:\t<message>\nCol:\t<column>\nLine:\t<line>"; 2 for bad usage, a file
 //   that isn't a macro or can't be read.
-// - --timeout stops a macro that runs longer than SECONDS (a script error, exit 1).
+// - --timeout stops a macro that runs longer than SECONDS (a script error, exit 1); one that an
+//   engine can't stop ends the run two seconds later, also with exit 1.
 #include "CliCommand.h"
 #include "CliMap.h"
 #include "CliOptions.h"
@@ -35,7 +36,12 @@
 #include <QFile>
 #include <QLocale>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <thread>
 
 namespace
 {
@@ -93,6 +99,55 @@ public:
 
 private:
     IUserInterface& m_next;
+};
+
+// The last resort of --timeout: an engine stops a script that outruns its time limit with a script
+// error; if the run is still going a little later (a host call that hangs, an engine that can't be
+// interrupted), the process ends with the same exit status.
+class CRunDeadline
+{
+public:
+    explicit CRunDeadline(uint64_t ulSeconds)
+    {
+        if (ulSeconds == 0)
+        {
+            return;
+        }
+        m_thread = std::thread(
+            [this, ulSeconds]
+            {
+                std::unique_lock<std::mutex> lock(m_mutex);
+                if (!m_condition.wait_for(lock, std::chrono::seconds(ulSeconds) + kGrace,
+                                          [this] { return m_bDone; }))
+                {
+                    std::fprintf(stderr, "The macro was stopped: it ran longer than %llu second%s.\n",
+                                 static_cast<unsigned long long>(ulSeconds), ulSeconds == 1 ? "" : "s");
+                    std::fflush(stdout);
+                    std::_Exit(1);
+                }
+            });
+    }
+    ~CRunDeadline()
+    {
+        if (m_thread.joinable())
+        {
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_bDone = true;
+            }
+            m_condition.notify_all();
+            m_thread.join();
+        }
+    }
+    CRunDeadline(const CRunDeadline&) = delete;
+    CRunDeadline& operator=(const CRunDeadline&) = delete;
+
+private:
+    static constexpr std::chrono::milliseconds kGrace{2000};
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
+    bool m_bDone = false;
+    std::thread m_thread;
 };
 
 // The button a message box is answered with when nobody is there to press one: OK, Yes to a
@@ -241,6 +296,7 @@ int RunMacro(const SCliInvocation& invocation)
             }
         }
     };
+    const CRunDeadline deadline(ulTimeout);
     SScriptError error;
     if (!pEngine->Load(strText, &error))
     {

@@ -3,9 +3,7 @@
 #include "ScriptEngine.h"
 
 #include "JScriptEngine.h"
-#ifdef NV_HAVE_VBSCRIPT
 #include "VBScriptEngine.h"
-#endif
 
 #include <QFileInfo>
 
@@ -35,9 +33,7 @@ std::unique_ptr<IScriptEngine> CreateScriptEngine(const QString& strLanguage)
 {
     if (strLanguage.compare(QLatin1String("VBScript"), Qt::CaseInsensitive) == 0)
     {
-#ifdef NV_HAVE_VBSCRIPT
         return CreateVBScriptEngine();
-#endif
     }
     if (strLanguage.compare(QLatin1String("JScript"), Qt::CaseInsensitive) == 0)
     {

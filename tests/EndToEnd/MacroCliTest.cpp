@@ -286,7 +286,9 @@ TEST_P(CMacroCliTest, ErrorHandlingSeesCodesAndTexts)
     EXPECT_EQ(lines[4], "10000");
 }
 
-INSTANTIATE_TEST_SUITE_P(JScript, CMacroCliTest, ::testing::Values("js"));
+INSTANTIATE_TEST_SUITE_P(Languages, CMacroCliTest, ::testing::Values("js", "vbs"),
+                         [](const ::testing::TestParamInfo<std::string>& info)
+                         { return info.param == "js" ? "JScript" : "VBScript"; });
 
 // The command itself: files it refuses, script errors, a target that isn't there, the printed
 // result, the time limit.
@@ -350,6 +352,23 @@ TEST_F(CMacroRunTest, ScriptErrorsGoToStandardErrorWithTheirPlace)
     result = Run({strRuntime, "Absent"});
     EXPECT_EQ(result.nExitCode, 1);
     EXPECT_NE(result.strErr.find("Absent"), std::string::npos) << result.strErr;
+
+    // The same in VBScript, whose interpreter knows the column of run-time errors too.
+    const std::string strVbsSyntax =
+        WriteMacro("syntax.vbs", "' a comment\nFunction Main()\n  Main = (1 + )\nEnd Function\n");
+    result = Run({strVbsSyntax, "Main"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_TRUE(std::regex_match(result.strErr, std::regex("Error:\t.+\nCol:\t15\nLine:\t3\n")))
+        << result.strErr;
+    const std::string strVbsRuntime = WriteMacro(
+        "runtime.vbs",
+        "WScript.Echo \"before\"\nFunction Main()\n  WScript.Echo \"in\"\n  Main = 1 / 0\nEnd Function\n");
+    result = Run({strVbsRuntime, "Main"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "before\nin\n");
+    EXPECT_TRUE(std::regex_match(result.strErr,
+                                 std::regex("Error:\tDivision by zero\nCol:\t[1-9][0-9]*\nLine:\t4\n")))
+        << result.strErr;
 }
 
 TEST_F(CMacroRunTest, RunsWithoutTargetUntilTheMacroNeedsOne)
@@ -371,6 +390,18 @@ TEST_F(CMacroRunTest, RunsWithoutTargetUntilTheMacroNeedsOne)
     EXPECT_NE(result.strErr.find("Unable to connect to the Norvanta Server."), std::string::npos)
         << result.strErr;
     EXPECT_NE(result.strErr.find("\nCol:\t0\nLine:\t5\n"), std::string::npos) << result.strErr;
+
+    // A macro that catches the failure still ran: exit 0, and the reason for it is shown.
+    const std::string strVbs = WriteMacro("offline.vbs", "Function Careful()\n"
+                                                         "  On Error Resume Next\n"
+                                                         "  Norvanta.GetDeviceID 0, 4294967295, 0\n"
+                                                         "  Careful = Err.Number\n"
+                                                         "End Function\n");
+    result = Run({strVbs, "Careful"});
+    EXPECT_EQ(result.nExitCode, 0) << result.strErr;
+    EXPECT_EQ(result.strOut, "38\n");
+    EXPECT_NE(result.strErr.find("Unable to connect to the Norvanta Server."), std::string::npos)
+        << result.strErr;
 }
 
 TEST_F(CMacroRunTest, PrintsTheReturnedValueAndHonoursTheTimeLimit)
@@ -391,5 +422,13 @@ TEST_F(CMacroRunTest, PrintsTheReturnedValueAndHonoursTheTimeLimit)
     result = Run({strMacro, "Spin", "--timeout", "1"});
     EXPECT_EQ(result.nExitCode, 1);
     EXPECT_NE(result.strErr.find("time limit"), std::string::npos) << result.strErr;
+
+    // An engine that doesn't stop by itself is ended with the run.
+    const std::string strVbs = WriteMacro(
+        "spin.vbs", "Function Spin()\n  WScript.Echo \"start\"\n  Do While True\n  Loop\nEnd Function\n");
+    result = Run({strVbs, "Spin", "--timeout", "1"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "start\n");
+    EXPECT_NE(result.strErr.find("ran longer than 1 second"), std::string::npos) << result.strErr;
 }
 } // namespace

@@ -386,6 +386,9 @@ TEST(ScriptHost, LanguageOfAFileAndTheEngineForIt)
     EXPECT_EQ(ScriptLanguageOf(QStringLiteral("walk.json")), QString());
     EXPECT_EQ(ScriptLanguageOf(QStringLiteral("js")), QString());
     EXPECT_EQ(CreateScriptEngine(QStringLiteral("JScript"))->Language(), QStringLiteral("JScript"));
+    EXPECT_EQ(CreateScriptEngine(QStringLiteral("VBScript"))->Language(), QStringLiteral("VBScript"));
+    EXPECT_EQ(CreateScriptEngine(ScriptLanguageOf(QStringLiteral("a.vbs")))->Language(),
+              QStringLiteral("VBScript"));
     EXPECT_EQ(CreateScriptEngine(QStringLiteral("Perl")), nullptr);
     EXPECT_EQ(ScriptErrorText({QStringLiteral("Type mismatch"), 12, 7}),
               QStringLiteral("Error:\tType mismatch\nCol:\t7\nLine:\t12"));

@@ -1,0 +1,4 @@
+Sub S(a) _
+
+End Sub
+x = "unterminated
