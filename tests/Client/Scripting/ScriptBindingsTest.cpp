@@ -497,6 +497,19 @@ TEST(ScriptEnginesBindingTest, RealScriptsReportAtTheRunAndGetTheWatchArray)
     manager.Global().SetEvent({eMacroEventClosing, QStringLiteral("OnWatch"), strBad, "JScript", true});
     EXPECT_FALSE(manager.FireEvent(eMacroEventClosing));
     EXPECT_EQ(QStringList({ui.messages[0], kScriptLoadFailedText}), ui.messages);
+
+    // A VBScript handler of the map's set gets the same array, and hides the global handler.
+    const QString strVbs = strDir + QStringLiteral("/real.vbs");
+    {
+        QFile file(strVbs);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write("Sub OnWatch(a)\n  WScript.Echo UBound(a) & \" \" & a(0) & \" \" & a(1)\nEnd Sub\n");
+    }
+    manager.MapSpecific().SetEvent(
+        {eMacroEventWatchTrigger, QStringLiteral("OnWatch"), strVbs, "VBScript", true});
+    echoes.clear();
+    EXPECT_TRUE(manager.FireEvent(eMacroEventWatchTrigger, {array}));
+    EXPECT_EQ(QStringList({"2 4000000000 Port 1 CSR"}), echoes);
 }
 
 TEST(ScriptBindingValuesTest, TheWatchArgumentsBecomeOneArrayOfTypedVariants)
