@@ -1,6 +1,7 @@
 #include "MainFrame.h"
 
 #include "AutoLayout.h"
+#include "Automation.h"
 #include "ChildView.h"
 #include "CompareCommand.h"
 #include "ConnectDlg.h"
@@ -41,6 +42,7 @@
 #include "RoutingTableEditor.h"
 #include "RoutingTableEditorDlg.h"
 #include "ScriptCommands.h"
+#include "ScriptSetupDlg.h"
 #include "SerDesConfig.h"
 
 #include <QCloseEvent>
@@ -55,6 +57,8 @@
 namespace
 {
 const QString kPreferences = QStringLiteral("Preferences");
+static_assert(kFirstMacroCommandID > eCmdCount,
+              "macro command IDs must not collide with the menu's commands");
 } // namespace
 
 CMainFrame::CMainFrame(QWidget* pParent)
@@ -133,6 +137,10 @@ void CMainFrame::BuildMenus()
                          connect(pAction, &QAction::triggered, this,
                                  [this, pAction] { RunCommand(ActionCommand(pAction)); });
                      });
+        if (top.strText == QLatin1String("Tools"))
+        {
+            m_pToolsMenu = pMenu;
+        }
         if (top.strText == QLatin1String("File"))
         {
             m_pRecentMenu = new QMenu(QStringLiteral("Recent Files"), pMenu);
@@ -451,6 +459,7 @@ void CMainFrame::InstallHandlers()
     hooks.chooseSettings = [this](CEnumerationSettings& settings) { return m_settingsChooser(settings); };
     hooks.layout = [this](CNetworkDocument& document) { return m_pView->LayoutAndWait(document); };
     hooks.selection = [this] { return m_pView->RouteSelection(); };
+    hooks.discoveryDone = [this] { m_macros.FireEvent(eMacroEventDiscoveryDone); };
     InstallNetworkCommands(m_core, hooks);
     InstallCompareCommands(m_core);
     InstallScriptCommands(m_core, this);
@@ -510,6 +519,7 @@ void CMainFrame::InstallHandlers()
     m_pHealth = std::make_unique<CHealthMonitor>(m_core, *m_pView, *statusBar());
     m_pHealth->Install(Action(eCmdHealthMonitoring));
     InstallWatchHandlers();
+    InstallMacroHandlers();
 }
 
 CWatchDlg& CMainFrame::WatchWindow()
@@ -519,6 +529,8 @@ CWatchDlg& CMainFrame::WatchWindow()
         m_pWatchDlg = new CWatchDlg(m_core.Document(), ShellRegisterTransport(), this);
         connect(m_pWatchDlg, &CWatchDlg::modified, this, [this] { m_core.SetModified(); });
         connect(m_pWatchDlg, &CWatchDlg::mapRedraw, m_pView, &CChildView::Rebuild);
+        m_pWatchDlg->Monitor().onWatchEvent = [this](const SWatchEvent& event)
+        { m_macros.FireEvent(eMacroEventWatchTrigger, {MacroArgumentArray(WatchEventArguments(event))}); };
     }
     return *m_pWatchDlg;
 }
@@ -537,6 +549,76 @@ void CMainFrame::InstallWatchHandlers()
                              { WatchWindow().Monitor().ClearAllHighlights(); });
     m_core.SetCommandHandler(eCmdResetTrigger, [this](const SCommandContext& context)
                              { WatchWindow().Monitor().ClearHighlight(context.iNode); });
+}
+
+void CMainFrame::InstallMacroHandlers()
+{
+    SAutomationHooks hooks;
+    hooks.isConnected = [this] { return m_core.IsConnected(); };
+    hooks.document = [this] { return &m_core.Document(); };
+    m_pMacroAutomation = std::make_unique<CAutomation>(std::move(hooks));
+    m_pScriptObject = std::make_unique<CAutomationScriptObject>(*m_pMacroAutomation);
+    m_macros.SetHostObject(m_pScriptObject.get());
+    m_macros.onEcho = [](const QString& strText)
+    { UI().ShowMessage(strText, ApplicationTitle(), EMessageKind::Information); };
+    m_macros.onMessageBox = [](const QString& strText, int iButtons, const QString& strTitle)
+    {
+        const QString strCaption = strTitle.isEmpty() ? ApplicationTitle() : strTitle;
+        switch (iButtons & 0xF)
+        {
+        case 1: // OK, Cancel
+            return UI().Ask(strText, strCaption, false) == eAnswerYes ? 1 : 2;
+        case 3: // Yes, No, Cancel
+            return UI().Ask(strText, strCaption, true);
+        case 4: // Yes, No
+            return UI().Ask(strText, strCaption, false);
+        default:
+            UI().ShowMessage(strText, strCaption, EMessageKind::Information);
+            return 1;
+        }
+    };
+    m_macros.LoadGlobal();
+    m_macros.TakeMap(m_core.Document());
+    m_core.SetCommandHandler(eCmdManageScripts,
+                             [this](const SCommandContext&)
+                             {
+                                 CScriptSetupDlg dialog(m_macros, this);
+                                 if (dialog.exec() != QDialog::Accepted)
+                                 {
+                                     return;
+                                 }
+                                 if (dialog.Apply(m_core.Document()))
+                                 {
+                                     m_core.SetModified();
+                                 }
+                                 RebuildMacroMenu();
+                             });
+    RebuildMacroMenu();
+}
+
+void CMainFrame::RebuildMacroMenu()
+{
+    for (QAction* pAction : m_macroActions)
+    {
+        m_pToolsMenu->removeAction(pAction);
+        delete pAction;
+    }
+    m_macroActions.clear();
+    const std::vector<SMenuScriptItem> items = m_macros.MenuItems();
+    if (items.empty())
+    {
+        return;
+    }
+    m_macroActions.push_back(m_pToolsMenu->addSeparator());
+    for (const SMenuScriptItem& item : items)
+    {
+        QString strText = item.MenuItemName;
+        QAction* pAction = m_pToolsMenu->addAction(strText.replace(QLatin1Char('&'), QStringLiteral("&&")));
+        const int iCommandID = item.iCommandID;
+        connect(pAction, &QAction::triggered, this,
+                [this, iCommandID] { m_macros.RunMenuScript(iCommandID); });
+        m_macroActions.push_back(pAction);
+    }
 }
 
 CRegisterDlg& CMainFrame::OpenRegisterEditor()
@@ -649,6 +731,11 @@ void CMainFrame::InstallRegisterHandlers()
 
 void CMainFrame::OnMapChanged()
 {
+    // A map opened or started afresh brings its own macro bindings.
+    if (m_macros.TakeMap(m_core.Document()))
+    {
+        RebuildMacroMenu();
+    }
     m_pView->Rebuild();
     m_pHealth->MapChanged();
     m_pBrowser->Rebuild(m_core.Document());
@@ -683,6 +770,11 @@ void CMainFrame::OnStatusChanged()
         ->setText(m_core.IsConnected() ? QStringLiteral("Disconnect...") : QStringLiteral("Connect..."));
     Action(eCmdTransportSmall)->setChecked(m_core.TransportStatusText() == QLatin1String("TT=Small"));
     Action(eCmdTransportLarge)->setChecked(m_core.TransportStatusText() == QLatin1String("TT=Large"));
+    if (m_core.IsConnected() != m_bWasConnected)
+    {
+        m_bWasConnected = m_core.IsConnected();
+        m_macros.FireEvent(eMacroEventConnection);
+    }
 }
 
 void CMainFrame::UpdateRecentFiles()
@@ -818,5 +910,6 @@ void CMainFrame::closeEvent(QCloseEvent* pEvent)
     SetPreference(kPreferences, QStringLiteral("MainFrameBars"), QString::fromLatin1(saveState().toBase64()));
     SetPreference(kPreferences, QStringLiteral("MainFrameGeometry"),
                   QString::fromLatin1(saveGeometry().toBase64()));
+    m_macros.FireEvent(eMacroEventClosing);
     pEvent->accept();
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FindRegisterDlg.h"
+#include "MacroBindings.h"
 #include "MainFrameCore.h"
 #include "NetworkCommands.h"
 #include "RegisterDlg.h"
@@ -14,6 +15,7 @@
 
 #include <memory>
 
+class CAutomation;
 class CChildView;
 class CHealthMonitor;
 class CNetBrowserDlgBar;
@@ -54,6 +56,11 @@ public:
         m_settingsChooser = std::move(chooser);
     }
 
+    // The macro manager: the global and map-specific macro bindings and the events they run on.
+    CMacroManager& Macros() { return m_macros; }
+    // The Tools menu's items of the menu bindings, in menu order.
+    const std::vector<QAction*>& MacroActions() const { return m_macroActions; }
+
     // Runs a command as if chosen from a menu.
     void RunCommand(ECommand eCommand, const SCommandContext& context = {});
 
@@ -74,6 +81,9 @@ private:
     void SetMapSize();
     void InstallRegisterHandlers();
     void InstallWatchHandlers();
+    void InstallMacroHandlers();
+    // Puts the menu bindings at the end of the Tools menu, after "Manage Scripts".
+    void RebuildMacroMenu();
     CRegisterDlg& OpenRegisterEditor();
     // After register values changed: the browser and the editor show them.
     void ShowRegisterValues();
@@ -93,4 +103,11 @@ private:
     QPointer<CFindRegisterDlg> m_pFindDlg;
     std::unique_ptr<CHealthMonitor> m_pHealth;
     QPointer<CWatchDlg> m_pWatchDlg;
+    // The automation object that macros reach as "Norvanta".
+    std::unique_ptr<CAutomation> m_pMacroAutomation;
+    std::unique_ptr<CAutomationScriptObject> m_pScriptObject;
+    CMacroManager m_macros;
+    QMenu* m_pToolsMenu = nullptr;
+    std::vector<QAction*> m_macroActions;
+    bool m_bWasConnected = false; // the connection state the last connect/disconnect event told
 };

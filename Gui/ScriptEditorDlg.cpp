@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTextBlock>
+#include <QTextCursor>
 #include <QVBoxLayout>
 
 #include <cerrno>
@@ -43,6 +45,19 @@ CScriptEditorDlg::CScriptEditorDlg(QWidget* pParent) : QDialog(pParent)
     connect(m_pCheck, &QPushButton::clicked, this, &CScriptEditorDlg::OnCheckForErrors);
     connect(m_pSave, &QPushButton::clicked, this, [this] { OnSaveAndClose(); });
     connect(m_pCancel, &QPushButton::clicked, this, &QDialog::reject);
+    // Checks run quietly: what the text's top-level code echoes is dropped, and a top-level loop
+    // that never ends is stopped after five seconds.
+    createEngine = [](const QString& strLanguage)
+    {
+        std::unique_ptr<IScriptEngine> pEngine = CreateScriptEngine(strLanguage);
+        if (pEngine)
+        {
+            pEngine->nTimeLimitMs = 5000;
+            pEngine->onEcho = [](const QString&) {};
+            pEngine->onMessageBox = [](const QString&, int, const QString&) { return 1; };
+        }
+        return pEngine;
+    };
     const int iChar = m_pEditor->fontMetrics().horizontalAdvance(QLatin1Char('0'));
     resize(std::max(640, 90 * iChar), 600);
 }
@@ -117,16 +132,39 @@ bool CScriptEditorDlg::OnSaveAndClose()
 void CScriptEditorDlg::OnCheckForErrors()
 {
     const QString strLanguage = LanguageOf(m_strPath);
-    ShowMessage(strLanguage.isEmpty()
-                    ? QStringLiteral("Invalid script file type.  Must be '.vbs' or '.js'.")
-                    : QStringLiteral("Checking %1 files for errors needs the macro script engines, which are "
-                                     "not available in this version of Norvanta yet.")
-                          .arg(strLanguage),
-                EMessageKind::Information);
+    if (strLanguage.isEmpty())
+    {
+        ShowMessage(QStringLiteral("Invalid script file type.  Must be '.vbs' or '.js'."));
+        return;
+    }
+    std::unique_ptr<IScriptEngine> pEngine = createEngine ? createEngine(strLanguage) : nullptr;
+    if (!pEngine)
+    {
+        ShowMessage(QStringLiteral("There is no script engine for the language '%1'.").arg(strLanguage));
+        return;
+    }
+    SScriptError error;
+    if (!pEngine->Load(m_pEditor->toPlainText(), &error))
+    {
+        ShowMessage(ScriptErrorText(error));
+        if (error.iLine > 0)
+        {
+            // The cursor goes to the line the engine named.
+            QTextCursor cursor(m_pEditor->document()->findBlockByNumber(error.iLine - 1));
+            m_pEditor->setTextCursor(cursor);
+        }
+        return;
+    }
+    ShowMessage(QStringLiteral("No errors were found."), EMessageKind::Information);
 }
 
-bool EditScriptFile(QWidget* pParent, const QString& strPath)
+bool EditScriptFile(QWidget* pParent, const QString& strPath,
+                    std::function<std::unique_ptr<IScriptEngine>(const QString&)> createEngine)
 {
     CScriptEditorDlg dialog(pParent);
+    if (createEngine)
+    {
+        dialog.createEngine = std::move(createEngine);
+    }
     return dialog.Load(strPath) && dialog.exec() == QDialog::Accepted;
 }

@@ -3,8 +3,13 @@
 // the file's script engine to load the text.
 #pragma once
 
+#include "ScriptEngine.h"
+
 #include <QDialog>
 #include <QString>
+
+#include <functional>
+#include <memory>
 
 class QLabel;
 class QPlainTextEdit;
@@ -32,7 +37,13 @@ public:
 
     // "Save and Close": false (and the window stays) when the file can't be written.
     bool OnSaveAndClose();
+    // "Check For Errors": loads the text as it stands in an engine of the file's language and
+    // shows the engine's error or that there is none.
     void OnCheckForErrors();
+
+    // Makes the engine a check loads the text in: CreateScriptEngine unless replaced (the macro
+    // manager gives its engines, with the automation object).
+    std::function<std::unique_ptr<IScriptEngine>(const QString& strLanguage)> createEngine;
 
 private:
     QString m_strPath;
@@ -43,5 +54,7 @@ private:
     QPushButton* m_pCheck = nullptr;
 };
 
-// Opens the editor on a file and waits until it is closed; true when the file was saved.
-bool EditScriptFile(QWidget* pParent, const QString& strPath);
+// Opens the editor on a file and waits until it is closed; true when the file was saved. A check
+// for errors uses createEngine when given.
+bool EditScriptFile(QWidget* pParent, const QString& strPath,
+                    std::function<std::unique_ptr<IScriptEngine>(const QString&)> createEngine = {});

@@ -130,6 +130,10 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
             AutosizeMap(frame.Document());
             MapChanged(frame);
         }
+        if (hooks.discoveryDone)
+        {
+            hooks.discoveryDone();
+        }
     };
     frame.SetCommandHandler(eCmdStandardDiscovery, discovery);
     frame.SetCommandHandler(eCmdPEStandardDiscovery, discovery);
@@ -145,6 +149,10 @@ void InstallNetworkCommands(CMainFrameCore& frame, SNetworkCommandHooks hooks)
         {
             AutosizeMap(frame.Document());
             MapChanged(frame);
+        }
+        if (hooks.discoveryDone)
+        {
+            hooks.discoveryDone();
         }
     };
     frame.SetCommandHandler(eCmdPassiveDiscovery, passiveDiscovery);

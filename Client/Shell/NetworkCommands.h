@@ -29,6 +29,9 @@ struct SNetworkCommandHooks
     // Without one, manual routes see an empty selection.
     RouteSelectionSource selection;
     ChooseIDFn chooseID;
+    // Told when an active or passive discovery has run to its end, whether it found everything or
+    // stopped at a failure (not when it was cancelled before it began).
+    std::function<void()> discoveryDone;
 };
 
 // Installs the handlers on the frame, and the route search as the way the browser's commands reach
