@@ -202,11 +202,6 @@ int main(int argc, char** argv)
     frame.show();
     // The window serves the automation interface too, on the session bus its environment names
     // (never one started on the fly for it). The unattended screenshot serves nothing.
-    frame.Core().Automation().Hooks().mapToClipboard = [&frame]
-    {
-        frame.RunCommand(eCmdCopyToClipboard);
-        return true;
-    };
     CAutomationDBus service(frame.Core().Automation());
     service.onQuit = [&frame] { frame.close(); };
     if (!parser.isSet(screenshot) && !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))

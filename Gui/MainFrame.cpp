@@ -553,11 +553,22 @@ void CMainFrame::InstallWatchHandlers()
 
 void CMainFrame::InstallMacroHandlers()
 {
-    SAutomationHooks hooks;
-    hooks.isConnected = [this] { return m_core.IsConnected(); };
-    hooks.document = [this] { return &m_core.Document(); };
-    m_pMacroAutomation = std::make_unique<CAutomation>(std::move(hooks));
-    m_pScriptObject = std::make_unique<CAutomationScriptObject>(*m_pMacroAutomation);
+    // Macros and D-Bus callers drive the one automation object of the frame, so they share its
+    // priorities, its log switch and its last error. What only a window can do is added here.
+    SAutomationHooks& hooks = m_core.Automation().Hooks();
+    hooks.mapToClipboard = [this]
+    {
+        RunCommand(eCmdCopyToClipboard);
+        return true;
+    };
+    hooks.memoryViewerOpen = [this](uint32_t ulNode, uint64_t ullAddress, uint32_t ulNumBytes, bool bBigEndian,
+                                    uint32_t ulWordSize, bool bShowAscii, uint32_t ulNumColumns)
+    {
+        return OpenMemoryViewer(this, m_core.Document(), ulNode, ullAddress, ulNumBytes, bBigEndian, ulWordSize,
+                                bShowAscii, ulNumColumns);
+    };
+    hooks.memoryViewerClose = [this](uint32_t ulNode) { return CloseMemoryViewer(this, ulNode); };
+    m_pScriptObject = std::make_unique<CAutomationScriptObject>(m_core.Automation());
     m_macros.SetHostObject(m_pScriptObject.get());
     m_macros.onEcho = [](const QString& strText)
     { UI().ShowMessage(strText, ApplicationTitle(), EMessageKind::Information); };

@@ -15,7 +15,6 @@
 
 #include <memory>
 
-class CAutomation;
 class CChildView;
 class CHealthMonitor;
 class CNetBrowserDlgBar;
@@ -104,7 +103,6 @@ private:
     std::unique_ptr<CHealthMonitor> m_pHealth;
     QPointer<CWatchDlg> m_pWatchDlg;
     // The automation object that macros reach as "Norvanta".
-    std::unique_ptr<CAutomation> m_pMacroAutomation;
     std::unique_ptr<CAutomationScriptObject> m_pScriptObject;
     CMacroManager m_macros;
     QMenu* m_pToolsMenu = nullptr;
