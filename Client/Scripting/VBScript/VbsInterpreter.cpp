@@ -504,6 +504,7 @@ bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
     }
     DeclareScope(m_program->vars, m_globals);
 
+    ArmTimeLimit();
     char cBase = 0;
     SStackBase stackBase(*this, &cBase);
     SFrame frame;
@@ -514,6 +515,12 @@ bool CVbsInterpreter::Load(const QString& strText, SScriptError* pError)
     catch (const CVbsError& error)
     {
         FillError(pError, error);
+        Reset();
+        return false;
+    }
+    catch (const STimedOut& where)
+    {
+        FillTimedOut(pError, where);
         Reset();
         return false;
     }
@@ -552,6 +559,7 @@ bool CVbsInterpreter::Call(const QString& strMethod, const std::vector<CAutoValu
         {
             VbsRaise(450, pProc->strName);
         }
+        ArmTimeLimit();
         char cBase = 0;
         SStackBase stackBase(*this, &cBase);
         SFrame frame;
@@ -582,11 +590,38 @@ bool CVbsInterpreter::Call(const QString& strMethod, const std::vector<CAutoValu
         FillError(pError, error);
         return false;
     }
+    catch (const STimedOut& where)
+    {
+        return FillTimedOut(pError, where);
+    }
     catch (const std::bad_alloc&)
     {
         FillError(pError, OutOfMemory());
         return false;
     }
+}
+
+void CVbsInterpreter::ArmTimeLimit()
+{
+    if (m_pStackBase != nullptr)
+    {
+        return; // a call back into the engine runs on the clock of the run around it
+    }
+    m_bTimed = nTimeLimitMs > 0;
+    m_nTimeTicks = 0;
+    m_deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(nTimeLimitMs);
+}
+
+bool CVbsInterpreter::FillTimedOut(SScriptError* pError, const STimedOut& where) const
+{
+    if (pError)
+    {
+        pError->strMessage =
+            QStringLiteral("The script was stopped: it ran longer than its time limit of %1 ms.").arg(nTimeLimitMs);
+        pError->iLine = where.iLine;
+        pError->iColumn = where.iColumn;
+    }
+    return false;
 }
 
 void CVbsInterpreter::Echo(const QString& strText)
@@ -733,6 +768,7 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecBlock(const SBlock& block, SFrame& f
 {
     for (const PStmt& stmt : block)
     {
+        CheckTimeLimit(stmt->iLine, stmt->iColumn);
         try
         {
             const EFlow flow = ExecStmt(*stmt, frame);
@@ -799,7 +835,8 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecStmt(const SStmt& stmt, SFrame& fram
     case EStmt::While:
         while (Condition(*stmt.a, frame))
         {
-            const EFlow flow = ExecBlock(stmt.body, frame);
+            CheckTimeLimit(stmt.iLine, stmt.iColumn); // an empty loop is stopped too
+        const EFlow flow = ExecBlock(stmt.body, frame);
             if (flow != EFlow::Normal)
             {
                 return flow;
@@ -1017,6 +1054,7 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecFor(const SStmt& stmt, SFrame& frame
         {
             return EFlow::Normal;
         }
+        CheckTimeLimit(stmt.iLine, stmt.iColumn); // an empty loop is stopped too
         const EFlow flow = ExecBlock(stmt.body, frame);
         if (flow == EFlow::ExitFor)
         {
@@ -1046,6 +1084,7 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecForEach(const SStmt& stmt, SFrame& f
     for (const CVbsValue& item : items)
     {
         var->value = item;
+        CheckTimeLimit(stmt.iLine, stmt.iColumn); // an empty loop is stopped too
         const EFlow flow = ExecBlock(stmt.body, frame);
         if (flow == EFlow::ExitFor)
         {
@@ -1068,6 +1107,7 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecDo(const SStmt& stmt, SFrame& frame)
         {
             return EFlow::Normal;
         }
+        CheckTimeLimit(stmt.iLine, stmt.iColumn); // an empty loop is stopped too
         const EFlow flow = ExecBlock(stmt.body, frame);
         if (flow == EFlow::ExitDo)
         {

@@ -8,6 +8,7 @@
 
 #include <QHash>
 
+#include <chrono>
 #include <random>
 
 namespace vbs
@@ -91,6 +92,24 @@ private:
     struct SQuit
     {
     };
+    // Thrown past On Error Resume Next when a run outlasts nTimeLimitMs: where it was stopped.
+    struct STimedOut
+    {
+        int iLine = 0;
+        int iColumn = 0;
+    };
+    // Starts the clock of a run that the host began (not of a call back into the engine).
+    void ArmTimeLimit();
+    // Stops the run once the time limit has passed; checked before every statement and on every
+    // pass of a loop, reading the clock only now and then.
+    void CheckTimeLimit(int iLine, int iColumn)
+    {
+        if (m_bTimed && (++m_nTimeTicks & 0xFF) == 0 && std::chrono::steady_clock::now() > m_deadline)
+        {
+            throw STimedOut{iLine, iColumn};
+        }
+    }
+    bool FillTimedOut(SScriptError* pError, const STimedOut& where) const;
     // Marks where the host called in, for the stack budget; a call back into the engine from a
     // host object keeps the outer mark.
     struct SStackBase
@@ -160,6 +179,9 @@ private:
     int m_nDepth = 0;
     const char* m_pStackBase = nullptr;
     ptrdiff_t m_nStackBudget = 0;
+    bool m_bTimed = false;
+    uint32_t m_nTimeTicks = 0;
+    std::chrono::steady_clock::time_point m_deadline;
     std::mt19937 m_random;
     double m_dLastRandom = 0;
 };
