@@ -28,6 +28,7 @@
 #include "Automation.h"
 #include "AutomationScriptObject.h"
 #include "NetworkDocument.h"
+#include "Probe.h"
 #include "ScriptEngine.h"
 #include "TargetConnection.h"
 #include "UserInterface.h"
@@ -267,6 +268,14 @@ int RunMacro(const SCliInvocation& invocation)
     hooks.isConnected = [pConnection] { return pConnection && pConnection->IsConnected(); };
     CNetworkDocument* pDocument = pMap.get();
     hooks.document = [pDocument] { return pDocument; };
+    // The probe works on the map: a macro given one may set the probe up and take it down again
+    // within its run.
+    std::unique_ptr<CProbe> pProbe;
+    if (pMap)
+    {
+        pProbe = std::make_unique<CProbe>(*pMap, hooks.isConnected);
+        hooks.probe = [&pProbe] { return pProbe.get(); };
+    }
     CAutomation automation(hooks);
     CCliAutomationObject object(automation);
 
