@@ -1,5 +1,6 @@
 #include "ScriptEditorDlg.h"
 
+#include "MacroBindings.h"
 #include "SafeFile.h"
 #include "UserInterface.h"
 
@@ -14,8 +15,6 @@
 #include <QTextCursor>
 #include <QVBoxLayout>
 
-#include <cerrno>
-#include <cstdio>
 
 CScriptEditorDlg::CScriptEditorDlg(QWidget* pParent) : QDialog(pParent)
 {
@@ -64,45 +63,21 @@ CScriptEditorDlg::CScriptEditorDlg(QWidget* pParent) : QDialog(pParent)
 
 QString CScriptEditorDlg::LanguageOf(const QString& strPath)
 {
-    const QString strExtension = QFileInfo(strPath).suffix().toLower();
-    if (strExtension == QLatin1String("vbs"))
-    {
-        return QStringLiteral("VBScript");
-    }
-    if (strExtension == QLatin1String("js"))
-    {
-        return QStringLiteral("JScript");
-    }
-    return QString();
+    return ScriptLanguageOf(strPath);
 }
 
 bool CScriptEditorDlg::Load(const QString& strPath)
 {
+    // A file that doesn't exist yet starts empty and is made by Save and Close.
     QString strText;
-    errno = 0;
-    FILE* pFile = std::fopen(strPath.toLocal8Bit().constData(), "rb");
-    if (!pFile && errno != ENOENT)
+    if (QFileInfo::exists(strPath))
     {
-        ShowMessage(QStringLiteral("Unable to open script file %1, error %2").arg(strPath).arg(errno));
-        return false;
-    }
-    if (pFile)
-    {
-        QByteArray bytes;
-        char buffer[4096];
-        size_t nRead = 0;
-        while ((nRead = std::fread(buffer, 1, sizeof(buffer), pFile)) > 0)
+        QString strError;
+        if (!ReadScriptFile(strPath, &strText, &strError))
         {
-            bytes.append(buffer, static_cast<qsizetype>(nRead));
-        }
-        const int nError = std::ferror(pFile) != 0 ? (errno != 0 ? errno : EIO) : 0;
-        std::fclose(pFile);
-        if (nError != 0)
-        {
-            ShowMessage(QStringLiteral("Unable to open script file %1, error %2").arg(strPath).arg(nError));
+            ShowMessage(strError);
             return false;
         }
-        strText = QString::fromUtf8(bytes);
     }
     m_strPath = strPath;
     m_pEditor->setPlainText(strText);
