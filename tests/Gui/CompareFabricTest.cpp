@@ -17,7 +17,6 @@
 
 namespace
 {
-constexpr uint32_t kLoopback = 0x7F000001u;
 const QColor kMissing(200, 0, 200);
 const QColor kChanged(255, 140, 0);
 
@@ -30,13 +29,7 @@ protected:
         nvguitest::PointLinkAtSimulator(m_sim.TcpPort());
         m_pFrame = std::make_unique<CMainFrame>();
         m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
-        m_pFrame->SetConnectionChooser(
-            [](int32_t* pnChoice, uint32_t* pulAddress)
-            {
-                *pnChoice = eConnInternetTCP;
-                *pulAddress = kLoopback;
-                return true;
-            });
+        nvguitest::AnswerConnectWithLoopbackServer(*m_pFrame);
         m_pFrame->SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             {

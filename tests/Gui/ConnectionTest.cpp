@@ -474,13 +474,7 @@ TEST(DiscoveryWindowTest, AWarningKeepsTheWindowWithItsLogUntilClosed)
     SetPreference("Preferences", "DiscoveryDetails", 1u);
     {
         CMainFrame frame;
-        frame.SetConnectionChooser(
-            [](int32_t* pnChoice, uint32_t* pulAddress)
-            {
-                *pnChoice = eConnInternetTCP;
-                *pulAddress = kLoopback;
-                return true;
-            });
+        nvguitest::AnswerConnectWithLoopbackServer(frame);
         frame.SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             {

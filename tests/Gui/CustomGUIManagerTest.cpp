@@ -326,13 +326,7 @@ protected:
         m_pFrame = std::make_unique<CMainFrame>();
         m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
         m_pFrame->resize(1200, 800);
-        m_pFrame->SetConnectionChooser(
-            [](int32_t* pnChoice, uint32_t* pulAddress)
-            {
-                *pnChoice = eConnInternetTCP;
-                *pulAddress = 0x7F000001u;
-                return true;
-            });
+        nvguitest::AnswerConnectWithLoopbackServer(*m_pFrame);
         m_pFrame->SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             {

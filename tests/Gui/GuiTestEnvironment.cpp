@@ -2,6 +2,7 @@
 
 #include "DrawObjects.h"
 #include "LinkSettings.h"
+#include "MainFrame.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -104,5 +105,16 @@ void PointLinkAtSimulator(uint16_t wTcpPort)
     ReloadLinkSettings();
     LinkSettings().wServerPort = wTcpPort;
     LinkSettings().ulWaitMilliseconds = 3000;
+}
+
+void AnswerConnectWithLoopbackServer(CMainFrame& frame)
+{
+    frame.SetConnectionChooser(
+        [](int32_t* pnChoice, uint32_t* pulAddress)
+        {
+            *pnChoice = eConnInternetTCP;
+            *pulAddress = 0x7F000001u; // 127.0.0.1
+            return true;
+        });
 }
 } // namespace nvguitest

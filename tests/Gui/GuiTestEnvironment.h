@@ -7,6 +7,9 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
+
+class CMainFrame;
 
 namespace nvguitest
 {
@@ -21,4 +24,7 @@ bool WaitFor(const std::function<bool()>& condition, int iMilliseconds = 20000);
 // Link settings afresh from the preferences, pointed at a simulator's TCP port on loopback, with
 // a wait for answers short enough for a test.
 void PointLinkAtSimulator(uint16_t wTcpPort);
+// Answers the window's connect command with a server on 127.0.0.1 over TCP (the port is the link
+// settings', see PointLinkAtSimulator).
+void AnswerConnectWithLoopbackServer(CMainFrame& frame);
 } // namespace nvguitest

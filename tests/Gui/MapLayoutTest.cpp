@@ -25,8 +25,6 @@ namespace
 using nvguitest::AddLink;
 using nvguitest::AddPE;
 
-constexpr uint32_t kLoopback = 0x7F000001u;
-
 // Every rectangle drawn for an icon, a node's label block or a link's end label, with a name to
 // tell them apart in a failure.
 std::vector<std::pair<QRectF, QString>> DrawnRects(const CMapScene& scene)
@@ -104,13 +102,7 @@ protected:
         LinkSettings().ulWaitMilliseconds = 3000;
         m_pFrame = std::make_unique<CMainFrame>();
         m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
-        m_pFrame->SetConnectionChooser(
-            [](int32_t* pnChoice, uint32_t* pulAddress)
-            {
-                *pnChoice = eConnInternetTCP;
-                *pulAddress = kLoopback;
-                return true;
-            });
+        nvguitest::AnswerConnectWithLoopbackServer(*m_pFrame);
         m_pFrame->SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             {

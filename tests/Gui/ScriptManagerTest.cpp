@@ -42,8 +42,6 @@
 
 namespace
 {
-constexpr uint32_t kLoopback = 0x7F000001u;
-
 QString ScratchDir()
 {
     const QString strDir = QString::fromStdString(nvtest::ProcessTempDir()) + QStringLiteral("/macros");
@@ -473,13 +471,7 @@ protected:
                 "function MapOnConnect() { WScript.Echo('map connect'); }\n"));
         m_pFrame = std::make_unique<CMainFrame>();
         m_pUI = std::make_unique<nvtest::CRecordingUserInterface>();
-        m_pFrame->SetConnectionChooser(
-            [](int32_t* pnChoice, uint32_t* pulAddress)
-            {
-                *pnChoice = eConnInternetTCP;
-                *pulAddress = kLoopback;
-                return true;
-            });
+        nvguitest::AnswerConnectWithLoopbackServer(*m_pFrame);
         m_pFrame->SetDiscoverySettingsChooser(
             [](CEnumerationSettings& settings)
             {

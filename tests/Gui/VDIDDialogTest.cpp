@@ -318,13 +318,7 @@ TEST(VDIDTargetTest, TheWindowsIDsReachTheTargetOnYesOrThroughUpdatePE)
     LinkSettings().ulWaitMilliseconds = 1000;
     CMainFrame frame;
     nvtest::CRecordingUserInterface ui;
-    frame.SetConnectionChooser(
-        [](int32_t* pnChoice, uint32_t* pulAddress)
-        {
-            *pnChoice = eConnInternetTCP;
-            *pulAddress = 0x7F000001u;
-            return true;
-        });
+    nvguitest::AnswerConnectWithLoopbackServer(frame);
     frame.RunCommand(eCmdConnect);
     ASSERT_TRUE(frame.Core().IsConnected()) << ui.messages.join('|').toStdString();
     ASSERT_TRUE(frame.Core().OpenMap(QString::fromStdString(strMap)));
