@@ -18,8 +18,8 @@
 // - Exit status 0 when the method ran; 1 for a script error (the load or the call), printed on
 //   standard error as "Error:\t<message>\nCol:\t<column>\nLine:\t<line>"; 2 for bad usage, a file
 //   that isn't a macro or can't be read.
-// - --timeout stops a macro that runs longer than SECONDS (a script error, exit 1); one that an
-//   engine can't stop ends the run two seconds later, also with exit 1.
+// - --timeout stops a macro that runs longer than SECONDS (a script error, exit 1); one held inside
+//   a single call that the engine can't break into ends the run two seconds later, also exit 1.
 #include "CliCommand.h"
 #include "CliMap.h"
 #include "CliOptions.h"
@@ -103,8 +103,8 @@ private:
 };
 
 // The last resort of --timeout: an engine stops a script that outruns its time limit with a script
-// error; if the run is still going a little later (a host call that hangs, an engine that can't be
-// interrupted), the process ends with the same exit status.
+// error; if the run is still going a little later (a host call that hangs, a long WScript.Sleep),
+// the process ends with the same exit status.
 class CRunDeadline
 {
 public:

@@ -423,12 +423,20 @@ TEST_F(CMacroRunTest, PrintsTheReturnedValueAndHonoursTheTimeLimit)
     EXPECT_EQ(result.nExitCode, 1);
     EXPECT_NE(result.strErr.find("time limit"), std::string::npos) << result.strErr;
 
-    // An engine that doesn't stop by itself is ended with the run.
+    // VBScript stops at the limit too, at the statement it had come to.
     const std::string strVbs = WriteMacro(
-        "spin.vbs", "Function Spin()\n  WScript.Echo \"start\"\n  Do While True\n  Loop\nEnd Function\n");
+        "spin.vbs", "Function Spin()\n  WScript.Echo \"start\"\n  Do While True\n  Loop\nEnd Function\n"
+                    "Sub Doze()\n  WScript.Echo \"asleep\"\n  WScript.Sleep 20000\nEnd Sub\n");
     result = Run({strVbs, "Spin", "--timeout", "1"});
     EXPECT_EQ(result.nExitCode, 1);
     EXPECT_EQ(result.strOut, "start\n");
+    EXPECT_NE(result.strErr.find("time limit of 1000 ms"), std::string::npos) << result.strErr;
+    EXPECT_NE(result.strErr.find("Line:\t3"), std::string::npos) << result.strErr;
+
+    // A macro held inside one call, where no engine looks at the clock, is ended with the run.
+    result = Run({strVbs, "Doze", "--timeout", "1"});
+    EXPECT_EQ(result.nExitCode, 1);
+    EXPECT_EQ(result.strOut, "asleep\n");
     EXPECT_NE(result.strErr.find("ran longer than 1 second"), std::string::npos) << result.strErr;
 }
 } // namespace
