@@ -50,8 +50,7 @@ const SCliCommand* const kCommandTables[] = {
     g_aRouteCommands,   g_aMulticastCommands, g_aScriptCommands,  g_aInitScriptCommands, g_aInitCommands,
     g_aVdidCommands,    g_aHealthCommands,    g_aWatchCommands,   g_aDiffCommands,       g_aReportCommands,
     g_aPerfmonCommands, g_aLinkmonCommands,   g_aTrafficCommands, g_aPacketCommands,     g_aPgenCommands,
-    g_aTraceCommands,   g_aDfeCommands,       g_aJtagCommands,    g_aEepromCommands,
-    g_aMacroCommands};
+    g_aTraceCommands,   g_aDfeCommands,       g_aJtagCommands,    g_aEepromCommands,     g_aMacroCommands};
 
 const char* const kGlobalUsage =
     "usage: norvanta-cli [--server ADDR] [--port N] [--udp] [--local-port N] [--large] [--log FILE]\n"

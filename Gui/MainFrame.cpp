@@ -27,9 +27,9 @@
 #include "NetBrowserDlgBar.h"
 #include "NetworkCommands.h"
 #include "NetworkMap.h"
-#include "ParametersDlg.h"
 #include "PacketGenDlg.h"
 #include "PacketTraceDlg.h"
+#include "ParametersDlg.h"
 #include "PerfMonitorWnd.h"
 #include "Preferences.h"
 #include "ProbeSetupDlg.h"
@@ -481,8 +481,9 @@ void CMainFrame::InstallHandlers()
                              [this](const SCommandContext& context)
                              {
                                  if (context.iNode >= 0)
-                                     CDataGenDlg::OpenFor(m_core.Document(), context.iNode,
-                                                          [this] { m_pView->Rebuild(); }, this);
+                                     CDataGenDlg::OpenFor(
+                                         m_core.Document(), context.iNode, [this] { m_pView->Rebuild(); },
+                                         this);
                              });
     InstallInitNetworkCommand(m_core);
     InstallVDIDCommands(m_core, VDIDDialogRunner(this));
@@ -561,11 +562,12 @@ void CMainFrame::InstallMacroHandlers()
         RunCommand(eCmdCopyToClipboard);
         return true;
     };
-    hooks.memoryViewerOpen = [this](uint32_t ulNode, uint64_t ullAddress, uint32_t ulNumBytes, bool bBigEndian,
-                                    uint32_t ulWordSize, bool bShowAscii, uint32_t ulNumColumns)
+    hooks.memoryViewerOpen = [this](uint32_t ulNode, uint64_t ullAddress, uint32_t ulNumBytes,
+                                    bool bBigEndian, uint32_t ulWordSize, bool bShowAscii,
+                                    uint32_t ulNumColumns)
     {
-        return OpenMemoryViewer(this, m_core.Document(), ulNode, ullAddress, ulNumBytes, bBigEndian, ulWordSize,
-                                bShowAscii, ulNumColumns);
+        return OpenMemoryViewer(this, m_core.Document(), ulNode, ullAddress, ulNumBytes, bBigEndian,
+                                ulWordSize, bShowAscii, ulNumColumns);
     };
     hooks.memoryViewerClose = [this](uint32_t ulNode) { return CloseMemoryViewer(this, ulNode); };
     m_pScriptObject = std::make_unique<CAutomationScriptObject>(m_core.Automation());

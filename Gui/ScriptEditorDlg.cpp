@@ -15,7 +15,6 @@
 #include <QTextCursor>
 #include <QVBoxLayout>
 
-
 CScriptEditorDlg::CScriptEditorDlg(QWidget* pParent) : QDialog(pParent)
 {
     setWindowTitle(QStringLiteral("Script Editor"));

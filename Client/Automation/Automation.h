@@ -45,14 +45,14 @@ struct SAutoMethod
 // available here" and the method that needs it fails with a clear text.
 struct SAutomationHooks
 {
-    std::function<bool()> isConnected;              // the application's connected flag
-    std::function<CNetworkDocument*()> document;    // the map, or null when there is none
-    std::function<bool()> mapToClipboard;           // copies the map's picture
+    std::function<bool()> isConnected;           // the application's connected flag
+    std::function<CNetworkDocument*()> document; // the map, or null when there is none
+    std::function<bool()> mapToClipboard;        // copies the map's picture
     std::function<int32_t(uint32_t ulNode, uint64_t ullAddress, uint32_t ulNumBytes, bool bBigEndian,
                           uint32_t ulWordSize, bool bShowAscii, uint32_t ulNumColumns)>
-        memoryViewerOpen;                           // client status
+        memoryViewerOpen; // client status
     std::function<int32_t(uint32_t ulNode)> memoryViewerClose;
-    std::function<CProbe*()> probe;                 // the application's probe set-up
+    std::function<CProbe*()> probe; // the application's probe set-up
 };
 
 class CAutomation

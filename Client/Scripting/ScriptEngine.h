@@ -49,7 +49,8 @@ public:
     virtual QString Language() const = 0;
     // Makes a host object known to scripts: as a global of that name, and as what
     // CreateObject(strProgID) in VBScript and new ActiveXObject(strProgID) in JavaScript give.
-    virtual void AddNamedObject(const QString& strName, const QString& strProgID, IScriptHostObject* pObject) = 0;
+    virtual void AddNamedObject(const QString& strName, const QString& strProgID,
+                                IScriptHostObject* pObject) = 0;
     // Parses a text and runs its top-level code. False with *pError on a syntax or run-time error;
     // the engine then holds nothing of the text.
     virtual bool Load(const QString& strText, SScriptError* pError) = 0;

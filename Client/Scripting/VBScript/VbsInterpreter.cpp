@@ -617,7 +617,8 @@ bool CVbsInterpreter::FillTimedOut(SScriptError* pError, const STimedOut& where)
     if (pError)
     {
         pError->strMessage =
-            QStringLiteral("The script was stopped: it ran longer than its time limit of %1 ms.").arg(nTimeLimitMs);
+            QStringLiteral("The script was stopped: it ran longer than its time limit of %1 ms.")
+                .arg(nTimeLimitMs);
         pError->iLine = where.iLine;
         pError->iColumn = where.iColumn;
     }
@@ -836,7 +837,7 @@ CVbsInterpreter::EFlow CVbsInterpreter::ExecStmt(const SStmt& stmt, SFrame& fram
         while (Condition(*stmt.a, frame))
         {
             CheckTimeLimit(stmt.iLine, stmt.iColumn); // an empty loop is stopped too
-        const EFlow flow = ExecBlock(stmt.body, frame);
+            const EFlow flow = ExecBlock(stmt.body, frame);
             if (flow != EFlow::Normal)
             {
                 return flow;

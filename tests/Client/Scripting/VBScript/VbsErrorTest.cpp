@@ -197,16 +197,18 @@ TEST(VbsRuntimeErrors, ARunPastItsTimeLimitIsStoppedWhereItWasEvenUnderResumeNex
     engine->nTimeLimitMs = 100;
     SScriptError error;
     // An empty endless loop in the top-level code: the load fails and keeps nothing.
-    EXPECT_FALSE(engine->Load(QStringLiteral("Sub Later()\nEnd Sub\nOn Error Resume Next\nDo\nLoop\n"), &error));
+    EXPECT_FALSE(
+        engine->Load(QStringLiteral("Sub Later()\nEnd Sub\nOn Error Resume Next\nDo\nLoop\n"), &error));
     EXPECT_EQ(error.strMessage, "The script was stopped: it ran longer than its time limit of 100 ms.");
     EXPECT_EQ(error.iLine, 4);
     EXPECT_FALSE(engine->HasMethod(QStringLiteral("Later")));
 
     // A called procedure that never ends fails its call; the script stays loaded, and the next
     // call runs on a fresh clock.
-    ASSERT_TRUE(engine->Load(QStringLiteral("Dim n\nSub Spin()\n  Do While True\n    n = n + 1\n  Loop\nEnd Sub\n"
-                                            "Function Quick()\n  Quick = 7\nEnd Function\n"),
-                             &error));
+    ASSERT_TRUE(
+        engine->Load(QStringLiteral("Dim n\nSub Spin()\n  Do While True\n    n = n + 1\n  Loop\nEnd Sub\n"
+                                    "Function Quick()\n  Quick = 7\nEnd Function\n"),
+                     &error));
     CAutoValue result;
     EXPECT_FALSE(engine->Call(QStringLiteral("Spin"), {}, &result, &error));
     EXPECT_EQ(error.strMessage, "The script was stopped: it ran longer than its time limit of 100 ms.");
