@@ -57,6 +57,19 @@ std::string CCliOptions::Value(const std::string& strOption) const
     return {};
 }
 
+std::vector<std::string> CCliOptions::Values(const std::string& strOption) const
+{
+    std::vector<std::string> values;
+    for (const auto& [strName, strValue] : m_values)
+    {
+        if (strName == strOption)
+        {
+            values.push_back(strValue);
+        }
+    }
+    return values;
+}
+
 bool CCliOptions::Number(const std::string& strOption, uint64_t ulMax, uint64_t* pValue) const
 {
     if (!Has(strOption))

@@ -19,8 +19,10 @@ public:
 
     const std::vector<std::string>& Positional() const { return m_positional; }
     bool Has(const std::string& strOption) const;
-    // The value of an option, or an empty string.
+    // The value of an option, or an empty string (the last one when it is given more than once).
     std::string Value(const std::string& strOption) const;
+    // Every value of an option given more than once, in order.
+    std::vector<std::string> Values(const std::string& strOption) const;
     // A number by the number entry rule; false (and a message on stderr) when the text is not one
     // or exceeds ulMax. An absent option leaves *pValue as it was and is true.
     bool Number(const std::string& strOption, uint64_t ulMax, uint64_t* pValue) const;

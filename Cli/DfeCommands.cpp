@@ -56,54 +56,41 @@ struct SDfeArgs
 
 std::string ParseArgs(const std::vector<std::string>& args, SDfeArgs* p)
 {
-    std::vector<std::string*> positional = {&p->strProcedure, &p->strMap, &p->strNode};
-    size_t nPositional = 0;
-    for (size_t i = 0; i < args.size(); ++i)
+    const CCliOptions options(
+        args,
+        {"--port", "--lane", "--ber", "--samples", "--mode", "--leak", "--fail", "--iterations", "--tap"},
+        {"--clear-taps", "--adjust-on-fail"});
+    if (!options.Ok())
     {
-        const std::string& strWord = args[i];
-        if (strWord.size() <= 2 || strWord.compare(0, 2, "--") != 0)
-        {
-            if (nPositional >= positional.size())
-            {
-                return "unexpected word '" + strWord + "'";
-            }
-            *positional[nPositional++] = strWord;
-            continue;
-        }
-        if (strWord == "--clear-taps" || strWord == "--adjust-on-fail")
-        {
-            (strWord == "--clear-taps" ? p->bClearTaps : p->bAdjustOnFail) = true;
-            continue;
-        }
-        if (i + 1 >= args.size())
-        {
-            return "option " + strWord + " needs a value";
-        }
-        const std::string& strValue = args[++i];
-        if (strWord == "--tap")
-        {
-            p->taps.push_back(strValue);
-            continue;
-        }
-        std::string* pTarget = strWord == "--port"         ? &p->strPort
-                               : strWord == "--lane"       ? &p->strLane
-                               : strWord == "--ber"        ? &p->strBer
-                               : strWord == "--samples"    ? &p->strSamples
-                               : strWord == "--mode"       ? &p->strMode
-                               : strWord == "--leak"       ? &p->strLeak
-                               : strWord == "--fail"       ? &p->strFail
-                               : strWord == "--iterations" ? &p->strIterations
-                                                           : nullptr;
-        if (!pTarget)
-        {
-            return "unknown option " + strWord;
-        }
-        *pTarget = strValue;
+        return options.Error();
     }
-    if (nPositional < positional.size())
+    const std::vector<std::string>& words = options.Positional();
+    if (words.size() > 3)
+    {
+        return "unexpected word '" + words[3] + "'";
+    }
+    if (words.size() < 3)
     {
         return "scan, monitor or adjust, a map and a node are needed";
     }
+    p->strProcedure = words[0];
+    p->strMap = words[1];
+    p->strNode = words[2];
+    const std::pair<const char*, std::string*> kValues[] = {
+        {"--port", &p->strPort}, {"--lane", &p->strLane},
+        {"--ber", &p->strBer},   {"--samples", &p->strSamples},
+        {"--mode", &p->strMode}, {"--leak", &p->strLeak},
+        {"--fail", &p->strFail}, {"--iterations", &p->strIterations}};
+    for (const auto& [pszOption, pValue] : kValues)
+    {
+        if (options.Has(pszOption))
+        {
+            *pValue = options.Value(pszOption);
+        }
+    }
+    p->taps = options.Values("--tap");
+    p->bClearTaps = options.Has("--clear-taps");
+    p->bAdjustOnFail = options.Has("--adjust-on-fail");
     if (p->strPort.empty() || p->strLane.empty())
     {
         return "--port and --lane are needed";

@@ -52,44 +52,38 @@ struct SLinkmonArgs
 
 std::string ParseArgs(const std::vector<std::string>& args, SLinkmonArgs* pArgs)
 {
-    std::vector<std::string*> positional = {&pArgs->strKind, &pArgs->strMap, &pArgs->strNode,
-                                            &pArgs->strPort};
-    size_t nPositional = 0;
-    for (size_t i = 0; i < args.size(); ++i)
+    const CCliOptions options(args,
+                              {"--ticks", "--depth", "--interval-ms", "--buffer", "--read-priority",
+                               "--write-priority", "--line-rate", "--report"},
+                              {});
+    if (!options.Ok())
     {
-        const std::string& strWord = args[i];
-        if (strWord.size() <= 2 || strWord.compare(0, 2, "--") != 0)
-        {
-            if (nPositional >= positional.size())
-            {
-                return "unexpected word '" + strWord + "'";
-            }
-            *positional[nPositional++] = strWord;
-            continue;
-        }
-        if (i + 1 >= args.size())
-        {
-            return "option " + strWord + " needs a value";
-        }
-        const std::string& strValue = args[++i];
-        std::string* pTarget = strWord == "--ticks"            ? &pArgs->strTicks
-                               : strWord == "--depth"          ? &pArgs->strDepth
-                               : strWord == "--interval-ms"    ? &pArgs->strInterval
-                               : strWord == "--buffer"         ? &pArgs->strBuffer
-                               : strWord == "--read-priority"  ? &pArgs->strRead
-                               : strWord == "--write-priority" ? &pArgs->strWrite
-                               : strWord == "--line-rate"      ? &pArgs->strLineRate
-                               : strWord == "--report"         ? &pArgs->strReport
-                                                               : nullptr;
-        if (!pTarget)
-        {
-            return "unknown option " + strWord;
-        }
-        *pTarget = strValue;
+        return options.Error();
     }
-    if (nPositional < positional.size())
+    const std::vector<std::string>& words = options.Positional();
+    if (words.size() > 4)
+    {
+        return "unexpected word '" + words[4] + "'";
+    }
+    if (words.size() < 4)
     {
         return "ber, throughput or efficiency, a map, a node and a port are needed";
+    }
+    pArgs->strKind = words[0];
+    pArgs->strMap = words[1];
+    pArgs->strNode = words[2];
+    pArgs->strPort = words[3];
+    const std::pair<const char*, std::string*> kValues[] = {
+        {"--ticks", &pArgs->strTicks},          {"--depth", &pArgs->strDepth},
+        {"--interval-ms", &pArgs->strInterval}, {"--buffer", &pArgs->strBuffer},
+        {"--read-priority", &pArgs->strRead},   {"--write-priority", &pArgs->strWrite},
+        {"--line-rate", &pArgs->strLineRate},   {"--report", &pArgs->strReport}};
+    for (const auto& [pszOption, pValue] : kValues)
+    {
+        if (options.Has(pszOption))
+        {
+            *pValue = options.Value(pszOption);
+        }
     }
     if (pArgs->strTicks.empty())
     {
