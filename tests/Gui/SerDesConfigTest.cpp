@@ -514,7 +514,7 @@ TEST_F(SerDesConfigTest, TheParameterDialogsCheckTheirFieldsEstimateAndRememberT
         const int nBeeps = m_ui.nBeeps;
         EXPECT_FALSE(dialog.Go());
         EXPECT_EQ(nBeeps + 1, m_ui.nBeeps);
-        EXPECT_TRUE(dialog.DeltaEdit(4)->hasFocus());
+        EXPECT_EQ(dialog.DeltaEdit(4), dialog.focusWidget()) << "the refused field takes the focus";
         dialog.DeltaEdit(4)->setText("2");
         dialog.BerEdit()->ExpBox()->setCurrentIndex(0);
         ASSERT_TRUE(dialog.Go());
